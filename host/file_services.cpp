@@ -1,0 +1,186 @@
+// The file services that the library calls, over PosixFile and the operations on paths.
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "host/file_system.h"
+#include "host/host_program.h"
+#include "host/posix_file.h"
+#include "ovrasql/services.h"
+
+using ovrahost::HostProgram;
+using ovrahost::PosixFile;
+
+namespace {
+
+// A file handle of the library: the file, with the program whose lock timeout holds for it.
+struct OpenFile {
+    std::unique_ptr<PosixFile> file;
+    HostProgram* program;
+};
+
+HostProgram* Program(void* handle) { return static_cast<HostProgram*>(handle); }
+PosixFile* File(void* handle) { return static_cast<OpenFile*>(handle)->file.get(); }
+
+// Runs an operation on a resolved path. What goes wrong, running out of memory included, ends in
+// the program's last error: nothing thrown reaches the library.
+template <class Result, class Operation>
+Result OnPath(void* program, int32_t location, const char* path, int32_t length, Result failure,
+              Operation operation) {
+    if (program == nullptr) {
+        return failure;
+    }
+    try {
+        std::string resolved;
+        if (!Program(program)->Resolve(location, path, length, &resolved)) {
+            return failure;
+        }
+        std::string error;
+        const Result result = operation(resolved, &error);
+        if (!error.empty()) {
+            Program(program)->SetLastError(error);
+        }
+        return result;
+    } catch (const std::exception&) {
+        return failure;
+    }
+}
+
+void* HandOut(std::unique_ptr<PosixFile> file, void* program) {
+    return new OpenFile{std::move(file), Program(program)};
+}
+
+// A copy that the library frees with ovProgram_Free.
+char* AllocateText(const std::string& text) {
+    char* copy = static_cast<char*>(std::malloc(text.size() + 1));
+    if (copy != nullptr) {
+        std::memcpy(copy, text.c_str(), text.size() + 1);
+    }
+    return copy;
+}
+
+}  // namespace
+
+extern "C" {
+
+OVRA_SERVICE void* ovFile_Open(void* program, int32_t location, const char* path, int32_t length,
+                               int32_t flags) {
+    return OnPath<void*>(program, location, path, length, nullptr,
+                         [&](const std::string& resolved, std::string* error) -> void* {
+                             int reason = 0;
+                             auto file = PosixFile::Open(resolved, flags, &reason);
+                             if (file == nullptr) {
+                                 *error = ovrahost::SystemErrorText(reason, resolved);
+                                 return nullptr;
+                             }
+                             return HandOut(std::move(file), program);
+                         });
+}
+
+OVRA_SERVICE int32_t ovFile_Exists(void* program, int32_t location, const char* path,
+                                   int32_t length) {
+    return OnPath<int32_t>(program, location, path, length, 0,
+                           [](const std::string& resolved, std::string*) {
+                               return ovrahost::FileExists(resolved) ? 1 : 0;
+                           });
+}
+
+OVRA_SERVICE int32_t ovFile_IsDirectory(void* program, int32_t location, const char* path,
+                                        int32_t length) {
+    return OnPath<int32_t>(program, location, path, length, 0,
+                           [](const std::string& resolved, std::string*) {
+                               return ovrahost::IsDirectory(resolved) ? 1 : 0;
+                           });
+}
+
+OVRA_SERVICE int32_t ovFile_MakeDirectory(void* program, int32_t location, const char* path,
+                                          int32_t length) {
+    return OnPath<int32_t>(program, location, path, length, -1, ovrahost::MakeDirectory);
+}
+
+OVRA_SERVICE int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path,
+                                            int32_t length) {
+    return OnPath<int32_t>(program, location, path, length, -1, ovrahost::RemoveDirectory);
+}
+
+OVRA_SERVICE int32_t ovFile_Delete(void* program, int32_t location, const char* path,
+                                   int32_t length) {
+    return OnPath<int32_t>(program, location, path, length, -1, ovrahost::DeleteFile);
+}
+
+OVRA_SERVICE int32_t ovFile_Rename(void* program, int32_t location, const char* path,
+                                   int32_t length, int32_t newLocation, const char* newPath,
+                                   int32_t newLength) {
+    return OnPath<int32_t>(
+        program, location, path, length, -1, [&](const std::string& from, std::string* error) {
+            std::string to;
+            if (!Program(program)->Resolve(newLocation, newPath, newLength, &to)) {
+                return -1;
+            }
+            return ovrahost::RenameFile(from, to, error);
+        });
+}
+
+OVRA_SERVICE void* ovFile_MakeTemporary(void* program, int32_t location, const char* path,
+                                        int32_t length, int32_t flags, char** name,
+                                        int32_t* nameLength) {
+    return OnPath<void*>(
+        program, location, path, length, nullptr,
+        [&](const std::string& resolved, std::string* error) -> void* {
+            std::string suffix;
+            auto file = ovrahost::MakeTemporaryFile(resolved, flags, &suffix, error);
+            if (file == nullptr) {
+                return nullptr;
+            }
+            // The name is given in the library's own terms, relative where the given path was.
+            const std::string given = std::string(path, static_cast<size_t>(length)) + suffix;
+            *name = AllocateText(given);
+            *nameLength = *name == nullptr ? 0 : static_cast<int32_t>(given.size());
+            return HandOut(std::move(file), program);
+        });
+}
+
+OVRA_SERVICE void ovFile_Close(void* file) { delete static_cast<OpenFile*>(file); }
+
+OVRA_SERVICE int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
+    return file == nullptr ? 0 : File(file)->Read(buffer, length);
+}
+
+OVRA_SERVICE int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
+    return file == nullptr ? 0 : File(file)->Write(buffer, length);
+}
+
+OVRA_SERVICE int64_t ovFile_Seek(void* file, int64_t offset) {
+    return file == nullptr ? -1 : File(file)->Seek(offset);
+}
+
+OVRA_SERVICE int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
+    if (file == nullptr) {
+        return -1;
+    }
+    const auto lockMode =
+        mode == 1 ? ovrahost::LockMode::kShared : ovrahost::LockMode::kExclusive;
+    const int32_t timeout = static_cast<OpenFile*>(file)->program->LockTimeout();
+    return File(file)->Lock(lockMode, offset, length, timeout);
+}
+
+OVRA_SERVICE int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
+    return file == nullptr ? -1 : File(file)->Release(offset, length);
+}
+
+OVRA_SERVICE const char* ovFile_Error(void* program, void* file, int32_t* length) {
+    static const std::string none;
+    const std::string& text = file != nullptr      ? File(file)->Error()
+                              : program != nullptr ? Program(program)->LastError()
+                                                   : none;
+    if (length != nullptr) {
+        *length = static_cast<int32_t>(text.size());
+    }
+    return text.c_str();
+}
+
+OVRA_SERVICE void ovProgram_Free(void* /*program*/, void* block) { std::free(block); }
+
+}  // extern "C"

@@ -1,0 +1,44 @@
+#pragma once
+
+// HostDatabase, HostView and HostColumn: the host's side of the handles that it shares with the
+// library. Each carries one data word that the library sets and reads back.
+//
+// A database owns its program and its views; a view owns its columns. The library never keeps a view
+// or a column beyond the view's close.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/host_program.h"
+
+namespace ovrahost {
+
+struct HostView;
+
+// A variable of a view: the library's cell of one result column.
+struct HostColumn {
+    std::string name;
+    void* data = nullptr;
+};
+
+struct HostDatabase {
+    HostProgram program;
+    void* data = nullptr;
+    std::vector<std::unique_ptr<HostView>> views;
+    // The reason of a failure that the library cannot know of, such as a missing library file.
+    std::string hostError;
+};
+
+struct HostView {
+    HostDatabase* database = nullptr;
+    void* data = nullptr;
+    std::vector<std::unique_ptr<HostColumn>> columns;
+    // Visible columns are the first of `columns`; the one behind them is the end mark.
+    int32_t visibleColumns = 0;
+    bool started = false;
+    bool ended = false;
+};
+
+}  // namespace ovrahost

@@ -1,0 +1,170 @@
+#include "host/posix_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace ovrahost {
+
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// A refused lock is asked for again after a pause that doubles from the first to the last of these:
+// short at first, since most locks are held for one header update.
+constexpr microseconds kFirstPause(20);
+constexpr microseconds kLongestPause(2000);
+
+int SystemFlags(int32_t flags) {
+    int result = O_CLOEXEC;
+    const bool reads = (flags & kOpenRead) != 0;
+    const bool writes = (flags & kOpenWrite) != 0;
+    result |= reads && writes ? O_RDWR : (writes ? O_WRONLY : O_RDONLY);
+    result |= (flags & kOpenCreate) != 0 ? O_CREAT : 0;
+    result |= (flags & kOpenTruncate) != 0 ? O_TRUNC : 0;
+    result |= (flags & kOpenAppend) != 0 ? O_APPEND : 0;
+    result |= (flags & kOpenMustNotExist) != 0 ? O_CREAT | O_EXCL : 0;
+    return result;
+}
+
+bool IsBusy(int error) { return error == EAGAIN || error == EACCES; }
+
+}  // namespace
+
+std::string SystemErrorText(int error, const std::string& path) {
+    return std::generic_category().message(error) + " (" + path + ")";
+}
+
+std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flags, int* error) {
+    int descriptor = -1;
+    do {
+        descriptor = ::open(path.c_str(), SystemFlags(flags), 0666);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) {
+        *error = errno;
+        return nullptr;
+    }
+    // A directory opens for reading; as a data file it is none.
+    struct stat status {};
+    if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        ::close(descriptor);
+        *error = EISDIR;
+        return nullptr;
+    }
+    return std::unique_ptr<PosixFile>(
+        new PosixFile(descriptor, path, (flags & kOpenAppend) != 0));
+}
+
+PosixFile::PosixFile(int descriptor, std::string path, bool append)
+    : descriptor_(descriptor), append_(append), path_(std::move(path)) {}
+
+PosixFile::~PosixFile() { ::close(descriptor_); }
+
+int32_t PosixFile::Read(void* buffer, int32_t length) {
+    char* target = static_cast<char*>(buffer);
+    int32_t done = 0;
+    while (done < length) {
+        const ssize_t count =
+            ::pread(descriptor_, target + done, static_cast<size_t>(length - done), position_);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            Fail(SystemErrorText(errno, path_));
+            break;
+        }
+        if (count == 0) {
+            Fail("Unexpected end of file (" + path_ + ")");
+            break;
+        }
+        done += static_cast<int32_t>(count);
+        position_ += count;
+    }
+    return done;
+}
+
+int32_t PosixFile::Write(const void* buffer, int32_t length) {
+    const char* source = static_cast<const char*>(buffer);
+    int32_t done = 0;
+    while (done < length) {
+        const auto rest = static_cast<size_t>(length - done);
+        const ssize_t count = append_ ? ::write(descriptor_, source + done, rest)
+                                      : ::pwrite(descriptor_, source + done, rest, position_);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            Fail(SystemErrorText(count < 0 ? errno : ENOSPC, path_));
+            break;
+        }
+        done += static_cast<int32_t>(count);
+        position_ += count;
+    }
+    return done;
+}
+
+int64_t PosixFile::Seek(int64_t offset) {
+    if (offset < 0) {
+        Fail(SystemErrorText(EINVAL, path_));
+        return -1;
+    }
+    position_ = offset;
+    return position_;
+}
+
+int PosixFile::TryLock(int16_t type, int64_t offset, int64_t length) const {
+    struct flock range {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    range.l_start = offset;
+    range.l_len = length;
+    int result = -1;
+    do {
+        result = ::fcntl(descriptor_, F_OFD_SETLK, &range);
+    } while (result < 0 && errno == EINTR);
+    return result < 0 ? errno : 0;
+}
+
+int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
+                        int32_t timeoutMilliseconds) {
+    const int16_t type = mode == LockMode::kShared ? F_RDLCK : F_WRLCK;
+    int error = TryLock(type, offset, length);
+    if (error == 0) {
+        return 0;
+    }
+    const auto deadline = steady_clock::now() + milliseconds(timeoutMilliseconds);
+    microseconds pause = kFirstPause;
+    while (IsBusy(error) && steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, kLongestPause);
+        error = TryLock(type, offset, length);
+    }
+    if (error == 0) {
+        return 0;
+    }
+    Fail(IsBusy(error) ? "Lock not granted within " + std::to_string(timeoutMilliseconds) +
+                             " milliseconds (" + path_ + ")"
+                       : SystemErrorText(error, path_));
+    return -1;
+}
+
+int32_t PosixFile::Release(int64_t offset, int64_t length) {
+    const int error = TryLock(F_UNLCK, offset, length);
+    if (error == 0) {
+        return 0;
+    }
+    Fail(SystemErrorText(error, path_));
+    return -1;
+}
+
+}  // namespace ovrahost
