@@ -17,7 +17,8 @@ struct TextView {
 
     constexpr TextView() = default;
 
-    // A length of -1 means that the text ends with a NUL and is to be measured. A null text is empty.
+    // A length of -1 means that the text ends with a NUL and is to be measured. A null text is
+    // empty.
     constexpr TextView(const char* text, int32_t textLength)
         : data(text == nullptr ? "" : text),
           length(text == nullptr ? 0 : (textLength < 0 ? Measure(text) : textLength)) {}
