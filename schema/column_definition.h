@@ -1,10 +1,12 @@
 #pragma once
 
-// ColumnDefinition: one column of CREATE TABLE or ALTER TABLE ADD, as the statement wrote it.
+// ColumnDefinition: one column of CREATE TABLE or ALTER TABLE ADD. The parser fills it, the
+// statement tree owns it, and the schema asks it for the field that describes the column in a data
+// file.
 //
-// The name is borrowed from the statement text, in the spelling of the statement. Width and scale
-// are unchecked here: whether a data file can hold such a column is tested before a file is made.
-// Owned by the statement's list of columns.
+// `name` is borrowed from the statement text and lives as long as the statement. Numbers stand as
+// the statement gave them: the schema refuses what does not fit a data file, before any file is
+// made.
 
 #include <cstdint>
 #include <memory>
@@ -15,26 +17,20 @@ namespace ovrasql {
 
 class OvraSQLField;
 
-// The type codes of a column. Statement text can't produce a date; files made elsewhere can.
-namespace column_type {
-enum : int32_t { kCharacter = 0, kNumeric = 1, kDate = 2, kBoolean = 3, kMemo = 4 };
-}  // namespace column_type
-
-class ColumnDefinition {
-  public:
+struct ColumnDefinition {
     ColumnDefinition();
     ~ColumnDefinition();
     ColumnDefinition(const ColumnDefinition&) = delete;
     ColumnDefinition& operator=(const ColumnDefinition&) = delete;
 
-    // Makes the data file's field, under the upper-cased name. It belongs to this object and lives
-    // until it goes or until a second call replaces the field.
-    OvraSQLField* MakeField();
-
     TextView name;
-    int32_t type = column_type::kCharacter;
-    int32_t width = 0;  // in the data file
-    int32_t scale = 0;  // digits behind the decimal point
+    int32_t type = 0;   // 0 character, 1 numeric, 3 boolean, 4 memo
+    int32_t width = 0;  // bytes in a record
+    int32_t scale = 0;  // digits after the decimal point
+
+    // Makes a field from the definition, its name in upper case, and keeps it: the result lives
+    // until the next call or the end of the definition, and belongs to no table.
+    OvraSQLField* MakeField();
 
   private:
     std::unique_ptr<OvraSQLField> field_;

@@ -1,9 +1,9 @@
 #pragma once
 
-// SQLIndexColumn: one column of CREATE INDEX. A plain record of the statement; the name is borrowed
-// from the statement text. It stands on this floor because the schema makes the index from it.
-
-#include <cstdint>
+// SQLIndexColumn: one column of a CREATE INDEX as it was written. The parser fills it, the
+// statement tree owns it in a List, and Schema::CreateIndex reads it.
+//
+// `name` is borrowed from the statement text and lives as long as the statement.
 
 #include "foundation/text_view.h"
 
@@ -11,7 +11,7 @@ namespace ovrasql {
 
 struct SQLIndexColumn {
     TextView name;
-    int32_t ascending = 1;  // 0 after "desc"
+    bool ascending = true;  // false only where DESC was written
 };
 
 }  // namespace ovrasql

@@ -12,6 +12,8 @@
 
 #include <cstdint>
 
+#include "foundation/text_compare.h"
+#include "foundation/text_hash.h"
 #include "foundation/text_view.h"
 
 namespace ovrasql {
@@ -50,5 +52,30 @@ struct SQLColumnReference {
 
 // The name that tables of references are keyed by.
 inline TextView ItemName(const SQLColumnReference& reference) { return reference.name; }
+
+// The key of a reference in its scope: `a` and `t.a` are two, each resolved by itself. Case counts
+// in neither part.
+struct SQLColumnReferenceKey {
+    TextView table;
+    TextView name;
+    bool qualified = false;
+};
+
+inline SQLColumnReferenceKey ItemKey(const SQLColumnReference& reference) {
+    return {reference.table, reference.name, reference.qualified};
+}
+inline uint32_t HashOfKey(const SQLColumnReferenceKey& key) {
+    return HashTextNoCase(key.name, HashTextNoCase(key.table));
+}
+inline int32_t CompareKeys(const SQLColumnReferenceKey& first,
+                           const SQLColumnReferenceKey& second) {
+    if (const int32_t names = CompareByLength(first.name, second.name, true); names != 0) {
+        return names;
+    }
+    if (const int32_t tables = CompareByLength(first.table, second.table, true); tables != 0) {
+        return tables;
+    }
+    return static_cast<int32_t>(first.qualified) - static_cast<int32_t>(second.qualified);
+}
 
 }  // namespace ovrasql

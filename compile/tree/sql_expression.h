@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "compile/tree/sql_complex_element.h"
 #include "foundation/list.h"
@@ -89,7 +90,8 @@ class SQLExpression {
 
     // These fill current. The text of a literal is borrowed.
     void SetLiteral(TextView text);
-    void SetColumn(TextView name, TextView table = TextView());
+    void SetColumn(TextView name);
+    void SetColumn(TextView name, TextView table);
     // 0 takes the next parameter in the order of parsing; n is the n-th one.
     void SetDynamic(int32_t number);
     // A sub-query in current; the caller fills it.

@@ -1,15 +1,16 @@
 #pragma once
 
-// SQLReferenceManager: one scope of names, the tables of a query block and the columns that the
-// block's expressions name. SQLColumnReference: one such column, shared by all its uses there.
+// SQLReferenceManager: one scope of names. It owns the tables of a block's FROM list, keyed by
+// alias and walked in the order written, and the column names used in the block.
 //
-// The parser only collects names; later passes bind the tables and give each reference a cursor and
-// a column slot. A scope is owned by the code generator (or by the derived table whose inner block
-// it is) and owns its tables, its references and the nodes of the expressions of its block. So the
-// nodes outlive the expressions that point to them, and none is ever freed alone.
+// Owner: the generator's list of scopes, or the derived table whose inner block it serves. A scope
+// with a parent may look outward for qualified names; an unqualified name never leaves its block.
 
 #include <cstdint>
+#include <memory>
 
+#include "compile/tree/sql_column_reference.h"
+#include "compile/tree/sql_table_reference.h"
 #include "foundation/arena.h"
 #include "foundation/hash_table.h"
 #include "foundation/hash_table2.h"
@@ -17,59 +18,47 @@
 
 namespace ovrasql {
 
-class OvraSQLField;
 class SQLCodeGenerator;
-class SQLTableReference;
-
-struct SQLColumnReference {
-    int32_t state = 0;    // 0 unresolved, 1 a column of a table, 2 of a temporary table
-    int32_t cursor = -1;  // cursor or temporary table slot
-    int32_t column = -1;  // column slot
-    int32_t useCount = 1;
-    // The field is for the compile passes only: the table that owns it may be closed while the
-    // program still runs. Its type is kept beside it for whoever reads the reference then.
-    OvraSQLField* field = nullptr;
-    int32_t fieldType = -1;
-    TextView name;
-    TextView table;  // the table or alias as written, empty when none was
-};
-
-// `a` and `t.a` are two references, each resolved by itself.
-struct SQLColumnReferenceKey {
-    TextView table;
-    TextView name;
-};
-
-// The keys by which the tables of names hash, found through their item types.
-TextView ItemName(const SQLColumnReference& reference);
-TextView ItemName(const SQLTableReference& table);  // the alias
-SQLColumnReferenceKey ItemKey(const SQLColumnReference& reference);
-uint32_t HashKey(const SQLColumnReferenceKey& key);
-bool KeysEqual(const SQLColumnReferenceKey& first, const SQLColumnReferenceKey& second);
 
 class SQLReferenceManager {
   public:
-    SQLReferenceManager(SQLCodeGenerator* owner, SQLReferenceManager* enclosing);
+    SQLReferenceManager(SQLCodeGenerator* generator, SQLReferenceManager* parent);
     virtual ~SQLReferenceManager();
     SQLReferenceManager(const SQLReferenceManager&) = delete;
     SQLReferenceManager& operator=(const SQLReferenceManager&) = delete;
 
-    // The reference of this key with one more use, made when it is new.
+    // Takes a table into the scope. A second one with the same alias is stored and refused by
+    // BindTables.
+    SQLTableReference* AddTable(std::unique_ptr<SQLTableReference> table);
+
+    // The reference of that name, its use count raised by one; made when it is new.
+    SQLColumnReference* GetColumnReference(TextView name);
     SQLColumnReference* GetColumnReference(TextView name, TextView table);
 
-    // The passes; false leaves the message with the generator.
+    // Checks the aliases and binds each table. Done once; later calls have no effect.
     [[nodiscard]] bool BindTables();
+    // Gives every used reference its cursor and column slot.
     [[nodiscard]] bool ResolveColumns();
-    // A name with its table, looked up in this scope and then outward.
-    [[nodiscard]] bool ResolveQualified(SQLColumnReference* reference);
-    // Opens the cursors of the tables, in FROM order.
+    // The code that opens the cursors of the tables, in the order of FROM.
     [[nodiscard]] bool GenerateOpen();
 
-    SQLCodeGenerator* const generator;
-    SQLReferenceManager* const parent;  // the enclosing scope or null
-    Arena nodes;                        // expression nodes of this block
-    HashTable<SQLTableReference> tables;
-    HashTable2<SQLColumnReference, SQLColumnReferenceKey> columns;
+    // Where the nodes of the block's expressions lie. They outlive the expressions that point to
+    // them, and none is ever freed alone.
+    [[nodiscard]] Arena& Nodes() { return nodes_; }
+    [[nodiscard]] HashTable<SQLTableReference>& Tables() { return tables_; }
+    [[nodiscard]] SQLReferenceManager* Parent() const { return parent_; }
+
+  private:
+    [[nodiscard]] bool ResolveUnqualified(SQLColumnReference* reference);
+    [[nodiscard]] bool ResolveQualified(SQLColumnReference* reference);
+    SQLColumnReference* FindOrAdd(const SQLColumnReference& wanted);
+
+    SQLCodeGenerator* generator_;
+    SQLReferenceManager* parent_;
+    bool bound_ = false;
+    Arena nodes_;
+    HashTable<SQLTableReference> tables_;
+    HashTable2<SQLColumnReference, SQLColumnReferenceKey> columns_;
 };
 
 }  // namespace ovrasql

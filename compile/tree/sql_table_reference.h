@@ -10,8 +10,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "compile/tree/sql_column_reference.h"
 #include "compile/tree/sql_expression.h"
-#include "compile/tree/sql_reference_manager.h"
 #include "foundation/hash_table.h"
 #include "foundation/list.h"
 #include "foundation/text_view.h"
@@ -20,6 +20,7 @@ namespace ovrasql {
 
 class Index;
 class SQLQuery;
+class SQLReferenceManager;
 class Table;
 
 // A comparison of a column that an index may serve; `value` is the other side, still part of the
@@ -78,6 +79,9 @@ class SQLTableReference {
     HashTable<SQLColumnReference> columns;  // each field used, once, in slot order; not owning
 };
 
+// The alias by which a scope knows its tables.
+inline TextView ItemName(const SQLTableReference& table) { return table.alias; }
+
 class SQLTableReferenceFromSelect : public SQLTableReference {
   public:
     explicit SQLTableReferenceFromSelect(SQLCodeGenerator* owner);
@@ -91,7 +95,8 @@ class SQLTableReferenceFromSelect : public SQLTableReference {
     [[nodiscard]] int32_t GenerateScanEnd() override;
 
     // The inner scope has no parent: a derived table sees nothing of the query around it.
-    SQLReferenceManager innerReferences;
+    // It stands before the query, which is destroyed first.
+    std::unique_ptr<SQLReferenceManager> innerReferences;
     std::unique_ptr<SQLQuery> query;
     List<SQLColumnReference> ownColumns;  // owned
     int32_t temporaryTable = -1;
