@@ -65,8 +65,8 @@ char* AllocateText(const std::string& text) {
 
 extern "C" {
 
-OVRA_SERVICE void* ovFile_Open(void* program, int32_t location, const char* path, int32_t length,
-                               int32_t flags) {
+void* ovFile_Open(void* program, int32_t location, const char* path, int32_t length,
+                  int32_t flags) {
     return OnPath<void*>(program, location, path, length, nullptr,
                          [&](const std::string& resolved, std::string* error) -> void* {
                              int reason = 0;
@@ -79,40 +79,34 @@ OVRA_SERVICE void* ovFile_Open(void* program, int32_t location, const char* path
                          });
 }
 
-OVRA_SERVICE int32_t ovFile_Exists(void* program, int32_t location, const char* path,
-                                   int32_t length) {
+int32_t ovFile_Exists(void* program, int32_t location, const char* path, int32_t length) {
     return OnPath<int32_t>(program, location, path, length, 0,
                            [](const std::string& resolved, std::string*) {
                                return ovrahost::FileExists(resolved) ? 1 : 0;
                            });
 }
 
-OVRA_SERVICE int32_t ovFile_IsDirectory(void* program, int32_t location, const char* path,
-                                        int32_t length) {
+int32_t ovFile_IsDirectory(void* program, int32_t location, const char* path, int32_t length) {
     return OnPath<int32_t>(program, location, path, length, 0,
                            [](const std::string& resolved, std::string*) {
                                return ovrahost::IsDirectory(resolved) ? 1 : 0;
                            });
 }
 
-OVRA_SERVICE int32_t ovFile_MakeDirectory(void* program, int32_t location, const char* path,
-                                          int32_t length) {
+int32_t ovFile_MakeDirectory(void* program, int32_t location, const char* path, int32_t length) {
     return OnPath<int32_t>(program, location, path, length, -1, ovrahost::MakeDirectory);
 }
 
-OVRA_SERVICE int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path,
-                                            int32_t length) {
+int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path, int32_t length) {
     return OnPath<int32_t>(program, location, path, length, -1, ovrahost::RemoveDirectory);
 }
 
-OVRA_SERVICE int32_t ovFile_Delete(void* program, int32_t location, const char* path,
-                                   int32_t length) {
+int32_t ovFile_Delete(void* program, int32_t location, const char* path, int32_t length) {
     return OnPath<int32_t>(program, location, path, length, -1, ovrahost::DeleteFile);
 }
 
-OVRA_SERVICE int32_t ovFile_Rename(void* program, int32_t location, const char* path,
-                                   int32_t length, int32_t newLocation, const char* newPath,
-                                   int32_t newLength) {
+int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t length,
+                      int32_t newLocation, const char* newPath, int32_t newLength) {
     return OnPath<int32_t>(
         program, location, path, length, -1, [&](const std::string& from, std::string* error) {
             std::string to;
@@ -123,9 +117,8 @@ OVRA_SERVICE int32_t ovFile_Rename(void* program, int32_t location, const char* 
         });
 }
 
-OVRA_SERVICE void* ovFile_MakeTemporary(void* program, int32_t location, const char* path,
-                                        int32_t length, int32_t flags, char** name,
-                                        int32_t* nameLength) {
+void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, int32_t length,
+                           int32_t flags, char** name, int32_t* nameLength) {
     return OnPath<void*>(
         program, location, path, length, nullptr,
         [&](const std::string& resolved, std::string* error) -> void* {
@@ -142,35 +135,34 @@ OVRA_SERVICE void* ovFile_MakeTemporary(void* program, int32_t location, const c
         });
 }
 
-OVRA_SERVICE void ovFile_Close(void* file) { delete static_cast<OpenFile*>(file); }
+void ovFile_Close(void* file) { delete static_cast<OpenFile*>(file); }
 
-OVRA_SERVICE int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
+int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
     return file == nullptr ? 0 : File(file)->Read(buffer, length);
 }
 
-OVRA_SERVICE int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
+int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
     return file == nullptr ? 0 : File(file)->Write(buffer, length);
 }
 
-OVRA_SERVICE int64_t ovFile_Seek(void* file, int64_t offset) {
+int64_t ovFile_Seek(void* file, int64_t offset) {
     return file == nullptr ? -1 : File(file)->Seek(offset);
 }
 
-OVRA_SERVICE int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
+int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
     if (file == nullptr) {
         return -1;
     }
-    const auto lockMode =
-        mode == 1 ? ovrahost::LockMode::kShared : ovrahost::LockMode::kExclusive;
+    const auto lockMode = mode == 1 ? ovrahost::LockMode::kShared : ovrahost::LockMode::kExclusive;
     const int32_t timeout = static_cast<OpenFile*>(file)->program->LockTimeout();
     return File(file)->Lock(lockMode, offset, length, timeout);
 }
 
-OVRA_SERVICE int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
+int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
     return file == nullptr ? -1 : File(file)->Release(offset, length);
 }
 
-OVRA_SERVICE const char* ovFile_Error(void* program, void* file, int32_t* length) {
+const char* ovFile_Error(void* program, void* file, int32_t* length) {
     static const std::string none;
     const std::string& text = file != nullptr      ? File(file)->Error()
                               : program != nullptr ? Program(program)->LastError()
@@ -181,6 +173,6 @@ OVRA_SERVICE const char* ovFile_Error(void* program, void* file, int32_t* length
     return text.c_str();
 }
 
-OVRA_SERVICE void ovProgram_Free(void* /*program*/, void* block) { std::free(block); }
+void ovProgram_Free(void* /*program*/, void* block) { std::free(block); }
 
 }  // extern "C"

@@ -3,8 +3,8 @@
 // HostDatabase, HostView and HostColumn: the host's side of the handles that it shares with the
 // library. Each carries one data word that the library sets and reads back.
 //
-// A database owns its program and its views; a view owns its columns. The library never keeps a view
-// or a column beyond the view's close.
+// A database owns its program and its views; a view owns its columns. The library never keeps a
+// view or a column beyond the view's close.
 
 #include <cstdint>
 #include <memory>
@@ -12,10 +12,9 @@
 #include <vector>
 
 #include "host/host_program.h"
+#include "ovrasql/ovrasql.h"
 
 namespace ovrahost {
-
-struct HostView;
 
 // A variable of a view: the library's cell of one result column.
 struct HostColumn {
@@ -23,22 +22,30 @@ struct HostColumn {
     void* data = nullptr;
 };
 
-struct HostDatabase {
-    HostProgram program;
-    void* data = nullptr;
-    std::vector<std::unique_ptr<HostView>> views;
-    // The reason of a failure that the library cannot know of, such as a missing library file.
-    std::string hostError;
-};
+}  // namespace ovrahost
 
-struct HostView {
-    HostDatabase* database = nullptr;
+// The opaque handles of the public header are these very objects.
+struct ovra_view {
+    ovra_database* database = nullptr;
     void* data = nullptr;
-    std::vector<std::unique_ptr<HostColumn>> columns;
+    std::vector<std::unique_ptr<ovrahost::HostColumn>> columns;
     // Visible columns are the first of `columns`; the one behind them is the end mark.
     int32_t visibleColumns = 0;
     bool started = false;
     bool ended = false;
 };
+
+struct ovra_database {
+    ovrahost::HostProgram program;
+    void* data = nullptr;
+    std::vector<std::unique_ptr<ovra_view>> views;
+    // The reason of a failure that the library cannot know of, such as a missing library file.
+    std::string hostError;
+};
+
+namespace ovrahost {
+
+using HostView = ovra_view;
+using HostDatabase = ovra_database;
 
 }  // namespace ovrahost

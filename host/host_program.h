@@ -1,8 +1,8 @@
 #pragma once
 
-// HostProgram: what the library knows as the running program. It fixes the folder that relative paths
-// start from, how long a lock is waited for, and keeps the reason of the last failure of a file
-// operation that was given by path.
+// HostProgram: what the library knows as the running program. It fixes the folder that relative
+// paths start from, how long a lock is waited for, and keeps the reason of the last failure of a
+// file operation that was given by path.
 //
 // A program belongs to one HostDatabase and to its thread.
 

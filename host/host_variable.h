@@ -1,7 +1,7 @@
 #pragma once
 
-// HostVariable and HostVariableList: the host's script variables, as far as the library uses them. A
-// variable has a text, and elements counted from 1 and named members, which it owns.
+// HostVariable and HostVariableList: the host's script variables, as far as the library uses them.
+// A variable has a text, and elements counted from 1 and named members, which it owns.
 
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +19,8 @@ class HostVariable {
 
     const std::string& Text() const { return text_; }
 
-    // Also drops the elements and members when the text is empty: that is how a variable is cleared.
+    // Also drops the elements and members when the text is empty: that is how a variable is
+    // cleared.
     void SetText(std::string text);
 
     // Null when there is no such element and `create` is false.

@@ -14,6 +14,6 @@ namespace ovrahost {
 //
 // The file is the one named by the environment variable OVRASQL_LIBRARY, or libovrasql.so in the
 // folder of this host's own file, or what the system's loader finds under that name.
-const void* const* LibraryTable(std::string* error);
+const ovra_library_table* LibraryTable(std::string* error);
 
 }  // namespace ovrahost

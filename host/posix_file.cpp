@@ -61,8 +61,7 @@ std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flag
         *error = EISDIR;
         return nullptr;
     }
-    return std::unique_ptr<PosixFile>(
-        new PosixFile(descriptor, path, (flags & kOpenAppend) != 0));
+    return std::unique_ptr<PosixFile>(new PosixFile(descriptor, path, (flags & kOpenAppend) != 0));
 }
 
 PosixFile::PosixFile(int descriptor, std::string path, bool append)

@@ -3,8 +3,9 @@
 // PosixFile: one open file, the only place of the host that reads, writes and locks.
 //
 // The position is kept here and the file is read and written at offsets, so a seek costs no system
-// call. Byte-range locks are open-file-description locks (fcntl F_OFD_SETLK): two handles of one file
-// conflict with each other even inside one process, and closing a handle drops its own locks only.
+// call. Byte-range locks are open-file-description locks (fcntl F_OFD_SETLK): two handles of one
+// file conflict with each other even inside one process, and closing a handle drops its own locks
+// only.
 //
 // Short transfers are carried on until they are complete, until the end of the file or until they
 // fail; an interrupted call is started again. A failed operation leaves its reason in Error().
@@ -37,8 +38,8 @@ class PosixFile {
     PosixFile(const PosixFile&) = delete;
     PosixFile& operator=(const PosixFile&) = delete;
 
-    // Bytes transferred from the position on, which moves by as many. Fewer than asked for means the
-    // end of the file (reading) or a failure.
+    // Bytes transferred from the position on, which moves by as many. Fewer than asked for means
+    // the end of the file (reading) or a failure.
     int32_t Read(void* buffer, int32_t length);
     int32_t Write(const void* buffer, int32_t length);
 

@@ -39,22 +39,21 @@ HostVariable* Variable(void* handle) { return static_cast<HostVariable*>(handle)
 
 extern "C" {
 
-OVRA_SERVICE void ovDatabase_SetData(void* database, void* data) {
+void ovDatabase_SetData(void* database, void* data) {
     if (database != nullptr) {
         Database(database)->data = data;
     }
 }
 
-OVRA_SERVICE void* ovDatabase_data(void* database) {
+void* ovDatabase_data(void* database) {
     return database == nullptr ? nullptr : Database(database)->data;
 }
 
-OVRA_SERVICE void* ovDatabase_Program(void* database) {
+void* ovDatabase_Program(void* database) {
     return database == nullptr ? nullptr : &Database(database)->program;
 }
 
-OVRA_SERVICE void* ovDatabase_AddView(void* database, const char* /*name*/, int32_t /*length*/,
-                                      void* data) {
+void* ovDatabase_AddView(void* database, const char* /*name*/, int32_t /*length*/, void* data) {
     if (database == nullptr) {
         return nullptr;
     }
@@ -67,16 +66,13 @@ OVRA_SERVICE void* ovDatabase_AddView(void* database, const char* /*name*/, int3
     });
 }
 
-OVRA_SERVICE void* ovDatabaseView_data(void* view) {
-    return view == nullptr ? nullptr : View(view)->data;
-}
+void* ovDatabaseView_data(void* view) { return view == nullptr ? nullptr : View(view)->data; }
 
-OVRA_SERVICE void* ovDatabaseView_Database(void* view) {
+void* ovDatabaseView_Database(void* view) {
     return view == nullptr ? nullptr : View(view)->database;
 }
 
-OVRA_SERVICE void* ovDatabaseView_AddVariable(void* view, const char* name, int32_t length,
-                                              void* data) {
+void* ovDatabaseView_AddVariable(void* view, const char* name, int32_t length, void* data) {
     if (view == nullptr) {
         return nullptr;
     }
@@ -89,20 +85,20 @@ OVRA_SERVICE void* ovDatabaseView_AddVariable(void* view, const char* name, int3
     });
 }
 
-OVRA_SERVICE void* ovDatabaseVariable_data(void* variable) {
+void* ovDatabaseVariable_data(void* variable) {
     return variable == nullptr ? nullptr : Column(variable)->data;
 }
 
-OVRA_SERVICE void ovDatabaseVariable_SetData(void* variable, void* data) {
+void ovDatabaseVariable_SetData(void* variable, void* data) {
     if (variable != nullptr) {
         Column(variable)->data = data;
     }
 }
 
 // This host keeps no copy of a value: each read goes to the cell, so there is nothing to mark.
-OVRA_SERVICE void ovDatabaseVariable_SetDirty(void* /*variable*/) {}
+void ovDatabaseVariable_SetDirty(void* /*variable*/) {}
 
-OVRA_SERVICE const char* ovVariable_Value(void* variable, int32_t* length) {
+const char* ovVariable_Value(void* variable, int32_t* length) {
     if (variable == nullptr) {
         *length = 0;
         return "";
@@ -112,7 +108,7 @@ OVRA_SERVICE const char* ovVariable_Value(void* variable, int32_t* length) {
     return text.c_str();
 }
 
-OVRA_SERVICE void ovVariable_SetValue(void* variable, const char* text, int32_t length) {
+void ovVariable_SetValue(void* variable, const char* text, int32_t length) {
     if (variable != nullptr) {
         Guarded(0, [&] {
             Variable(variable)->SetText(Counted(text, length));
@@ -121,7 +117,7 @@ OVRA_SERVICE void ovVariable_SetValue(void* variable, const char* text, int32_t 
     }
 }
 
-OVRA_SERVICE void ovVariable_SetValue_Integer(void* variable, int32_t value) {
+void ovVariable_SetValue_Integer(void* variable, int32_t value) {
     if (variable != nullptr) {
         Guarded(0, [&] {
             Variable(variable)->SetText(std::to_string(value));
@@ -130,29 +126,26 @@ OVRA_SERVICE void ovVariable_SetValue_Integer(void* variable, int32_t value) {
     }
 }
 
-OVRA_SERVICE void* ovVariable_Array_Element(int32_t index, void* variable, int32_t create) {
+void* ovVariable_Array_Element(int32_t index, void* variable, int32_t create) {
     if (variable == nullptr) {
         return nullptr;
     }
-    return Guarded<void*>(nullptr,
-                          [&] { return Variable(variable)->Element(index, create != 0); });
+    return Guarded<void*>(nullptr, [&] { return Variable(variable)->Element(index, create != 0); });
 }
 
-OVRA_SERVICE void* ovVariable_Struct_Member(const char* name, int32_t length, void* variable,
-                                            int32_t create) {
+void* ovVariable_Struct_Member(const char* name, int32_t length, void* variable, int32_t create) {
     if (variable == nullptr) {
         return nullptr;
     }
-    return Guarded<void*>(nullptr, [&] {
-        return Variable(variable)->Member(Counted(name, length), create != 0);
-    });
+    return Guarded<void*>(
+        nullptr, [&] { return Variable(variable)->Member(Counted(name, length), create != 0); });
 }
 
-OVRA_SERVICE void* ovVariableList_First(void* list) {
+void* ovVariableList_First(void* list) {
     return list == nullptr ? nullptr : static_cast<HostVariableList*>(list)->First();
 }
 
-OVRA_SERVICE void* ovVariableList_Next(void* list) {
+void* ovVariableList_Next(void* list) {
     return list == nullptr ? nullptr : static_cast<HostVariableList*>(list)->Next();
 }
 

@@ -37,8 +37,10 @@ extern "C" {
 
 #if defined(_WIN32)
 #define OVRA_API __declspec(dllexport)
-#else
+#elif defined(__GNUC__)
 #define OVRA_API __attribute__((visibility("default")))
+#else
+#define OVRA_API
 #endif
 
 typedef struct ovra_database ovra_database;
@@ -93,7 +95,8 @@ OVRA_API int32_t ovra_pack(ovra_database *database);
 
 /*
  * Runs one statement that yields no rows: INSERT, UPDATE, DELETE and the definition statements.
- * `count` must be the number of parameters that the statement numbers itself (each `?` and `:0`).
+ * Each `?` of the statement takes the next of the `count` parameters, in order, and `:n` takes the
+ * n-th. A statement with `?` alone must be given exactly as many parameters as it has of them.
  * `parameters` may be NULL when `count` is 0.
  */
 OVRA_API int32_t ovra_query(ovra_database *database, const char *statement, int32_t length,
