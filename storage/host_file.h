@@ -46,6 +46,13 @@ class HostFile {
         return handle_ != nullptr && ovFile_Read(handle_, buffer, length) == length;
     }
 
+    // Reads what there is, up to `length` bytes: 0 at the end, -1 on a failure or on a count that
+    // the host can't have read.
+    [[nodiscard]] int32_t ReadSome(void* buffer, int32_t length) {
+        const int32_t count = handle_ == nullptr ? -1 : ovFile_Read(handle_, buffer, length);
+        return count >= 0 && count <= length ? count : -1;
+    }
+
     [[nodiscard]] bool Write(const void* buffer, int32_t length) {
         return handle_ != nullptr && ovFile_Write(handle_, buffer, length) == length;
     }

@@ -28,7 +28,10 @@ class OvraSQLMemoField final : public OvraSQLField {
     const char* SwapValues() override;
     void SaveValue() override;
 
-    [[nodiscard]] bool IsDirty() const { return dirty_; }
+    [[nodiscard]] bool IsDirty() {
+        EnsureDecoded();
+        return dirty_;
+    }
 
   protected:
     TextView LongText() override;

@@ -151,16 +151,18 @@ class OvraSQLTable {
     [[nodiscard]] OvraSQLField* FindField(TextView name) { return fields_.Find(name); }
 
   private:
-    enum class Before { kOpening, kCreating, kReading, kWriting };
-
-    [[nodiscard]] void* OpenFile(TextView path, int32_t openFlags);
-    [[nodiscard]] bool Fail(Before what, const String& path, void* file);
-    [[nodiscard]] bool FailLock(LockMode mode, const String& path, void* file);
-    [[nodiscard]] bool FailRead() { return Fail(Before::kReading, dataPath_, dataFile_.Handle()); }
-    [[nodiscard]] bool FailWrite() { return Fail(Before::kWriting, dataPath_, dataFile_.Handle()); }
+    [[nodiscard]] void* OpenFile(TextView path, int32_t openFlags) const;
+    [[nodiscard]] bool FailCreate(const String& path);
+    [[nodiscard]] bool FailInternal(const String& path);
+    [[nodiscard]] bool FailOpen(const String& path);
+    [[nodiscard]] bool FailRead(const String& path, const HostFile& file);
+    [[nodiscard]] bool FailWrite(const String& path, const HostFile& file);
+    [[nodiscard]] bool FailLock(LockMode mode, const String& path, const HostFile& file);
+    [[nodiscard]] bool FailNumber();
 
     [[nodiscard]] bool OpenMemoFile(int32_t openFlags);
     [[nodiscard]] bool WriteNewFiles(void* memoFile);
+    void MakeFields(Collection<OvraSQLField>& fields);
     void DropFields();
     OvraSQLField* AddField(TextView name, int32_t type, int32_t length, int32_t decimals);
     [[nodiscard]] bool AddDescribedField(const char* descriptor);
@@ -169,9 +171,10 @@ class OvraSQLTable {
     [[nodiscard]] bool LockDataHeader(RangeLock& lock);
     [[nodiscard]] bool ReloadHeaderForRead();
     [[nodiscard]] bool RefreshHeader();
-    [[nodiscard]] bool WriteRecordBytes(uint32_t recordNumber);
     [[nodiscard]] bool AppendLocked();
-    void BuildRecord(char flag);
+    [[nodiscard]] bool OverwriteLocked();
+    [[nodiscard]] RangeLock LockRecord();
+    void BuildRecord();
     void ReserveRecord();
 
     void* database_;  // borrowed
