@@ -253,7 +253,7 @@ void MemoryHost::KillProcess(int32_t process) {
 std::vector<HeldLock> MemoryHost::Locks() const {
     std::vector<HeldLock> locks;
     for (const auto& handle : state_->handles) {
-        for (const RangeLock& lock : handle->locks) {
+        for (const HandleLock& lock : handle->locks) {
             locks.push_back({handle->process, handle->path, lock.mode, lock.offset, lock.length});
         }
     }

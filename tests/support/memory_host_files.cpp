@@ -13,7 +13,7 @@ using ovrasql::FileHandle;
 using ovrasql::FileNode;
 using ovrasql::HostCall;
 using ovrasql::MemoryHost;
-using ovrasql::RangeLock;
+using ovrasql::HandleLock;
 
 namespace {
 
@@ -94,7 +94,7 @@ int32_t MovedBytes(const char* name, int32_t length) {
     return 0;
 }
 
-bool Overlaps(const RangeLock& lock, int64_t offset, int64_t length) {
+bool Overlaps(const HandleLock& lock, int64_t offset, int64_t length) {
     return lock.offset < offset + length && offset < lock.offset + lock.length;
 }
 
@@ -104,7 +104,7 @@ bool Conflicts(const FileHandle& wanting, int32_t mode, int64_t offset, int64_t 
         if (holder->node != wanting.node || (self && !Host().selfConflict)) {
             continue;
         }
-        for (const RangeLock& lock : holder->locks) {
+        for (const HandleLock& lock : holder->locks) {
             const bool exclusive = mode == OVRA_LOCK_EXCLUSIVE || lock.mode == OVRA_LOCK_EXCLUSIVE;
             if (exclusive && Overlaps(lock, offset, length)) {
                 return true;
@@ -371,7 +371,7 @@ int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
         host.Fail("The range is locked");
         return -1;
     }
-    for (RangeLock& lock : handle->locks) {
+    for (HandleLock& lock : handle->locks) {
         if (lock.offset == offset && lock.length == length) {
             lock.mode = mode;
             return 0;
@@ -387,7 +387,7 @@ int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
         return -1;
     }
     LogFile("ovFile_Release", *handle, offset, length, 0);
-    const size_t removed = std::erase_if(handle->locks, [&](const RangeLock& lock) {
+    const size_t removed = std::erase_if(handle->locks, [&](const HandleLock& lock) {
         return lock.offset == offset && lock.length == length;
     });
     FailureKind kind = FailureKind::kOutright;

@@ -15,7 +15,7 @@ struct FileNode {
     Bytes bytes;
 };
 
-struct RangeLock {
+struct HandleLock {
     int32_t mode = 0;
     int64_t offset = 0;
     int64_t length = 0;
@@ -27,7 +27,7 @@ struct FileHandle {
     int64_t position = 0;
     int32_t flags = 0;
     int32_t process = 0;
-    std::vector<RangeLock> locks;
+    std::vector<HandleLock> locks;
 };
 
 struct VariableList {
