@@ -8,11 +8,11 @@
 namespace ovrasql::token {
 
 enum : int32_t {
-    kEnd = -1,         // no more text
-    kIdentifier = -2,  // a word that is not reserved
-    kLiteral = -3,     // a number or a quoted string: one kind
-    kDynamic = -4,     // a parameter: a colon and what follows of digits and points
-    kUnknown = -5,     // a character that begins nothing
+    kTokenEnd = -1,         // no more text
+    kTokenIdentifier = -2,  // a word that is not reserved
+    kTokenLiteral = -3,     // a number or a quoted string: one kind
+    kTokenDynamic = -4,     // a parameter: a colon and what follows of digits and points
+    kTokenUnknown = -5,     // a character that begins nothing
 #define KEYWORD(code, name, text) name = (code),
 #include "language/keywords.def"
 #undef KEYWORD
