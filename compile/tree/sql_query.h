@@ -94,11 +94,14 @@ class SQLQuery : public SQLComplexElement {
     [[nodiscard]] bool GenerateScans();
     [[nodiscard]] bool CloseLoops();
     [[nodiscard]] bool CloseScans();
+    [[nodiscard]] bool GenerateThroughTemporary();
+    [[nodiscard]] bool StoreBlock(SQLQuery& block, bool isDistinct);
     [[nodiscard]] bool PushSelected();
     void PushFromTemporary();
     void StoreRow(int32_t temporary);
     [[nodiscard]] bool StoreOrderBy();
     void CheckSingleRow();
+    void KeepSingleValue();
 };
 
 }  // namespace ovrasql

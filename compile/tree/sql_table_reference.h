@@ -101,6 +101,8 @@ class SQLTableReferenceFromSelect : public SQLTableReference {
     List<SQLColumnReference> ownColumns;  // owned
     int32_t temporaryTable = -1;
     int32_t scanJump = -1;
+    // A select list can be generated twice; what is inside must be optimized once only.
+    bool optimized = false;
 };
 
 }  // namespace ovrasql
