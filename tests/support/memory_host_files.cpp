@@ -11,9 +11,9 @@ using ovrasql::Bytes;
 using ovrasql::FailureKind;
 using ovrasql::FileHandle;
 using ovrasql::FileNode;
+using ovrasql::HandleLock;
 using ovrasql::HostCall;
 using ovrasql::MemoryHost;
-using ovrasql::HandleLock;
 
 namespace {
 
