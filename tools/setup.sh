@@ -3,7 +3,7 @@
 # Usage: tools/setup.sh build|test     (set OVRA_NO_INSTALL=1 to only look)
 set -euo pipefail
 
-build_packages=(g++ cmake ninja-build libcli11-dev libedit-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build libcli11-dev libcsv-dev libedit-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev python3 binutils clang-format clang-tidy)
 # Other programs that read and write the same files; the tests against them are skipped without them.
 peer_packages=(shapelib libdbd-xbase-perl gdal-bin)

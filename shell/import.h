@@ -1,0 +1,19 @@
+#pragma once
+
+// Import: a CSV or .dbf file becomes a table, or more rows of a table that is there.
+
+#include <ostream>
+#include <string>
+
+#include "shell/database.h"
+
+namespace ovrashell {
+
+// Reads the file into the table, which is made when it does not exist: named after the file where
+// `table` is empty, with types that keep every value as it is. The summary goes to `report`: rows,
+// renamed columns, empty values of number columns. A progress bar goes to standard error while it
+// is a terminal. Throws an Error; nothing is made when the file itself is at fault.
+void ImportFile(Database* database, const std::string& path, const std::string& table,
+                std::ostream* report);
+
+}  // namespace ovrashell

@@ -1,0 +1,41 @@
+#pragma once
+
+// ImportSource: rows from a file that is not part of the database. It can be read as often as
+// wanted, since an import reads it twice: once to measure the columns, once to insert the rows.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "shell/catalog.h"
+
+namespace ovrashell {
+
+using SourceRow = std::vector<std::string>;
+
+class ImportSource {
+  public:
+    virtual ~ImportSource() = default;
+
+    // The column names as the file has them.
+    virtual const std::vector<std::string>& Names() const = 0;
+
+    // The columns as the file defines them; empty where it defines none (CSV).
+    virtual const std::vector<Column>& Columns() const = 0;
+
+    // Calls back for each row, with as many values as there are names, and with how much of the
+    // file is behind it, 0 to 1.
+    virtual void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) = 0;
+};
+
+// A CSV file whose first row has the names. Values may be quoted and then hold commas, quotes
+// (twice) and line ends. A row with more values than there are names is an Error; missing ones are
+// empty.
+std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path);
+
+// A .dbf file, with the .dbt file of the same name beside it when it has memo columns. Deleted
+// records are left out.
+std::unique_ptr<ImportSource> OpenDbfSource(const std::string& path);
+
+}  // namespace ovrashell

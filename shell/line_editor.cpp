@@ -1,0 +1,116 @@
+#include "shell/line_editor.h"
+
+#include <editline/readline.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "shell/catalog.h"
+#include "shell/database.h"
+#include "shell/dot_commands.h"
+#include "shell/names.h"
+
+namespace ovrashell {
+
+namespace {
+
+constexpr int kHistoryLines = 1000;
+
+// libedit's callbacks carry no context, so what they need stands here. One editor at a time.
+struct CompletionContext {
+    std::string databasePath;
+    std::vector<std::string> matches;
+    std::size_t next = 0;
+};
+CompletionContext completion;
+
+void AddCatalogNames(std::set<std::string>* names) {
+    try {
+        for (const TableEntry& table : ReadCatalog(completion.databasePath)) {
+            names->insert(table.name);
+            for (const Column& column : DbfFile(table.file).Columns()) {
+                names->insert(Lowered(column.name));
+            }
+        }
+    } catch (const Error&) {
+        // A catalog that cannot be read offers no names; the statement itself will tell why.
+    }
+}
+
+std::vector<std::string> MatchesFor(const std::string& prefix) {
+    std::set<std::string> names;
+    if (prefix.rfind('.', 0) == 0) {
+        const auto commands = DotCommandNames();
+        names.insert(commands.begin(), commands.end());
+    } else {
+        names.insert(ReservedWords().begin(), ReservedWords().end());
+        AddCatalogNames(&names);
+    }
+    std::vector<std::string> matches;
+    for (const std::string& name : names) {
+        if (EqualNoCase(std::string_view(name).substr(0, prefix.size()), prefix)) {
+            matches.push_back(name);
+        }
+    }
+    return matches;
+}
+
+char* NextMatch(const char* text, int state) {
+    if (state == 0) {
+        completion.matches = MatchesFor(text);
+        completion.next = 0;
+    }
+    return completion.next < completion.matches.size()
+               ? ::strdup(completion.matches[completion.next++].c_str())
+               : nullptr;
+}
+
+char** Complete(const char* text, int /*start*/, int /*end*/) {
+    rl_attempted_completion_over = 1;
+    return rl_completion_matches(text, NextMatch);
+}
+
+}  // namespace
+
+LineEditor::LineEditor(std::string databasePath, std::string historyPath)
+    : historyPath_(std::move(historyPath)) {
+    completion.databasePath = std::move(databasePath);
+    rl_readline_name = "ovrasql";
+    rl_attempted_completion_function = Complete;
+    rl_initialize();
+    using_history();
+    stifle_history(kHistoryLines);
+    if (!historyPath_.empty()) {
+        read_history(historyPath_.c_str());
+    }
+}
+
+LineEditor::~LineEditor() {
+    if (!historyPath_.empty()) {
+        write_history(historyPath_.c_str());
+    }
+}
+
+std::optional<std::string> LineEditor::Read(const char* prompt) {
+    char* typed = readline(prompt);
+    if (typed == nullptr) {
+        return std::nullopt;
+    }
+    std::string line(typed);
+    std::free(typed);
+    if (!line.empty()) {
+        add_history(line.c_str());
+    }
+    return line;
+}
+
+std::string DefaultHistoryPath() {
+    const char* home = std::getenv("HOME");
+    return home == nullptr || *home == '\0' ? std::string()
+                                            : std::string(home) + "/.ovrasql_history";
+}
+
+}  // namespace ovrashell

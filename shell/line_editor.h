@@ -1,0 +1,31 @@
+#pragma once
+
+// LineEditor: lines typed at a terminal, with editing, history and completion (libedit). Completion
+// offers the words of the language, the dot commands, and the tables and columns of the database.
+
+#include <optional>
+#include <string>
+
+namespace ovrashell {
+
+class LineEditor {
+  public:
+    // Reads the history file, when there is one. `databasePath` is where completion finds the
+    // names.
+    LineEditor(std::string databasePath, std::string historyPath);
+    // Writes the history file.
+    ~LineEditor();
+    LineEditor(const LineEditor&) = delete;
+    LineEditor& operator=(const LineEditor&) = delete;
+
+    // Nothing at the end of the input (Ctrl-D).
+    std::optional<std::string> Read(const char* prompt);
+
+  private:
+    std::string historyPath_;
+};
+
+// Where the history is kept: .ovrasql_history in the home folder; empty when there is no home.
+std::string DefaultHistoryPath();
+
+}  // namespace ovrashell

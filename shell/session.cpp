@@ -1,0 +1,107 @@
+#include "shell/session.h"
+
+#include <chrono>
+#include <iomanip>
+#include <istream>
+#include <utility>
+
+#include "shell/catalog.h"
+#include "shell/dot_commands.h"
+#include "shell/statement_reader.h"
+
+namespace ovrashell {
+
+namespace {
+
+constexpr std::string_view kSelect = "select";
+
+bool IsSelect(std::string_view statement) {
+    return EqualNoCase(statement.substr(0, kSelect.size()), kSelect);
+}
+
+// Whether the statement takes parameters at all; one that takes none must be given none.
+bool TakesParameters(std::string_view statement) {
+    bool quoted = false;
+    for (const char byte : statement) {
+        quoted = byte == '\'' ? !quoted : quoted;
+        if (!quoted && (byte == '?' || byte == ':')) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+Session::Session(Database database, std::ostream* out)
+    : database_(std::move(database)), out_(out) {}
+
+std::ostream* Session::Out() { return file_ == nullptr ? out_ : file_.get(); }
+
+void Session::SendOutputTo(const std::string& path) {
+    if (path.empty()) {
+        file_.reset();
+        return;
+    }
+    auto file = std::make_unique<std::ofstream>(path, std::ios::binary);
+    if (!*file) {
+        throw Error("Cannot write '" + path + "'");
+    }
+    file_ = std::move(file);
+}
+
+void Session::RunLine(std::string_view line) {
+    const auto start = line.find_first_not_of(" \t");
+    if (start != std::string_view::npos && line[start] == '.') {
+        RunDotCommand(this, std::string(line.substr(start)));
+        return;
+    }
+    for (const std::string& statement : SplitStatements(line)) {
+        RunStatement(statement);
+    }
+}
+
+void Session::RunStream(std::istream* input) {
+    StatementReader reader;
+    std::string line;
+    bool pending = false;
+    while (!quitting_ && std::getline(*input, line)) {
+        pending = !reader.Add(line);
+        if (!pending) {
+            RunLine(reader.Take());
+        }
+    }
+    if (pending && !quitting_) {
+        RunLine(reader.Take());
+    }
+    Out()->flush();
+}
+
+void Session::RunStatement(std::string_view statement) {
+    const auto start = std::chrono::steady_clock::now();
+    const ParameterList given = TakesParameters(statement) ? parameters_ : ParameterList();
+    if (IsSelect(statement)) {
+        View view = database_.Select(statement, given);
+        ShowRows(&view);
+    } else {
+        database_.Query(statement, given);
+    }
+    if (timer_) {
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+        *out_ << "Time: " << std::fixed << std::setprecision(6) << elapsed.count() << " s\n";
+    }
+}
+
+void Session::ShowRows(View* view) {
+    const auto writer = MakeRowWriter(mode_, headers_, Out());
+    writer->Begin(view->Names());
+    while (view->Next()) {
+        writer->Write(view->Values());
+    }
+    writer->End();
+    if (!*Out()) {
+        throw Error("The output cannot be written");
+    }
+}
+
+}  // namespace ovrashell

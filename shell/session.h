@@ -1,0 +1,64 @@
+#pragma once
+
+// Session: one use of the prompt program. It holds the database and the settings, and runs what is
+// typed: SQL statements and dot commands.
+
+#include <fstream>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "shell/database.h"
+#include "shell/row_writer.h"
+
+namespace ovrashell {
+
+class Session {
+  public:
+    // Results go to `out` unless .output sends them elsewhere, notes and times always go there.
+    Session(Database database, std::ostream* out);
+
+    // Runs one line of input, which may hold several statements. Throws an Error at the first one
+    // that fails.
+    void RunLine(std::string_view line);
+
+    // Runs the lines of a stream to its end.
+    void RunStream(std::istream* input);
+
+    // True once .quit was typed.
+    bool IsQuitting() const { return quitting_; }
+
+    Database& Connection() { return database_; }
+    void SetMode(OutputMode mode) { mode_ = mode; }
+    void SetHeaders(bool headers) { headers_ = headers; }
+    void SetTimer(bool timer) { timer_ = timer; }
+    void SetParameters(ParameterList parameters) { parameters_ = std::move(parameters); }
+    void SetQuitting() { quitting_ = true; }
+
+    OutputMode Mode() const { return mode_; }
+    bool Headers() const { return headers_; }
+    bool Timer() const { return timer_; }
+    const ParameterList& Parameters() const { return parameters_; }
+
+    // Where rows go: the file of .output, or standard output.
+    std::ostream* Out();
+    // An empty path goes back to standard output.
+    void SendOutputTo(const std::string& path);
+
+  private:
+    void RunStatement(std::string_view statement);
+    void ShowRows(View* view);
+
+    Database database_;
+    std::ostream* out_;
+    std::unique_ptr<std::ofstream> file_;
+    OutputMode mode_ = OutputMode::kTable;
+    bool headers_ = true;
+    bool timer_ = false;
+    bool quitting_ = false;
+    ParameterList parameters_;
+};
+
+}  // namespace ovrashell
