@@ -1,5 +1,5 @@
-// The two functions that the shared library shows to the world. Everything else is hidden behind the
-// table that the second one gives.
+// The two functions that the shared library shows to the world. Everything else is hidden behind
+// the table that the second one gives.
 
 #include "library/function_table.h"
 #include "library/host_services.h"

@@ -146,6 +146,8 @@ MemoryHost& TheHost() {
     return host;
 }
 
+int32_t ServiceDepth() { return ServiceScope::depth; }
+
 void MemoryHost::Reset() {
     state_ = std::make_unique<State>();
     BindHostServices(nullptr);

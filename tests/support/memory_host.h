@@ -172,4 +172,8 @@ class MemoryHost {
 
 MemoryHost& TheHost();
 
+// How many services are running now, one inside the other: tests that let allocations fail spare
+// the host's own.
+int32_t ServiceDepth();
+
 }  // namespace ovrasql

@@ -14,6 +14,7 @@ using ovrasql::FileNode;
 using ovrasql::HandleLock;
 using ovrasql::HostCall;
 using ovrasql::MemoryHost;
+using ovrasql::ServiceScope;
 
 namespace {
 
@@ -120,6 +121,7 @@ bool Conflicts(const FileHandle& wanting, int32_t mode, int64_t offset, int64_t 
 
 void* ovFile_Open(void* program, int32_t location, const char* path, int32_t length,
                   int32_t flags) {
+    const ServiceScope scope;
     const std::string name = Text(path, length);
     if (PathCall("ovFile_Open", program, location, name, flags, true)) {
         return nullptr;
@@ -146,6 +148,7 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
 }
 
 int32_t ovFile_Exists(void* program, int32_t location, const char* path, int32_t length) {
+    const ServiceScope scope;
     const std::string name = Text(path, length);
     if (PathCall("ovFile_Exists", program, location, name, 0, false)) {
         return 0;
@@ -154,6 +157,7 @@ int32_t ovFile_Exists(void* program, int32_t location, const char* path, int32_t
 }
 
 int32_t ovFile_IsDirectory(void* program, int32_t location, const char* path, int32_t length) {
+    const ServiceScope scope;
     const std::string name = Text(path, length);
     if (PathCall("ovFile_IsDirectory", program, location, name, 0, false)) {
         return 0;
@@ -162,6 +166,7 @@ int32_t ovFile_IsDirectory(void* program, int32_t location, const char* path, in
 }
 
 int32_t ovFile_MakeDirectory(void* program, int32_t location, const char* path, int32_t length) {
+    const ServiceScope scope;
     const std::string name = Text(path, length);
     if (PathCall("ovFile_MakeDirectory", program, location, name, 0, true)) {
         return -1;
@@ -180,6 +185,7 @@ int32_t ovFile_MakeDirectory(void* program, int32_t location, const char* path, 
 }
 
 int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path, int32_t length) {
+    const ServiceScope scope;
     const std::string name = Text(path, length);
     if (PathCall("ovFile_RemoveDirectory", program, location, name, 0, true)) {
         return -1;
@@ -201,6 +207,7 @@ int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path
 }
 
 int32_t ovFile_Delete(void* program, int32_t location, const char* path, int32_t length) {
+    const ServiceScope scope;
     const std::string name = Text(path, length);
     if (PathCall("ovFile_Delete", program, location, name, 0, true)) {
         return -1;
@@ -214,6 +221,7 @@ int32_t ovFile_Delete(void* program, int32_t location, const char* path, int32_t
 
 int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t length,
                       int32_t new_location, const char* new_path, int32_t new_length) {
+    const ServiceScope scope;
     const std::string name = Text(path, length);
     const std::string newName = Text(new_path, new_length);
     const bool struck = PathCall("ovFile_Rename", program, location, name, 0, true);
@@ -238,6 +246,7 @@ int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t
 
 void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, int32_t length,
                            int32_t flags, char** name, int32_t* name_length) {
+    const ServiceScope scope;
     const std::string beside = Text(path, length);
     if (PathCall("ovFile_MakeTemporary", program, location, beside, flags, true)) {
         return nullptr;
@@ -271,6 +280,7 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
 // --- Files by handle ---
 
 void ovFile_Close(void* file) {
+    const ServiceScope scope;
     FileHandle* handle = Host().OpenHandle(file, "ovFile_Close");
     if (handle == nullptr) {
         return;
@@ -280,6 +290,7 @@ void ovFile_Close(void* file) {
 }
 
 int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
+    const ServiceScope scope;
     FileHandle* handle = Host().OpenHandle(file, "ovFile_Read");
     if (handle == nullptr || length < 0) {
         return -1;
@@ -297,6 +308,7 @@ int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
 }
 
 int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
+    const ServiceScope scope;
     FileHandle* handle = Host().OpenHandle(file, "ovFile_Write");
     if (handle == nullptr || length < 0) {
         return -1;
@@ -323,6 +335,7 @@ int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
 }
 
 int64_t ovFile_Seek(void* file, int64_t offset) {
+    const ServiceScope scope;
     FileHandle* handle = Host().OpenHandle(file, "ovFile_Seek");
     if (handle == nullptr) {
         return -1;
@@ -342,6 +355,7 @@ int64_t ovFile_Seek(void* file, int64_t offset) {
 }
 
 int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
+    const ServiceScope scope;
     FileHandle* handle = Host().OpenHandle(file, "ovFile_Lock");
     if (handle == nullptr) {
         return -1;
@@ -382,6 +396,7 @@ int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
 }
 
 int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
+    const ServiceScope scope;
     FileHandle* handle = Host().OpenHandle(file, "ovFile_Release");
     if (handle == nullptr) {
         return -1;
@@ -404,6 +419,7 @@ int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
 }
 
 const char* ovFile_Error(void* program, void* file, int32_t* length) {
+    const ServiceScope scope;
     const MemoryHost::State& host = Host();
     if (program != &host.program) {
         Host().Misuse("ovFile_Error with a wrong program");

@@ -10,6 +10,7 @@ using ovrasql::HostDatabaseVariable;
 using ovrasql::HostVariable;
 using ovrasql::HostView;
 using ovrasql::MemoryHost;
+using ovrasql::ServiceScope;
 using ovrasql::VariableList;
 
 namespace {
@@ -36,15 +37,23 @@ void LogPlain(const char* name, const std::string& subject) {
 // --- Database objects ---
 
 void ovDatabase_SetData(void* database, void* data) {
+    const ServiceScope scope;
     LogPlain("ovDatabase_SetData", "");
     MemoryHost::Database(database)->data = data;
 }
 
-void* ovDatabase_data(void* database) { return MemoryHost::Database(database)->data; }
+void* ovDatabase_data(void* database) {
+    const ServiceScope scope;
+    return MemoryHost::Database(database)->data;
+}
 
-void* ovDatabase_Program(void* database) { return MemoryHost::Database(database)->program; }
+void* ovDatabase_Program(void* database) {
+    const ServiceScope scope;
+    return MemoryHost::Database(database)->program;
+}
 
 void* ovDatabase_AddView(void* database, const char* name, int32_t name_length, void* data) {
+    const ServiceScope scope;
     const std::string text = Text(name, name_length);
     LogPlain("ovDatabase_AddView", text);
     if (Struck("ovDatabase_AddView")) {
@@ -59,11 +68,18 @@ void* ovDatabase_AddView(void* database, const char* name, int32_t name_length, 
     return MemoryHost::Database(database)->views.back().get();
 }
 
-void* ovDatabaseView_data(void* view) { return MemoryHost::View(view)->data; }
+void* ovDatabaseView_data(void* view) {
+    const ServiceScope scope;
+    return MemoryHost::View(view)->data;
+}
 
-void* ovDatabaseView_Database(void* view) { return MemoryHost::View(view)->database; }
+void* ovDatabaseView_Database(void* view) {
+    const ServiceScope scope;
+    return MemoryHost::View(view)->database;
+}
 
 void* ovDatabaseView_AddVariable(void* view, const char* name, int32_t name_length, void* data) {
+    const ServiceScope scope;
     const std::string text = Text(name, name_length);
     LogPlain("ovDatabaseView_AddVariable", text);
     if (Struck("ovDatabaseView_AddVariable")) {
@@ -78,27 +94,32 @@ void* ovDatabaseView_AddVariable(void* view, const char* name, int32_t name_leng
 }
 
 void* ovDatabaseVariable_data(void* variable) {
+    const ServiceScope scope;
     return static_cast<HostDatabaseVariable*>(variable)->data;
 }
 
 void ovDatabaseVariable_SetData(void* variable, void* data) {
+    const ServiceScope scope;
     LogPlain("ovDatabaseVariable_SetData", static_cast<HostDatabaseVariable*>(variable)->name);
     static_cast<HostDatabaseVariable*>(variable)->data = data;
 }
 
 void ovDatabaseVariable_SetDirty(void* variable) {
+    const ServiceScope scope;
     ++static_cast<HostDatabaseVariable*>(variable)->dirtyCount;
 }
 
 // --- Variables ---
 
 const char* ovVariable_Value(void* variable, int32_t* length) {
+    const ServiceScope scope;
     const HostVariable* source = MemoryHost::Variable(variable);
     *length = static_cast<int32_t>(source->text.size());
     return source->text.data();
 }
 
 void ovVariable_SetValue(void* variable, const char* text, int32_t length) {
+    const ServiceScope scope;
     HostVariable* target = MemoryHost::Variable(variable);
     target->text = Text(text, length);
     if (length == 0) {
@@ -108,10 +129,12 @@ void ovVariable_SetValue(void* variable, const char* text, int32_t length) {
 }
 
 void ovVariable_SetValue_Integer(void* variable, int32_t value) {
+    const ServiceScope scope;
     MemoryHost::Variable(variable)->text = std::to_string(value);
 }
 
 void* ovVariable_Array_Element(int32_t index, void* variable, int32_t create) {
+    const ServiceScope scope;
     if (Struck("ovVariable_Array_Element")) {
         return nullptr;
     }
@@ -126,6 +149,7 @@ void* ovVariable_Array_Element(int32_t index, void* variable, int32_t create) {
 
 void* ovVariable_Struct_Member(const char* name, int32_t name_length, void* variable,
                                int32_t create) {
+    const ServiceScope scope;
     if (Struck("ovVariable_Struct_Member")) {
         return nullptr;
     }
@@ -139,6 +163,7 @@ void* ovVariable_Struct_Member(const char* name, int32_t name_length, void* vari
 }
 
 void* ovVariableList_First(void* list) {
+    const ServiceScope scope;
     LogPlain("ovVariableList_First", "");
     if (list == nullptr) {
         return nullptr;
@@ -148,6 +173,7 @@ void* ovVariableList_First(void* list) {
 }
 
 void* ovVariableList_Next(void* list) {
+    const ServiceScope scope;
     VariableList* walked = static_cast<VariableList*>(list);
     return walked->next < walked->variables.size() ? walked->variables[walked->next++] : nullptr;
 }
@@ -155,6 +181,7 @@ void* ovVariableList_Next(void* list) {
 // --- Memory ---
 
 void ovProgram_Free(void* program, void* pointer) {
+    const ServiceScope scope;
     if (program != &Host().program) {
         Host().Misuse("ovProgram_Free with a wrong program");
     }

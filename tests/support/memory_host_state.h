@@ -84,4 +84,15 @@ struct MemoryHost::State {
     [[nodiscard]] bool FolderExists(std::string_view path) const;
 };
 
+// Stands at the head of each service.
+class ServiceScope {
+  public:
+    ServiceScope() { ++depth; }
+    ~ServiceScope() { --depth; }
+    ServiceScope(const ServiceScope&) = delete;
+    ServiceScope& operator=(const ServiceScope&) = delete;
+
+    static inline int32_t depth = 0;
+};
+
 }  // namespace ovrasql
