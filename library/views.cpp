@@ -95,6 +95,22 @@ void DescribeColumn(void* element, TextView name) {
     SetInteger(Member(element, "FIELD_DEC"), 0);
 }
 
+// The cell's text, ended by a NUL. A text that the cell has borrowed from a record or a literal has
+// none, so the cell takes a copy first; only the cells that the host reads pay for that. Without
+// the memory to render a number the text is empty.
+TextView HostText(SQLResult& cell) {
+    return GuardEntry(
+        [&] {
+            const TextView text = cell.GetString();
+            if (text.length == 0) {
+                return TextView();
+            }
+            cell.KeepText();
+            return cell.GetString();
+        },
+        [] { return TextView(); });
+}
+
 SQLResult* CellOf(void* variable) {
     return variable == nullptr ? nullptr
                                : static_cast<SQLResult*>(ovDatabaseVariable_data(variable));
@@ -197,10 +213,7 @@ int32_t variable_value_double(void* variable, double* value) {
 
 int32_t variable_value_string(void* variable, const char** text, int32_t* length, int32_t* owned) {
     SQLResult* cell = CellOf(variable);
-    // A number is rendered here, into memory of the cell's own.
-    const TextView value =
-        GuardEntry([&] { return cell == nullptr ? TextView() : cell->GetString(); },
-                   [] { return TextView(); });
+    const TextView value = cell == nullptr ? TextView() : HostText(*cell);
     StoreOutput(text, value.data);
     StoreOutput(length, value.length);
     StoreOutput(owned, 0);

@@ -1,34 +1,39 @@
 /*
  * library.h: what the library gives to a host.
  *
- * The library exports two functions. A host calls ovra_register_library once, to hand over its own
- * services (services.h), then ovra_database_library, to get the table of entry points. All else
- * goes through that table. Per database: database_create or database_open, then any number of
- * database_set_option, database_open_view, database_query and database_pack, and last
+ * The library exports two functions. A host calls ovra_register_library once, to hand over its
+ * own services (services.h), then ovra_database_library, to get the table of entry points. All
+ * else goes through that table. Per database: database_create or database_open, then any number
+ * of database_set_option, database_open_view, database_query and database_pack, and last
  * database_free.
  *
- *     ovra_register_library(module);
- *     const struct ovra_library_table *table = ovra_database_library();
- *     if (table->version == OVRA_INTERFACE_VERSION &&
- *         table->database_open(database, "shop.dbf", 8) &&
- *         table->database_open_view(database, "v", 1, "select name from item", 21, list, 0)) { ...
- * }
+ *     const struct ovra_library_table *library;
+ *     ovra_register_library(NULL);
+ *     library = ovra_database_library();
+ *     if (library->version == OVRA_INTERFACE_VERSION &&
+ *         library->database_open(database, "shop.dbf", -1) &&
+ *         library->database_open_view(database, "v", -1, "select name from item", -1, list, 0))
+ *         ...
  *
  * Conventions, true for every entry unless told otherwise:
  *
  *  - Handles are the host's own and opaque to the library: a database, a view or a database
- * variable. The library keeps its state behind them with ovDatabase_SetData, ovDatabase_AddView and
- *    ovDatabaseView_AddVariable.
- *  - Lengths are in bytes, signed, 32 bits. Text arguments need not end with a NUL. A length of -1
- *    says that the text ends with a NUL and is to be measured; any other negative length counts as
- * 0. All text is read during the call; nothing is kept of it but copies.
- *  - Entries return 1 for success and 0 for failure. After a 0, database_error has the reason. A
- *    success does not clear it.
+ *    variable. The library keeps its state behind them with ovDatabase_SetData,
+ *    ovDatabase_AddView and ovDatabaseView_AddVariable.
+ *  - Lengths are in bytes, signed, 32 bits. Text arguments need not end with a NUL. A length
+ *    of -1 says that the text ends with a NUL and is to be measured; any other negative length
+ *    counts as 0. Texts are read during the call, and nothing is kept of them but copies.
+ *  - Entries return 1 for success and 0 for failure. After a 0, database_error has the reason.
+ *    A success does not clear it. On a handle without a database an entry does nothing and
+ *    returns 0, and there is no reason to read.
  *  - Nothing is undone after a failure: there are no transactions.
- *  - All calls for one database must come one after the other; the library takes no lock between
- *    threads. Different databases are independent of each other.
- *  - No exception leaves an entry. Running out of memory is a failure like any other.
- *  - A statement runs in the dialect of docs/sql.md.
+ *  - All calls for one database must come one after the other; the library takes no lock
+ *    between threads. Different databases are independent of each other.
+ *  - While a service of the host runs, the host may read variables of the view, but call no
+ *    other entry for the same database.
+ *  - No exception leaves an entry. Running out of memory is a failure like any other, with the
+ *    text "Out of memory".
+ *  - The dialect of the statements is told in the folder docs/.
  */
 #ifndef OVRASQL_LIBRARY_H
 #define OVRASQL_LIBRARY_H

@@ -1,26 +1,27 @@
 /*
  * services.h: what a host provides to the library.
  *
- * The library touches the outside only through the functions of this header: files, the host's
- * database and view objects, script variables and memory. A host defines them under exactly these
- * names, with C linkage, visible in one loaded module, and gives that module to
- * ovra_register_library (library.h). The library looks every name up once, at that moment; it links
- * against none of them. A name that is missing counts as a service that always fails.
+ * The library touches the outside only through the functions of this header: files, the
+ * host's database and view objects, script variables and memory. A host defines them under
+ * exactly these names, with C linkage, visible in one loaded module, and gives that module to
+ * ovra_register_library (library.h). The library looks every name up once, at that moment; it
+ * links against none of them. A name that is missing counts as a service that always fails.
  *
  * Conventions, true for every call unless told otherwise:
  *
  *  - Handles are opaque. The library stores them, hands them back and looks inside none.
- *  - Lengths are in bytes, signed, 32 bits. Text that the library passes is counted and is often
- *    NOT ended by a NUL; it may hold any byte. It is valid during the call alone: copy what is
- * kept.
+ *  - Lengths are in bytes, signed, 32 bits. Text that the library passes is counted and is
+ *    often NOT ended by a NUL; it may hold any byte. It is valid during the call alone: copy
+ *    what is kept.
  *  - Text that the host returns is read at once. It must stay valid until the next call of any
- *    service for the same object, and the library never frees it, except where told.
+ *    service, and the library never frees it, except where told.
  *  - File offsets and positions are in bytes from the start of the file, signed, 64 bits.
  *  - `location` picks the root folder that a relative path starts from. The library passes
  *    OVRA_LOCATION_DATABASE, always.
- *  - The library has no threads. It calls services on the thread that called it, and relies on the
- *    host to serialise all calls for one database.
- *  - No exception and no longjmp may leave a service.
+ *  - The library has no threads. It calls services on the thread that called it, and relies on
+ *    the host to serialise all calls for one database.
+ *  - No exception and no longjmp may leave a service. A service calls no entry of the library,
+ *    but for reading the variables of a view.
  */
 #ifndef OVRASQL_SERVICES_H
 #define OVRASQL_SERVICES_H
