@@ -60,7 +60,6 @@ class Arena {
   private:
     struct Chunk {
         Chunk* next;
-        size_t size;
     };
     struct Destruction {
         Destruction* next = nullptr;
@@ -68,14 +67,16 @@ class Arena {
         void (*destroy)(void*) = nullptr;
     };
 
-    void* AllocateFromNewChunk(size_t size, size_t alignment);
+    static constexpr size_t kFirstChunk = 512;
+
+    void* AllocateFromNewChunk(size_t size);
 
     Chunk* chunks_ = nullptr;
     Destruction* destructions_ = nullptr;
     char* free_ = nullptr;
     size_t freeSize_ = 0;
     size_t footprint_ = 0;
-    size_t nextChunkSize_ = 512;
+    size_t nextChunkSize_ = kFirstChunk;
 };
 
 }  // namespace ovrasql

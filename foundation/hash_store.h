@@ -30,7 +30,19 @@ inline constexpr int32_t kHashTableStep = 512;
 inline constexpr int32_t kHashTableBucketBits = 12;
 inline constexpr int32_t kNoSlot = -1;
 
-template <class Item>
+// Where a store's vectors come from and how it deletes its items.
+struct OrdinaryMemory {
+    template <class Item>
+    using ItemOwner = std::unique_ptr<Item>;
+    template <class Element>
+    using Vector = std::unique_ptr<Element[]>;
+    template <class Element>
+    static Vector<Element> MakeVector(size_t count) {
+        return std::make_unique_for_overwrite<Element[]>(count);
+    }
+};
+
+template <class Item, class Memory = OrdinaryMemory>
 class HashStore {
   public:
     HashStore(bool ownsItems, int32_t bucketBits, int32_t capacity)
@@ -62,7 +74,7 @@ class HashStore {
     // Stores the item and gives its slot. An owning store has the item from the call on.
     template <class CompareItems>
     int32_t Insert(Item* item, uint32_t hash, CompareItems compareItems) {
-        std::unique_ptr<Item> guard(ownsItems_ ? item : nullptr);
+        ItemOwner guard(ownsItems_ ? item : nullptr);
         if (usedSlots_ == roomCount_) {
             Enlarge();
         }
@@ -130,7 +142,7 @@ class HashStore {
         if (holeCount_ < kHashTableStep || holeCount_ < usedSlots_ / 2) {
             return;
         }
-        auto moved = std::make_unique<int32_t[]>(static_cast<size_t>(usedSlots_));
+        auto moved = Memory::template MakeVector<int32_t>(static_cast<size_t>(usedSlots_));
         int32_t kept = 0;
         for (int32_t slot = 0; slot < usedSlots_; ++slot) {
             moved[slot] = kNoSlot;
@@ -180,6 +192,7 @@ class HashStore {
         uint32_t hash;
         int32_t next;
     };
+    using ItemOwner = typename Memory::template ItemOwner<Item>;
     static constexpr int32_t kLeastRoom = 8;
 
     [[nodiscard]] size_t HeadOf(uint32_t hash) const {
@@ -191,8 +204,8 @@ class HashStore {
             throw std::bad_alloc();
         }
         const int32_t room = roomCount_ == 0 ? kLeastRoom : roomCount_ * 2;
-        auto heads = std::make_unique<int32_t[]>(static_cast<size_t>(room));
-        auto slots = std::make_unique<Slot[]>(static_cast<size_t>(room));
+        auto heads = Memory::template MakeVector<int32_t>(static_cast<size_t>(room));
+        auto slots = Memory::template MakeVector<Slot>(static_cast<size_t>(room));
         for (int32_t slot = 0; slot < usedSlots_; ++slot) {
             slots[slot] = slots_[slot];
         }
@@ -225,14 +238,14 @@ class HashStore {
             Item* item = slots_[slot].item;
             slots_[slot].item = nullptr;
             if (ownsItems_) {
-                delete item;
+                ItemOwner(item).reset();
             }
         }
     }
 
     bool ownsItems_;
-    std::unique_ptr<int32_t[]> heads_;
-    std::unique_ptr<Slot[]> slots_;
+    typename Memory::template Vector<int32_t> heads_;
+    typename Memory::template Vector<Slot> slots_;
     int32_t roomCount_ = 0;  // heads and slots in memory
     int32_t bucketBits_;
     int32_t capacity_;  // slots as stated

@@ -39,7 +39,7 @@ class String {
 
     // Never null, and ends with a NUL.
     [[nodiscard]] const char* CText() const { return text_ == nullptr ? "" : text_.get(); }
-    // The text to write into, at most Length() bytes of it; null text has none.
+    // The text to write into, exactly Length() bytes of it; null text has none.
     [[nodiscard]] char* Data() { return text_.get(); }
     [[nodiscard]] int32_t Length() const { return length_; }
     [[nodiscard]] int32_t Capacity() const { return capacity_; }
@@ -118,8 +118,11 @@ class String {
 
   private:
     void CopyFrom(const String& other);
-    // A buffer of at least `needed` bytes with the text so far in it; states the rounded capacity.
-    void GrowTo(int64_t needed);
+    // Makes the buffer hold `needed` bytes, the text so far in it, and states the rounded capacity.
+    // Gives the old buffer when a new one was made, since the caller's argument may stand in it.
+    std::unique_ptr<char[]> MakeRoom(int64_t needed);
+    // Copies the text, for which there is room, behind the last byte.
+    void PutAtEnd(TextView text);
     void KeepRange(int32_t start, int32_t length);
 
     std::unique_ptr<char[]> text_;
