@@ -49,12 +49,15 @@ class OvraSQLIndexPage {
         return (pageSize_ - kIndexCountBytes - kIndexChildBytes) / entrySize_;
     }
 
+    // Whether pages made by this header look like this one.
+    [[nodiscard]] bool HasSizesOf(const IndexHeader& header) const {
+        return entrySize_ == header.EntrySize() && pageSize_ == header.PageSize();
+    }
+
     // The count as stored, before it is known to be at most Capacity().
     [[nodiscard]] uint32_t StoredCount() const { return LoadLittle32(bytes_.get()); }
     [[nodiscard]] int32_t KeyCount() const { return static_cast<int32_t>(StoredCount()); }
-    void SetKeyCount(int32_t count) {
-        StoreLittle32(bytes_.get(), static_cast<uint32_t>(count));
-    }
+    void SetKeyCount(int32_t count) { StoreLittle32(bytes_.get(), static_cast<uint32_t>(count)); }
 
     [[nodiscard]] uint32_t Child(int32_t position) const { return LoadLittle32(Entry(position)); }
     void SetChild(int32_t position, uint32_t child) { StoreLittle32(Entry(position), child); }
@@ -84,6 +87,7 @@ class OvraSQLIndexPage {
 
   private:
     friend class IndexPagePool;
+    friend struct IndexPageReturn;
 
     [[nodiscard]] unsigned char* Entry(int32_t position) {
         return bytes_.get() + kIndexCountBytes + position * entrySize_;
@@ -138,7 +142,8 @@ class OvraSQLIndexPageStack {
 
     void Push(IndexPageHolder page);  // the walking pointer moves to it
 
-    // The walking pointer goes to the top, or one page deeper. Null when no page is there; borrowed.
+    // The walking pointer goes to the top, or one page deeper. Null when no page is there;
+    // borrowed.
     OvraSQLIndexPage* Top();
     OvraSQLIndexPage* Below();
 

@@ -21,7 +21,7 @@ inline constexpr int32_t kIndexTextOnly = 4;
 struct KeyNumber {
     double value = 0;
     bool isWhole = false;     // the number uses up the whole text; the empty text is 0
-    bool outOfRange = false;  // too large or too small for a double, as ERANGE reports it
+    bool outOfRange = false;  // too large for a double: the value is an infinity
 };
 
 [[nodiscard]] KeyNumber ReadKeyNumber(TextView text);

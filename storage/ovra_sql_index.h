@@ -100,47 +100,62 @@ class OvraSQLIndex {
     }
 
   private:
-    struct Change;  // an insertion or a deletion on its way (index_change.h)
+    struct Change;       // an insertion or a deletion on its way (index_change.h)
+    struct SearchPlace;  // where a search stands (index_walk.cpp)
     enum class InsertResult : int32_t { kPassUp = 0, kFailed = 1, kDone = 2 };
     enum class DeleteResult : int32_t { kDone = 0, kUnderfull = 1, kNotFound = 2, kFailed = 3 };
 
-    // File and header (index_file.cpp).
-    [[nodiscard]] bool Begin(RangeLock* lock, LockMode mode);
+    // File, header, pages, messages (index_file.cpp).
+    [[nodiscard]] void* Program() const;
+    [[nodiscard]] bool LockHeader(LockMode mode, RangeLock* lock);
+    [[nodiscard]] bool ReadHeaderBytes(IndexHeader* image);
     [[nodiscard]] bool ReadHeader();
     [[nodiscard]] bool WriteHeader();
+    [[nodiscard]] bool RaiseGeneration();
     [[nodiscard]] IndexPageHolder NewPage(uint32_t number);
     [[nodiscard]] bool LoadPage(OvraSQLIndexPage* page);
     [[nodiscard]] OvraSQLIndexPage* LoadPagePushed(uint32_t number);
     [[nodiscard]] bool StorePage(const OvraSQLIndexPage& page);
-    [[nodiscard]] bool ReadPageBytes(OvraSQLIndexPage* page);
     [[nodiscard]] bool SeekTo(int64_t offset);
+    [[nodiscard]] bool ReadPageBytes(OvraSQLIndexPage* page);
     [[nodiscard]] TextView CutKey(TextView key) const;
-    bool Fail(TextView before, TextView after);  // "before path after" as the message; false
-    bool FailWithHostText(TextView before, TextView after);
-    bool FailCorrupt();
+    // Each gives false. The message is before + path + after, or + the host's text.
+    bool Fail(TextView before, TextView after);
+    bool FailWithHostText(TextView before);
+    bool FailWithoutPath(TextView message);
+    bool FailAsCorrupt();
 
     // Search and walk (index_walk.cpp).
-    struct SearchPlace;
     [[nodiscard]] bool SearchTree(const SearchKey& key, SearchPlace* place);
-    [[nodiscard]] bool SeekUnlocked(TextView key, bool exact, uint32_t* recordNumber, bool* found);
+    [[nodiscard]] bool SearchHeldTree(TextView key, bool exact, uint32_t* recordNumber,
+                                      bool* found);
+    [[nodiscard]] bool BeginWalk(bool lock, RangeLock* held);
+    [[nodiscard]] bool BeginStep(bool lock, RangeLock* held);
     [[nodiscard]] bool FindPlaceAgain();
-    [[nodiscard]] bool CountStep(int32_t direction);
-    [[nodiscard]] OvraSQLIndexPage* DescendLeft(uint32_t child);
-    [[nodiscard]] OvraSQLIndexPage* DescendRight(uint32_t child);
-    [[nodiscard]] bool ReportForward(uint32_t* recordNumber, TextView* key);
-    [[nodiscard]] bool ReportBackward(uint32_t* recordNumber);
-    void EndWalk();
+    [[nodiscard]] bool CountStep(int64_t direction);
+    [[nodiscard]] bool DescendLeft(uint32_t child);
+    [[nodiscard]] bool DescendRight(uint32_t child);
+    void ReportForward(uint32_t* recordNumber, TextView* key);
+    void ReportBackward(uint32_t* recordNumber);
+    bool AbandonWalk();  // gives false
 
-    // Insertion (index_insert.cpp).
-    [[nodiscard]] InsertResult InsertInto(Change* change, uint32_t pageNumber);
-    [[nodiscard]] bool SplitPage(Change* change, OvraSQLIndexPage* page, int32_t position);
+    // Changes: what both kinds share, insertion (index_insert.cpp).
+    [[nodiscard]] IndexPageHolder LoadBranch(Change* change, uint32_t number);
+    [[nodiscard]] IndexPageHolder LoadSibling(Change* change, uint32_t number);
+    [[nodiscard]] InsertResult InsertInto(Change* change, uint32_t number);
+    [[nodiscard]] InsertResult InsertSplitting(Change* change, OvraSQLIndexPage* page,
+                                               int32_t position);
+    void SplitPage(Change* change, int32_t position, OvraSQLIndexPage* page,
+                   OvraSQLIndexPage* newPage);
     [[nodiscard]] bool GrowRoot(Change* change);
 
-    // Deletion (index_delete.cpp, index_rebalance.cpp).
-    [[nodiscard]] DeleteResult DeleteSearch(Change* change, OvraSQLIndexPage* page);
+    // Deletion (index_delete.cpp) and what it does to underfull pages (index_rebalance.cpp).
+    [[nodiscard]] DeleteResult DeleteFrom(Change* change, OvraSQLIndexPage* page);
     [[nodiscard]] DeleteResult DeleteAtCursor(Change* change, OvraSQLIndexPage* page);
     [[nodiscard]] DeleteResult DeleteFirst(Change* change, OvraSQLIndexPage* slot,
                                            OvraSQLIndexPage* page);
+    [[nodiscard]] DeleteResult StoreUnlessUnderfull(const OvraSQLIndexPage& page);
+    [[nodiscard]] DeleteResult DeleteFromWalk(Change* change);
     [[nodiscard]] DeleteResult Rebalance(Change* change, OvraSQLIndexPage* parent,
                                          OvraSQLIndexPage* page);
     [[nodiscard]] bool MergePages(OvraSQLIndexPage* left, OvraSQLIndexPage* parent,
@@ -153,14 +168,14 @@ class OvraSQLIndex {
     IndexHeader header_;
     IndexPagePool pool_;  // before whatever holds its pages
     OvraSQLIndexPageStack stack_;
-    uint32_t walkGeneration_ = 0;  // generation that the stack's pages belong to
-    int64_t walkSteps_ = 0;        // steps since the walk last found its place, signed by direction
-    int32_t reseekDepth_ = 0;
+    uint32_t walkGeneration_ = 0;  // the generation that the stack's pages belong to
+    int64_t walkSteps_ = 0;        // steps since the walk last found its place, forward less back
+    int32_t reseekDepth_ = 0;      // searches for the place nested in one step
     bool failed_ = false;
     String path_;
     String error_;
+    String searchKey_;    // the key searched for: the caller's may lie in a page that goes
     String promotedKey_;  // the key on its way up out of a split
-    String searchKey_;    // a key to search for again after its page has gone
 };
 
 }  // namespace ovrasql
