@@ -31,6 +31,16 @@ void SetError(int32_t* error) {
 
 double WithSign(double magnitude, bool negative) { return negative ? -magnitude : magnitude; }
 
+// Adds the digits that follow to the word; gives where they end.
+const char* TakeDigits(const char* at, const char* end, uint64_t* whole) {
+    uint64_t taken = *whole;
+    for (; at < end && IsDigit(*at); ++at) {
+        taken = taken * 10 + static_cast<uint64_t>(*at - '0');
+    }
+    *whole = taken;
+    return at;
+}
+
 // Digits with at most one point and a '-' in front, the form that numbers in files and statements
 // have. A whole number and a power of ten that are both exact give a correctly rounded quotient in
 // one division; anything else is left to the full road. Gives whether `*value` is the number.
@@ -39,31 +49,23 @@ bool ParsePlain(TextView text, double* value) {
     const char* const end = text.end();
     const bool negative = at < end && *at == '-';
     at += negative ? 1 : 0;
-    uint64_t whole = 0;
-    int32_t significant = 0;
     const char* const digits = at;
-    for (; at < end && IsDigit(*at); ++at) {
-        whole = whole * 10 + static_cast<uint64_t>(*at - '0');
-        significant += whole != 0 ? 1 : 0;
-        if (significant > kWordDigits) {
-            return false;
-        }
+    while (at < end && *at == '0') {
+        ++at;
     }
-    int64_t digitCount = at - digits;
+    // Leading zeros apart, digits are counted and not watched: a word that has run over is dropped.
+    const char* const significant = at;
+    uint64_t whole = 0;
+    at = TakeDigits(at, end, &whole);
     int64_t decimals = 0;
+    int64_t pointLength = 0;
     if (at < end && *at == '.') {
-        const char* const behind = ++at;
-        for (; at < end && IsDigit(*at); ++at) {
-            whole = whole * 10 + static_cast<uint64_t>(*at - '0');
-            significant += whole != 0 ? 1 : 0;
-            if (significant > kWordDigits) {
-                return false;
-            }
-        }
+        const char* const behind = at + 1;
+        at = TakeDigits(behind, end, &whole);
         decimals = at - behind;
-        digitCount += decimals;
+        pointLength = 1;
     }
-    if (at != end || digitCount == 0) {
+    if (at != end || at - digits == pointLength || at - significant - pointLength > kWordDigits) {
         return false;
     }
     if (decimals == 0) {
