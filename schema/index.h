@@ -3,6 +3,9 @@
 // Index: one index of a table, as the catalog knows it. It joins an index file with the fields that
 // its keys are made of, and builds those keys.
 //
+// Flags are the bits of storage/key_compare.h: 1 UNIQUE, 2 all columns descending, 4 a character or
+// memo column among them. The same number stands in the catalog and in the index file.
+//
 // The `indexes` of a Table own their Index objects. The columns are fields of that table's data
 // file and are borrowed: an index never outlives its table. A running statement keeps no pointer to
 // an index beyond its own Table, because DDL destroys the catalog's tables while views are open.
@@ -21,11 +24,6 @@ namespace ovrasql {
 
 class OvraSQLField;
 class Table;
-
-// The bits of an index's flags; the same number goes into the index file.
-constexpr int32_t kIndexUnique = 1;
-constexpr int32_t kIndexDescending = 2;  // all columns are descending
-constexpr int32_t kIndexText = 4;        // at least one column is a character or memo column
 
 class Index {
   public:
@@ -58,27 +56,29 @@ class Index {
     [[nodiscard]] bool AddCurrentRecord();
 
     // Walks. Each step locks and reloads the file's header by itself. `exact` asks for the whole
-    // key, otherwise for a key that begins with it. False from Seek is a failed lock or page; false
-    // from NextMatching is the end of the matches or a failure. WalkFailed() tells whether the last
-    // of these calls failed, also where the result alone looks like the end of the index.
+    // key, otherwise for a key that begins with the given one. Record number 0 is no record. False
+    // from NextMatching is the end of the matches, or a failure: File().Failed() tells the two
+    // apart after any of these, and File().Error() is the message then.
     [[nodiscard]] bool Seek(TextView key, bool exact, uint32_t* recordNumber, bool* found);
     [[nodiscard]] bool First(uint32_t* recordNumber);
     [[nodiscard]] bool Next(uint32_t* recordNumber);
     [[nodiscard]] bool NextMatching(TextView prefixKey, bool exact, uint32_t* recordNumber);
-    [[nodiscard]] bool WalkFailed() const { return !file_.Error().IsEmpty(); }
+    // The next entry, if the index orders its key as equal to this one. Keys that read as numbers
+    // are equal by value, so the texts can differ.
+    [[nodiscard]] bool NextEqual(TextView key, uint32_t* recordNumber);
 
     [[nodiscard]] TextView Name() const { return name_.View(); }
     [[nodiscard]] int32_t Flags() const { return flags_; }
     void SetFlags(int32_t flags) { flags_ = flags; }
-    // The flag of the file decides, since writers of other processes go by the file as well.
-    [[nodiscard]] bool IsUnique() const;
+    // By the flag in the file, which all writers go by; Flags() is what the catalog says.
+    [[nodiscard]] bool IsUnique() const { return file_.IsUnique(); }
     [[nodiscard]] Table* OwnerTable() const { return table_; }
     [[nodiscard]] OvraSQLIndex& File() { return file_; }
     [[nodiscard]] const OvraSQLIndex& File() const { return file_; }
     [[nodiscard]] CollList<OvraSQLField>& Columns() { return columns_; }
     [[nodiscard]] const CollList<OvraSQLField>& Columns() const { return columns_; }
 
-    // Room for the two keys of one record, reused from record to record.
+    // The two keys of a record that is being written, kept here to use their memory again.
     [[nodiscard]] String& NewKey() { return newKey_; }
     [[nodiscard]] String& OldKey() { return oldKey_; }
 

@@ -28,6 +28,12 @@ class PreparedStatement {
     // failure the message is the engine's.
     [[nodiscard]] bool Compile(TextView text);
 
+    // Writes the program to the trace.
+    void Dump();
+
+    // Makes the engine ready to run from the top, without cursors, rows or view.
+    void Reset();
+
     [[nodiscard]] SQLEngine& Engine() { return *engine_; }
     [[nodiscard]] TextView Text() const { return text_.View(); }
     // The case setting that the program was compiled under.

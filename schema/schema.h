@@ -128,18 +128,64 @@ class Schema {
 
     // schema_open.cpp
     void StartCatalog(TextView path);
+    void DropCatalog();
     [[nodiscard]] bool ValidateFields();
     [[nodiscard]] bool CatalogReady();
+    [[nodiscard]] bool FailNoCatalog();
 
     [[nodiscard]] bool Fail(TextView message);
     [[nodiscard]] bool FailFromRow();
     [[nodiscard]] bool FailFromIndexFile(const Index& index);
 
-    // catalog_lookup.cpp
+    // catalog_lookup.cpp. Each leaves the schema table on the row that it tells of.
     [[nodiscard]] bool ReadRow(uint32_t recordNumber);
     [[nodiscard]] Lookup FindTableRow(TextView name);
     [[nodiscard]] Lookup FindIndexRow(TextView name);
+    [[nodiscard]] Lookup ScanForIndexRow(TextView name);
+    [[nodiscard]] Lookup EndOfIndexRows(uint32_t deadRow);
+    [[nodiscard]] bool IsIndexRow(TextView name);
     [[nodiscard]] std::unique_ptr<Index> IndexFromRow(Table& table);
+    [[nodiscard]] bool OpenIndexFile(Index& index);
+    [[nodiscard]] int32_t FlagsOfRow();
+    void ForgetTable(TextView name);
+
+    // file_placement.cpp
+    [[nodiscard]] bool IsCatalogFile(TextView path) const;
+    [[nodiscard]] bool RenameFile(TextView tableName, TextView from, TextView to);
+
+    // table_definition.cpp, index_definition.cpp
+    [[nodiscard]] bool CheckLayout(CollList<OvraSQLField>& fields);
+    [[nodiscard]] bool CheckTableFiles(TextView name, TextView path);
+    [[nodiscard]] bool WriteTableRow(TextView name, TextView relative, bool takeBack);
+    [[nodiscard]] bool TakeRowBack();
+    [[nodiscard]] bool DropIndexRows(TextView tableName, List<String>* paths);
+    [[nodiscard]] bool DropRow();
+    [[nodiscard]] std::unique_ptr<Table> OpenTableToAlter(TextView name);
+    [[nodiscard]] bool CheckColumnUnused(const Table& table, TextView column);
+    [[nodiscard]] bool FailIndexExists(TextView name);
+    [[nodiscard]] Lookup FindRowForNewIndex(TextView name);
+    [[nodiscard]] bool DefineIndex(const List<SQLIndexColumn>& columns, Index* index,
+                                   String* columnsText);
+    [[nodiscard]] bool BuildIndexKeys(Table& table, Index& index);
+    [[nodiscard]] bool WriteIndexRow(TextView tableName, const Index& index, TextView relative,
+                                     TextView columnsText, bool takeBack);
+
+    // pack.cpp, table_rebuild.cpp
+    [[nodiscard]] bool PackTables(uint32_t rowCount);
+    [[nodiscard]] bool PackTable(const String& name);
+    [[nodiscard]] std::unique_ptr<Table> NewRebuildTable(Table& table,
+                                                         Collection<OvraSQLField>& fields,
+                                                         int32_t memoCount);
+    [[nodiscard]] bool CreateTemporaryIndexes(Table& table);
+    [[nodiscard]] bool CreateTemporaryIndex(Table& table);
+    [[nodiscard]] bool LoadPackIndexes(Table& table);
+    [[nodiscard]] bool CheckIndexesPair(const Table& old, const Table& rebuilt, bool listed);
+    [[nodiscard]] bool CopyRecords(Table& from, Table& to, uint32_t count, int32_t dropPosition);
+    [[nodiscard]] bool SwapFiles(Table& old, Table& rebuilt, int32_t memoCount, int32_t oldVersion);
+    [[nodiscard]] bool SwapIndexFiles(Table& old, Table& rebuilt);
+
+    // statement_cache.cpp
+    void ShrinkStatementCache(int32_t count);
 
     void* program_;
     void* database_;
@@ -165,10 +211,6 @@ class Schema {
     String keyScratch_;
     char subdirChar_ = 0;
     bool caseInsensitive_ = false;
-    // While pack runs: the last row it may read. Its lock on the header must not be asked for again
-    // through the same handle.
-    uint32_t packRowLimit_ = 0;
-    bool packing_ = false;
 };
 
 }  // namespace ovrasql

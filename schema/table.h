@@ -81,6 +81,9 @@ class Table {
     // Drops the queued changes without applying them.
     void DiscardQueue();
 
+    // Drops the indexes and whatever is queued for them.
+    void DropIndexes();
+
     [[nodiscard]] Schema* OwnerSchema() const { return schema_; }
     [[nodiscard]] TextView Name() const { return name_.View(); }
     [[nodiscard]] const String& Error() const { return error_; }

@@ -1,0 +1,236 @@
+// Finding tables and indexes by name. A dropped row keeps its keys, so that every look-up tests the
+// deleted flag of the row that it lands on.
+
+#include <memory>
+
+#include "foundation/number_text.h"
+#include "foundation/text_compare.h"
+#include "schema/index.h"
+#include "schema/index_row_walk.h"
+#include "schema/schema.h"
+#include "schema/table.h"
+
+namespace ovrasql {
+
+bool Schema::ReadRow(uint32_t recordNumber) {
+    return schemaTable_->ReadRecord(recordNumber) || FailFromRow();
+}
+
+Schema::Lookup Schema::FindTableRow(TextView name) {
+    if (!CatalogReady()) {
+        return Lookup::kFailed;
+    }
+    keyScratch_ = String::Join({"T:", name, ":"});
+    keyScratch_.ToUpper();
+    uint32_t recordNumber = 0;
+    bool found = false;
+    if (!schemaIndex1_->Seek(keyScratch_, /*exact=*/true, &recordNumber, &found) ||
+        schemaIndex1_->File().Failed()) {
+        error_ = schemaIndex1_->File().Error();
+        return Lookup::kFailed;
+    }
+    if (!found) {
+        return Lookup::kMissing;
+    }
+    if (!ReadRow(recordNumber)) {
+        return Lookup::kFailed;
+    }
+    return schemaTable_->Data().IsDeleted() ? Lookup::kDead : Lookup::kLive;
+}
+
+// Table rows have the empty key, and the index orders keys that read as numbers by value: an empty
+// name, "0" or "infinity" finds rows of other names. So the row itself must bear the name, and the
+// search goes on over all entries that count as equal. A dead row is reported only if no live one
+// follows; the schema table then stands on it.
+Schema::Lookup Schema::FindIndexRow(TextView name) {
+    if (!CatalogReady()) {
+        return Lookup::kFailed;
+    }
+    keyScratch_ = name;
+    keyScratch_.ToUpper();
+    uint32_t recordNumber = 0;
+    bool found = false;
+    if (!schemaIndex2_->Seek(keyScratch_, /*exact=*/true, &recordNumber, &found)) {
+        found = false;
+    }
+    uint32_t deadRow = 0;
+    while (found) {
+        if (!ReadRow(recordNumber)) {
+            return Lookup::kFailed;
+        }
+        if (IsIndexRow(name)) {
+            if (!schemaTable_->Data().IsDeleted()) {
+                return Lookup::kLive;
+            }
+            deadRow = recordNumber;
+        }
+        found = schemaIndex2_->NextEqual(keyScratch_, &recordNumber);
+    }
+    return EndOfIndexRows(deadRow);
+}
+
+// Names such as "nan" and "infinity" read as numbers, by which the index's order breaks: they, and
+// others beside them, can be out of its search's reach. Reading all entries misses none.
+Schema::Lookup Schema::ScanForIndexRow(TextView name) {
+    uint32_t recordNumber = 0;
+    uint32_t deadRow = 0;
+    bool more = schemaIndex2_->First(&recordNumber);
+    while (more && recordNumber != 0) {
+        if (!ReadRow(recordNumber)) {
+            return Lookup::kFailed;
+        }
+        if (IsIndexRow(name)) {
+            if (!schemaTable_->Data().IsDeleted()) {
+                return Lookup::kLive;
+            }
+            deadRow = recordNumber;
+        }
+        more = schemaIndex2_->Next(&recordNumber);
+    }
+    return EndOfIndexRows(deadRow);
+}
+
+Schema::Lookup Schema::EndOfIndexRows(uint32_t deadRow) {
+    if (schemaIndex2_->File().Failed()) {
+        error_ = schemaIndex2_->File().Error();
+        return Lookup::kFailed;
+    }
+    if (deadRow == 0) {
+        return Lookup::kMissing;
+    }
+    return ReadRow(deadRow) ? Lookup::kDead : Lookup::kFailed;
+}
+
+bool Schema::IsIndexRow(TextView name) {
+    return typeField_->ValueText() == TextView("I") && EqualsNoCase(indexField_->ValueText(), name);
+}
+
+bool Schema::TableExists(TextView name) { return FindTableRow(name) == Lookup::kLive; }
+
+bool Schema::IndexExists(TextView name) { return FindIndexRow(name) == Lookup::kLive; }
+
+std::unique_ptr<Table> Schema::OpenTable(TextView name) {
+    if (!TableExists(name)) {
+        error_ = String::Join({"Unknown table '", name, "'"});
+        return nullptr;
+    }
+    auto table = std::make_unique<Table>(this, tableField_->ValueText());
+    if (!table->Open(ResolvePath(fileField_->ValueText()))) {
+        error_ = table->Error();
+        return nullptr;
+    }
+    return table;
+}
+
+Table* Schema::GetTable(TextView name) {
+    Table* table = openTables_.Find(name);
+    if (table == nullptr) {
+        std::unique_ptr<Table> opened = OpenTable(name);
+        table = opened.get();
+        openTables_.Add(std::move(opened));
+    }
+    return table;
+}
+
+void Schema::ForgetTable(TextView name) {
+    const std::unique_ptr<Table> forgotten(openTables_.Remove(name));
+}
+
+bool Schema::LoadIndexes(Table& table) {
+    if (table.IndexesLoaded()) {
+        return true;
+    }
+    table.DropIndexes();
+    IndexRowWalk walk(this, table.Name());
+    while (walk.Next()) {
+        table.Indexes().Add(IndexFromRow(table));
+    }
+    table.SetIndexesLoaded(!walk.Failed());
+    return !walk.Failed();
+}
+
+bool Schema::OpenIndexes(Table& table) {
+    table.DropIndexes();
+    IndexRowWalk walk(this, table.Name());
+    while (walk.Next()) {
+        std::unique_ptr<Index> index = IndexFromRow(table);
+        if (!OpenIndexFile(*index)) {
+            return false;
+        }
+        table.Indexes().Add(std::move(index));
+    }
+    return !walk.Failed();
+}
+
+Index* Schema::OpenIndex(Table& table, TextView name) {
+    // An unknown name has no message of its own, and must not show an old one.
+    error_.Clear();
+    Index* known = table.Indexes().Find(name);
+    if (known != nullptr) {
+        return known;
+    }
+    if (!IndexExists(name)) {
+        return nullptr;
+    }
+    std::unique_ptr<Index> index = IndexFromRow(table);
+    if (!OpenIndexFile(*index)) {
+        return nullptr;
+    }
+    known = index.get();
+    table.Indexes().Add(std::move(index));
+    return known;
+}
+
+std::unique_ptr<Index> Schema::IndexFromRow(Table& table) {
+    auto index = std::make_unique<Index>(&table, indexField_->ValueText(), FlagsOfRow());
+    index->AddColumns(columnsField_->ValueText());
+    return index;
+}
+
+bool Schema::OpenIndexFile(Index& index) {
+    return index.Open(ResolvePath(fileField_->ValueText())) || FailFromIndexFile(index);
+}
+
+int32_t Schema::FlagsOfRow() { return TextToIntegerC(flagsField_->ValueText()); }
+
+IndexRowWalk::IndexRowWalk(Schema* schema, TextView tableName)
+    : schema_(schema), key_(String::Join({"I:", tableName, ":"})) {
+    key_.ToUpper();
+}
+
+bool IndexRowWalk::Next() {
+    failed_ = failed_ || !schema_->CatalogReady();
+    uint32_t recordNumber = 0;
+    while (!failed_ && StepToEntry(&recordNumber)) {
+        onRow_ = true;
+        if (!schema_->ReadRow(recordNumber)) {
+            failed_ = true;
+            return false;
+        }
+        ++rowsRead_;
+        if (!schema_->schemaTable_->Data().IsDeleted()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool IndexRowWalk::StepToEntry(uint32_t* recordNumber) {
+    Index& index = *schema_->schemaIndex1_;
+    bool found = true;
+    if (started_) {
+        found = index.NextMatching(key_, /*exact=*/false, recordNumber);
+    } else {
+        started_ = true;
+        if (!index.Seek(key_, /*exact=*/false, recordNumber, &found)) {
+            found = false;
+        }
+    }
+    if (index.File().Failed()) {
+        failed_ = true;
+        return schema_->FailFromIndexFile(index);
+    }
+    return found;
+}
+
+}  // namespace ovrasql
