@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "compile/tree/sql_query.h"
+#include "compile/tree/sql_reference_manager.h"
 #include "compile/tree/sql_statements.h"
-#include "compile/tree/sql_table_reference.h"
 
 namespace ovrasql {
 
@@ -110,9 +110,8 @@ int32_t SQLCodeGenerator::InstructionCapacity() const {
     return (steps < 1 ? 1 : steps) * kInstructionStep;
 }
 
-int32_t SQLCodeGenerator::Emit(Opcode opcode, int32_t operand1, int32_t operand2,
-                               int32_t operand3, TextView text1, TextView text2,
-                               const void* pointer) {
+int32_t SQLCodeGenerator::Emit(Opcode opcode, int32_t operand1, int32_t operand2, int32_t operand3,
+                               TextView text1, TextView text2, const void* pointer) {
     if (instructionCount_ == instructionRoom_) {
         // Doubling keeps the whole copying linear in the length of the program.
         const int32_t room = instructionRoom_ == 0 ? kInstructionStep : instructionRoom_ * 2;
@@ -169,8 +168,8 @@ bool SQLCodeGenerator::Compile() {
 }
 
 bool SQLCodeGenerator::BindAll() {
-    for (SQLReferenceManager& manager : referenceManagers_) {
-        if (!manager.BindTables()) {
+    for (SQLReferenceManager* manager : referenceManagers_) {
+        if (!manager->BindTables()) {
             return false;
         }
     }
@@ -178,8 +177,8 @@ bool SQLCodeGenerator::BindAll() {
 }
 
 bool SQLCodeGenerator::PrepareSubqueries() {
-    for (SQLQuery& query : subqueries_) {
-        if (!query.PrepareQuery()) {
+    for (SQLQuery* query : subqueries_) {
+        if (!query->PrepareQuery()) {
             return false;
         }
     }
@@ -187,8 +186,8 @@ bool SQLCodeGenerator::PrepareSubqueries() {
 }
 
 bool SQLCodeGenerator::ResolveAll() {
-    for (SQLReferenceManager& manager : referenceManagers_) {
-        if (!manager.ResolveColumns()) {
+    for (SQLReferenceManager* manager : referenceManagers_) {
+        if (!manager->ResolveColumns()) {
             return false;
         }
     }
@@ -196,8 +195,8 @@ bool SQLCodeGenerator::ResolveAll() {
 }
 
 bool SQLCodeGenerator::OptimizeSubqueries() {
-    for (SQLQuery& query : subqueries_) {
-        if (!query.OptimizeQuery()) {
+    for (SQLQuery* query : subqueries_) {
+        if (!query->OptimizeQuery()) {
             return false;
         }
     }
@@ -205,8 +204,8 @@ bool SQLCodeGenerator::OptimizeSubqueries() {
 }
 
 bool SQLCodeGenerator::GenerateOpenCursors() {
-    for (SQLReferenceManager& manager : referenceManagers_) {
-        if (!manager.GenerateOpen()) {
+    for (SQLReferenceManager* manager : referenceManagers_) {
+        if (!manager->GenerateOpen()) {
             return false;
         }
     }

@@ -72,8 +72,8 @@ class SQLCodeGenerator {
 
     // A new scope on the list of scopes, which owns it. `parent` is null for an outermost block.
     SQLReferenceManager* NewReferenceManager(SQLReferenceManager* parent);
-    // A sub-query with a scope of its own below `references`. It is listed here in order of creation
-    // and belongs to the caller, who must keep it for as long as the statement.
+    // A sub-query with a scope of its own below `references`. It is listed here in order of
+    // creation and belongs to the caller, who must keep it for as long as the statement.
     [[nodiscard]] std::unique_ptr<SQLQuery> NewSubquery(SQLReferenceManager* references,
                                                         int32_t kind, SQLQuery* query,
                                                         SQLTableReference* updateTarget);
@@ -109,8 +109,8 @@ class SQLCodeGenerator {
     bool ExtractCondition(SQLTableReference* table, Stack<SQLTableReference>& tables,
                           SQLExpressionNode* root, SQLQuery* parentQuery,
                           SQLTableReference* updateTarget);
-    // Picks an index for `table` by its moved condition: 1 chosen, 0 none, -1 failed. `preferred` is
-    // the direction of ORDER BY: 0 none, 1 ascending, 2 descending.
+    // Picks an index for `table` by its moved condition: 1 chosen, 0 none, -1 failed. `preferred`
+    // is the direction of ORDER BY: 0 none, 1 ascending, 2 descending.
     [[nodiscard]] int32_t ChooseIndex(SQLTableReference* table, SQLExpressionNode* condition,
                                       int32_t preferred);
     // Opens the cursors of every scope in hand.

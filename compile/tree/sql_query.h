@@ -88,8 +88,13 @@ class SQLQuery : public SQLComplexElement {
     std::unique_ptr<SQLExpression> NewExpression();
 
     [[nodiscard]] bool ValidateOrderBy(SQLExpression* expression, bool hasTemporary);
+    [[nodiscard]] bool ValidateOrderByColumn(SQLExpression* expression, SQLExpressionNode* node,
+                                             bool hasTemporary);
+    [[nodiscard]] bool OrdersByTable(const SQLTableReference* table) const;
     [[nodiscard]] bool FitsOrderBy(Index* index, List<SQLExpressionNode>* keyValues,
                                    bool ascending);
+    void AccumulateColumn(SQLExpression* expression, SQLExpressionNode* node);
+    [[nodiscard]] bool GenerateImplicitGroup();
     [[nodiscard]] bool GenerateLoops();
     [[nodiscard]] bool GenerateScans();
     [[nodiscard]] bool CloseLoops();
