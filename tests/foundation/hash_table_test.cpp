@@ -1,0 +1,389 @@
+#include "foundation/hash_table.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "foundation/coll_hash_table.h"
+#include "foundation/hash_table2.h"
+#include "foundation_support.h"
+
+namespace ovrasql {
+namespace {
+
+using Table = HashTable<Counted>;
+
+int32_t AddName(Table& table, const std::string& name, int32_t number = 0) {
+    return table.Add(std::make_unique<Counted>(View(name), number));
+}
+
+std::string NameOf(const Counted* item) { return item == nullptr ? "null" : Std(item->name); }
+
+std::string WalkedNames(const Table& table) {
+    std::string names;
+    for (const Counted* item : table) {
+        names += Std(item->name) + " ";
+    }
+    return names;
+}
+
+TEST(HashTable, StatesItsSizesBeforeItHoldsAnything) {
+    const Table table(true, false);
+    EXPECT_EQ(table.BucketCount(), 4096);
+    EXPECT_EQ(table.Capacity(), 512);
+    EXPECT_EQ(table.Count(), 0);
+    EXPECT_EQ(table.Find("x"), nullptr);
+    EXPECT_EQ(table.ItemAt(0), nullptr);
+}
+
+TEST(HashTable, TheCapacityRisesBy512WithItem513AndAllAreFound) {
+    Table table(true, false);
+    for (int32_t number = 0; number < 512; ++number) {
+        EXPECT_EQ(AddName(table, "name" + std::to_string(number), number), number);
+    }
+    EXPECT_EQ(table.Capacity(), 512);
+    AddName(table, "name512", 512);
+    EXPECT_EQ(table.Capacity(), 1024);
+    for (int32_t number = 0; number < 513; ++number) {
+        const Counted* item = table.Find(View("name" + std::to_string(number)));
+        ASSERT_NE(item, nullptr) << number;
+        EXPECT_EQ(item->number, number);
+    }
+    int32_t expected = 0;
+    for (const Counted* item : table) {
+        EXPECT_EQ(item->number, expected++);
+    }
+    EXPECT_EQ(expected, 513);
+}
+
+TEST(HashTable, StaysCorrectAtAHundredThousandItems) {
+    Table table(true, true);
+    constexpr int32_t kItems = 100000;
+    for (int32_t number = 0; number < kItems; ++number) {
+        AddName(table, "Key" + std::to_string(number), number);
+    }
+    for (int32_t number = 0; number < kItems; ++number) {
+        const Counted* item = table.Find(View("kEY" + std::to_string(number)));
+        ASSERT_NE(item, nullptr) << number;
+        ASSERT_EQ(item->number, number);
+    }
+    EXPECT_EQ(table.Find("key100000"), nullptr);
+}
+
+TEST(HashTable, RemovingTheLastTwoOfThreeGivesTheirSlotsBack) {
+    Table table(true, false);
+    AddName(table, "a");
+    AddName(table, "b");
+    AddName(table, "c");
+    const std::unique_ptr<Counted> middle(table.Remove("b"));
+    EXPECT_EQ(NameOf(middle.get()), "b");
+    EXPECT_EQ(table.Count(), 3);
+    const std::unique_ptr<Counted> last(table.Remove("c"));
+    EXPECT_EQ(table.Count(), 1);
+    EXPECT_EQ(AddName(table, "d"), 1);
+}
+
+TEST(HashTable, RemovingTheFirstOfThreeLeavesAHole) {
+    Table table(true, false);
+    AddName(table, "a");
+    AddName(table, "b");
+    AddName(table, "c");
+    const std::unique_ptr<Counted> item(table.Remove("a"));
+    EXPECT_EQ(table.Count(), 3);
+    EXPECT_EQ(table.ItemAt(0), nullptr);
+    EXPECT_EQ(WalkedNames(table), "b c ");
+    EXPECT_EQ(AddName(table, "a"), 3);
+    EXPECT_EQ(WalkedNames(table), "b c a ");
+}
+
+TEST(HashTable, RemovingAnUnknownNameGivesNull) {
+    Table table(true, false);
+    EXPECT_EQ(table.Remove("x"), nullptr);
+    AddName(table, "a");
+    EXPECT_EQ(table.Remove("A"), nullptr);
+    EXPECT_EQ(table.Count(), 1);
+}
+
+TEST(HashTable, EqualNamesAreAllStoredAndTheFirstIsFound) {
+    Table table(true, true);
+    AddName(table, "name", 1);
+    AddName(table, "NAME", 2);
+    AddName(table, "Name", 3);
+    EXPECT_EQ(table.Count(), 3);
+    EXPECT_EQ(table.Find("nAmE")->number, 1);
+    const std::unique_ptr<Counted> first(table.Remove("name"));
+    EXPECT_EQ(first->number, 1);
+    EXPECT_EQ(table.Find("name")->number, 2);
+}
+
+// Growing splits the chains; the order of equals in them must come through it.
+TEST(HashTable, TheFirstOfEqualsIsFoundAfterGrowing) {
+    Table table(true, false);
+    for (int32_t number = 0; number < 40; ++number) {
+        AddName(table, "same", number);
+    }
+    for (int32_t number = 0; number < 2000; ++number) {
+        AddName(table, "other" + std::to_string(number), number);
+    }
+    for (int32_t number = 0; number < 40; ++number) {
+        const std::unique_ptr<Counted> item(table.Remove("same"));
+        ASSERT_EQ(item->number, number);
+    }
+    EXPECT_EQ(table.Find("same"), nullptr);
+}
+
+TEST(HashTable, NamesThatDifferInCaseDifferUnlessCaseIsIgnored) {
+    Table table(true, false);
+    AddName(table, "a", 1);
+    AddName(table, "A", 2);
+    EXPECT_EQ(table.Find("A")->number, 2);
+    EXPECT_FALSE(table.IgnoresCase());
+}
+
+// Equal-hash chains are rare, so the order is looked at in a table with one bucket's worth of slots
+// and many names: in each chain the lengths rise, and at equal length the bytes.
+TEST(HashTable, ChainsAreSortedByLengthAndThenByBytes) {
+    Table table(true, false);
+    const char* const names[] = {"zzz", "b", "aa", "a", "abc", "zz", "c", "zza"};
+    for (const char* name : names) {
+        AddName(table, name);
+    }
+    int32_t members = 0;
+    int32_t chained = 0;
+    for (uint32_t bucket = 0; bucket < 8; ++bucket) {
+        TextView before;
+        for (int32_t slot = table.Store().ChainHead(bucket); slot != kNoSlot;
+             slot = table.Store().ChainNext(slot)) {
+            const TextView name = table.ItemAt(slot)->name;
+            EXPECT_TRUE(before.length < name.length ||
+                        (before.length == name.length && Std(before) < Std(name)))
+                << Std(before) << " before " << Std(name);
+            chained += before.length == 0 ? 0 : 1;
+            before = name;
+            ++members;
+        }
+    }
+    EXPECT_EQ(members, 8);
+    EXPECT_GT(chained, 0) << "no chain of two to look at";
+}
+
+TEST(HashTable, ComparesByLengthFirst) {
+    const Table exact(true, false);
+    const Table folding(true, true);
+    const Counted two("zz");
+    const Counted three("aaa");
+    EXPECT_LT(exact.CompareItems(two, three), 0);
+    EXPECT_GT(exact.CompareItems(three, two), 0);
+    EXPECT_LT(exact.CompareKey(two, "aaa"), 0);
+    EXPECT_GT(exact.CompareKey(two, "z"), 0);
+    EXPECT_NE(exact.CompareKey(two, "ZZ"), 0);
+    EXPECT_EQ(folding.CompareKey(two, "ZZ"), 0);
+    EXPECT_EQ(exact.CompareKey(two, "zz"), 0);
+}
+
+TEST(HashTable, TheBucketIsTheHashMaskedToTheBucketBits) {
+    const Table exact(true, false);
+    const Table folding(true, true);
+    const Table small(true, false, 4);
+    const Counted item("Customer");
+    EXPECT_EQ(exact.HashItem(item), static_cast<int32_t>(HashText("Customer") & 4095));
+    EXPECT_EQ(folding.HashItem(item), static_cast<int32_t>(HashText("customer") & 4095));
+    EXPECT_EQ(small.HashItem(item), static_cast<int32_t>(HashText("Customer") & 15));
+    EXPECT_EQ(small.BucketCount(), 16);
+}
+
+TEST(HashTable, AKeyMayHoldAnyByteAndBeEmpty) {
+    Table table(true, false);
+    table.Add(std::make_unique<Counted>(TextView("a\0b", 3), 1));
+    table.Add(std::make_unique<Counted>("", 2));
+    table.Add(std::make_unique<Counted>("\xff\xfe", 3));
+    EXPECT_EQ(table.Find(TextView("a\0b", 3))->number, 1);
+    EXPECT_EQ(table.Find(TextView("a\0c", 3)), nullptr);
+    EXPECT_EQ(table.Find("")->number, 2);
+    EXPECT_EQ(table.Find("\xff\xfe")->number, 3);
+}
+
+TEST(HashTable, RemoveAllDeletesOwnedItemsAndKeepsTheGrownCapacity) {
+    Table table(true, false);
+    for (int32_t number = 0; number < 600; ++number) {
+        AddName(table, std::to_string(number));
+    }
+    table.RemoveAll();
+    EXPECT_EQ(Counted::alive, 0);
+    EXPECT_EQ(table.Count(), 0);
+    EXPECT_EQ(table.Capacity(), 1024);
+    EXPECT_EQ(table.Find("5"), nullptr);
+    EXPECT_EQ(AddName(table, "5"), 0);
+    EXPECT_EQ(NameOf(table.Find("5")), "5");
+}
+
+TEST(HashTable, ABorrowingTableLeavesItsItemsAlone) {
+    Counted mine("mine");
+    {
+        Table table(false, false);
+        table.Add(&mine);
+        EXPECT_EQ(table.Add(static_cast<Counted*>(nullptr)), kNoSlot);
+        EXPECT_EQ(table.Count(), 1);
+    }
+    EXPECT_EQ(Counted::alive, 1);
+}
+
+TEST(HashTable, AHashMadeOnceServesLookUpAndInsertion) {
+    Table table(true, true);
+    const uint32_t hash = table.HashKey("Key");
+    EXPECT_EQ(table.FindHashed("Key", hash), nullptr);
+    table.AddHashed(std::make_unique<Counted>("Key", 7), hash);
+    EXPECT_EQ(table.FindHashed("KEY", hash)->number, 7);
+    EXPECT_EQ(table.Find("key")->number, 7);
+}
+
+// A table whose items come and go for as long as the process lives must not grow without end.
+TEST(HashTable, HolesAreClosedWhenTheyAreMostOfALongTable) {
+    Table table(true, false);
+    AddName(table, "stays first");
+    for (int32_t number = 0; number < 100000; ++number) {
+        const std::string name = "passing" + std::to_string(number);
+        AddName(table, name);
+        AddName(table, "guard");
+        const std::unique_ptr<Counted> item(table.Remove(View(name)));
+        const std::unique_ptr<Counted> guard(table.Remove("guard"));
+        AddName(table, "guard");
+        ASSERT_NE(item, nullptr);
+        const std::unique_ptr<Counted> lastGuard(table.Remove("guard"));
+        AddName(table, number % 2 == 0 ? "even" : "odd");
+        const std::unique_ptr<Counted> other(table.Remove(number % 2 == 0 ? "odd" : "even"));
+    }
+    EXPECT_LT(table.Count(), 4096);
+    EXPECT_EQ(NameOf(*table.begin()), "stays first");
+    EXPECT_EQ(NameOf(table.Find("odd")), "odd");
+    EXPECT_EQ(WalkedNames(table).substr(0, 12), "stays first ");
+}
+
+TEST(HashTable, AWalkSeesItemsAddedOnTheWay) {
+    Table table(true, false);
+    AddName(table, "a");
+    std::string names;
+    for (const Counted* item : table) {
+        names += Std(item->name);
+        if (table.Count() < 3) {
+            AddName(table, table.Count() == 1 ? "b" : "c");
+        }
+    }
+    EXPECT_EQ(names, "abc");
+}
+
+// --- HashTable2, with the two-part key that it exists for.
+
+struct PairKey {
+    TextView table;
+    TextView name;
+};
+
+struct PairItem {
+    PairKey key;
+    int32_t number;
+};
+
+PairKey ItemKey(const PairItem& item) { return item.key; }
+uint32_t HashOfKey(const PairKey& key) { return HashTextNoCase(key.name); }
+int32_t CompareKeys(const PairKey& first, const PairKey& second) {
+    const int32_t names = CompareByLength(first.name, second.name, true);
+    return names != 0 ? names : CompareByLength(first.table, second.table, true);
+}
+
+TEST(HashTable2, FindsByBothPartsOfTheKey) {
+    HashTable2<PairItem, PairKey> table(true);
+    EXPECT_EQ(table.Add(std::make_unique<PairItem>(PairItem{{"", "a"}, 1})), 0);
+    EXPECT_EQ(table.Add(std::make_unique<PairItem>(PairItem{{"t", "a"}, 2})), 1);
+    EXPECT_EQ(table.Add(std::make_unique<PairItem>(PairItem{{"t", "A"}, 3})), 2);
+    EXPECT_EQ(table.Find(PairKey{"", "A"})->number, 1);
+    EXPECT_EQ(table.Find(PairKey{"T", "a"})->number, 2);
+    EXPECT_EQ(table.Find(PairKey{"u", "a"}), nullptr);
+    EXPECT_EQ(table.Count(), 3);
+    EXPECT_EQ(table.Capacity(), 512);
+    EXPECT_EQ(table.BucketCount(), 4096);
+    EXPECT_EQ(table.HashItem(*table.ItemAt(0)), table.HashKey(PairKey{"other", "A"}));
+}
+
+TEST(HashTable2, RemovesAndWalksInOrder) {
+    HashTable2<PairItem, PairKey> table(true);
+    for (int32_t number = 0; number < 5; ++number) {
+        table.Add(std::make_unique<PairItem>(PairItem{{"t", "same"}, number}));
+    }
+    const std::unique_ptr<PairItem> first(table.Remove(PairKey{"T", "SAME"}));
+    EXPECT_EQ(first->number, 0);
+    EXPECT_EQ(table.Remove(PairKey{"", "same"}), nullptr);
+    int32_t expected = 1;
+    for (const PairItem* item : table) {
+        EXPECT_EQ(item->number, expected++);
+    }
+    EXPECT_EQ(expected, 5);
+    table.RemoveAll();
+    EXPECT_EQ(table.Count(), 0);
+    EXPECT_EQ(table.Add(static_cast<PairItem*>(nullptr)), kNoSlot);
+}
+
+// --- CollHashTable
+
+TEST(CollHashTable, WalksInInsertionOrderAndSkipsHoles) {
+    CollHashTable<Counted> table(true);
+    for (const char* name : {"a", "b", "c", "d"}) {
+        table.Add(std::make_unique<Counted>(name));
+    }
+    const std::unique_ptr<Counted> first(table.Remove("A"));
+    const std::unique_ptr<Counted> third(table.Remove("C"));
+    Collection<Counted>& walk = table;
+    EXPECT_EQ(walk.Count(), 4);
+    EXPECT_EQ(NameOf(walk.First()), "b");
+    EXPECT_EQ(NameOf(walk.Next()), "d");
+    EXPECT_EQ(NameOf(walk.Current()), "d");
+    EXPECT_EQ(walk.Next(), nullptr);
+    EXPECT_EQ(walk.Current(), nullptr);
+    EXPECT_EQ(NameOf(walk.Last()), "d");
+    EXPECT_EQ(NameOf(walk.Previous()), "b");
+    EXPECT_EQ(walk.Previous(), nullptr);
+    EXPECT_EQ(walk.Previous(), nullptr);
+    EXPECT_EQ(NameOf(walk.Next()), "b");
+}
+
+TEST(CollHashTable, FindsTheFirstOfNamesThatDifferInCaseOnly) {
+    CollHashTable<Counted> table(true);
+    table.Add(std::make_unique<Counted>("Field", 1));
+    table.Add(std::make_unique<Counted>("FIELD", 2));
+    EXPECT_EQ(table.Find("field")->number, 1);
+    EXPECT_EQ(table.CompareItems(*table.ItemAt(0), *table.ItemAt(1)), 0);
+    EXPECT_EQ(table.CompareKey(*table.ItemAt(0), "fielD"), 0);
+    EXPECT_EQ(table.HashItem(*table.ItemAt(0)), table.HashItem(*table.ItemAt(1)));
+    EXPECT_EQ(table.Capacity(), 512);
+    EXPECT_EQ(table.BucketCount(), 4096);
+}
+
+TEST(CollHashTable, AnEmptyTableWalksNothing) {
+    CollHashTable<Counted> table(true);
+    EXPECT_EQ(table.First(), nullptr);
+    EXPECT_EQ(table.Last(), nullptr);
+    EXPECT_EQ(table.Next(), nullptr);
+    EXPECT_EQ(table.Previous(), nullptr);
+    EXPECT_EQ(table.Current(), nullptr);
+}
+
+TEST(CollHashTable, RemoveAllLeavesItReadyForNewItems) {
+    CollHashTable<Counted> table(true);
+    table.Add(std::make_unique<Counted>("a"));
+    table.Add(std::make_unique<Counted>("b"));
+    table.Last();
+    table.RemoveAll();
+    EXPECT_EQ(Counted::alive, 0);
+    EXPECT_EQ(table.Previous(), nullptr);
+    table.Add(std::make_unique<Counted>("c"));
+    EXPECT_EQ(NameOf(table.First()), "c");
+    int32_t walked = 0;
+    for (const Counted* item : table) {
+        EXPECT_EQ(NameOf(item), "c");
+        ++walked;
+    }
+    EXPECT_EQ(walked, 1);
+}
+
+}  // namespace
+}  // namespace ovrasql
