@@ -182,7 +182,8 @@ Index* Schema::OpenIndex(Table& table, TextView name) {
 }
 
 std::unique_ptr<Index> Schema::IndexFromRow(Table& table) {
-    auto index = std::make_unique<Index>(&table, indexField_->ValueText(), FlagsOfRow());
+    auto index = std::make_unique<Index>(&table, indexField_->ValueText(),
+                                         TextToIntegerC(flagsField_->ValueText()));
     index->AddColumns(columnsField_->ValueText());
     return index;
 }
@@ -190,8 +191,6 @@ std::unique_ptr<Index> Schema::IndexFromRow(Table& table) {
 bool Schema::OpenIndexFile(Index& index) {
     return index.Open(ResolvePath(fileField_->ValueText())) || FailFromIndexFile(index);
 }
-
-int32_t Schema::FlagsOfRow() { return TextToIntegerC(flagsField_->ValueText()); }
 
 IndexRowWalk::IndexRowWalk(Schema* schema, TextView tableName)
     : schema_(schema), key_(String::Join({"I:", tableName, ":"})) {

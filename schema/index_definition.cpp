@@ -13,67 +13,20 @@
 
 namespace ovrasql {
 
-bool Schema::CreateIndex(TextView tableName, TextView name, bool unique,
-                         const List<SQLIndexColumn>& columns) {
-    EmptyStatementCache();
-    Table* const table = GetTable(tableName);
-    if (table == nullptr) {
-        return false;
-    }
-    const Lookup row = FindRowForNewIndex(name);
-    if (row == Lookup::kFailed) {
-        return false;
-    }
-    if (row == Lookup::kLive) {
-        return FailIndexExists(name);
-    }
-    auto index = std::make_unique<Index>(table, name, unique ? kIndexUnique : 0);
-    String columnsText;
-    if (!DefineIndex(columns, index.get(), &columnsText)) {
-        return false;
-    }
-    String fileName = String::Join({name, ".ovx"});
-    fileName.ToLower();
-    String path;
-    String relative;
-    if (!PlaceFile(fileName, &path, &relative)) {
-        return false;
-    }
-    // Making the file empties what is there, which must not be the catalog.
-    if (IsCatalogFile(path)) {
-        return FailIndexExists(name);
-    }
-    if (!index->Create(path)) {
-        return Fail(String::Join({"Error creating schema index: ", index->File().Error()}));
-    }
-    if (!BuildIndexKeys(*table, *index)) {
-        index->Close();
-        IgnoreResult(DeleteFile(path));  // the CREATE has failed already
-        return false;
-    }
-    if (!WriteIndexRow(tableName, *index, relative, columnsText,
-                       /*takeBack=*/row == Lookup::kDead)) {
-        return false;
-    }
-    if (table->IndexesLoaded()) {
-        table->Indexes().Add(std::move(index));
-    }
-    return true;
+namespace {
+
+String AlreadyExists(TextView name) { return String::Join({"Index '", name, "' already exists"}); }
+
+bool Refuse(String* error, TextView message) {
+    *error = message;
+    return false;
 }
 
-bool Schema::FailIndexExists(TextView name) {
-    return Fail(String::Join({"Index '", name, "' already exists"}));
-}
-
-// A row that the search does not reach must be found before its file is emptied by a new index of
-// the same name, so a name that is not found is looked for in all rows.
-Schema::Lookup Schema::FindRowForNewIndex(TextView name) {
-    const Lookup row = FindIndexRow(name);
-    return row == Lookup::kMissing ? ScanForIndexRow(name) : row;
-}
-
-// Takes the columns into the index and its flags, and joins their names as written.
-bool Schema::DefineIndex(const List<SQLIndexColumn>& columns, Index* index, String* columnsText) {
+// Takes the columns into the index and its flags, and joins their names as written. `longest` is
+// what the catalog has room for: a list cut by it would give the index other keys once it is opened
+// again.
+bool DefineIndex(const List<SQLIndexColumn>& columns, int32_t longest, Index* index,
+                 String* columnsText, String* error) {
     bool isFirst = true;
     bool ascending = true;
     int32_t flags = index->Flags();
@@ -86,11 +39,11 @@ bool Schema::DefineIndex(const List<SQLIndexColumn>& columns, Index* index, Stri
         }
         isFirst = false;
         if (column->ascending != ascending) {
-            return Fail("All columns in an OvraSQL index must have the same ordering");
+            return Refuse(error, "All columns in an OvraSQL index must have the same ordering");
         }
         OvraSQLField* const field = index->OwnerTable()->Data().FindField(column->name);
         if (field == nullptr) {
-            return Fail(String::Join({"Unknown column '", column->name, "'"}));
+            return Refuse(error, String::Join({"Unknown column '", column->name, "'"}));
         }
         if (field->Type() == kFieldCharacter || field->Type() == kFieldMemo) {
             flags |= kIndexTextOnly;
@@ -99,21 +52,73 @@ bool Schema::DefineIndex(const List<SQLIndexColumn>& columns, Index* index, Stri
         columnsText->Append(column->name);
     }
     index->SetFlags(flags);
-    // A list cut by its column would give the index other keys when it is opened again.
-    if (columnsText->Length() > columnsField_->Length()) {
-        return Fail(String::Join({"Error creating schema index: column list too long (maximum ",
-                                  IntegerToText(columnsField_->Length()), ")"}));
+    return columnsText->Length() <= longest ||
+           Refuse(error,
+                  String::Join({"Error creating schema index: column list too long (maximum ",
+                                IntegerToText(longest), ")"}));
+}
+
+// Required: the records end where a read fails, whatever the count says.
+bool BuildIndexKeys(OvraSQLTable& data, Index* index, String* error) {
+    for (uint32_t number = 1; data.ReadRecord(number); ++number) {
+        if (!data.IsDeleted() && !index->AddCurrentRecord()) {
+            return Refuse(error, index->File().Error());
+        }
     }
     return true;
 }
 
-// Required: the records end where a read fails, whatever the count says.
-bool Schema::BuildIndexKeys(Table& table, Index& index) {
-    OvraSQLTable& data = table.Data();
-    for (uint32_t number = 1; data.ReadRecord(number); ++number) {
-        if (!data.IsDeleted() && !index.AddCurrentRecord()) {
-            return FailFromIndexFile(index);
-        }
+}  // namespace
+
+bool Schema::CreateIndex(TextView tableName, TextView name, bool unique,
+                         const List<SQLIndexColumn>& columns) {
+    EmptyStatementCache();
+    Table* const table = GetTable(tableName);
+    if (table == nullptr) {
+        return false;
+    }
+    // A row that the search does not reach must be found before a new index of its name empties its
+    // file, so a name that is not found is looked for in all rows.
+    Lookup row = FindIndexRow(name);
+    if (row == Lookup::kMissing) {
+        row = ScanForIndexRow(name);
+    }
+    if (row == Lookup::kFailed) {
+        return false;
+    }
+    if (row == Lookup::kLive) {
+        return Fail(AlreadyExists(name));
+    }
+    auto index = std::make_unique<Index>(table, name, unique ? kIndexUnique : 0);
+    String columnsText;
+    if (!DefineIndex(columns, columnsField_->Length(), index.get(), &columnsText, &error_)) {
+        return false;
+    }
+    String fileName = String::Join({name, ".ovx"});
+    fileName.ToLower();
+    String path;
+    String relative;
+    if (!PlaceFile(fileName, &path, &relative)) {
+        return false;
+    }
+    // Making the file empties what is there, which must not be the catalog.
+    if (IsCatalogFile(path)) {
+        return Fail(AlreadyExists(name));
+    }
+    if (!index->Create(path)) {
+        return Fail(String::Join({"Error creating schema index: ", index->File().Error()}));
+    }
+    if (!BuildIndexKeys(table->Data(), index.get(), &error_)) {
+        index->Close();
+        IgnoreResult(DeleteFile(path));  // the CREATE has failed already
+        return false;
+    }
+    if (!WriteIndexRow(tableName, *index, relative, columnsText,
+                       /*takeBack=*/row == Lookup::kDead)) {
+        return false;
+    }
+    if (table->IndexesLoaded()) {
+        table->Indexes().Add(std::move(index));
     }
     return true;
 }

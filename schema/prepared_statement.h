@@ -37,13 +37,11 @@ class PreparedStatement {
     [[nodiscard]] SQLEngine& Engine() { return *engine_; }
     [[nodiscard]] TextView Text() const { return text_.View(); }
     // The case setting that the program was compiled under.
-    [[nodiscard]] bool CaseInsensitive() const { return caseInsensitive_; }
+    [[nodiscard]] bool CaseInsensitive() const;
 
   private:
-    Schema* schema_;
     std::unique_ptr<SQLEngine> engine_;
     String text_;
-    bool caseInsensitive_ = false;
 };
 
 }  // namespace ovrasql

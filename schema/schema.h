@@ -118,7 +118,6 @@ class Schema {
     [[nodiscard]] void* Database() const { return database_; }
     // The catalog itself; null before Create or Open.
     [[nodiscard]] Table* SchemaTable() const { return schemaTable_.get(); }
-    [[nodiscard]] TextView Directory() const { return directory_.View(); }
     [[nodiscard]] int32_t CachedStatementCount() const;
 
   private:
@@ -132,12 +131,11 @@ class Schema {
     [[nodiscard]] bool ValidateFields();
     [[nodiscard]] bool CatalogReady();
     [[nodiscard]] bool FailNoCatalog();
-
     [[nodiscard]] bool Fail(TextView message);
     [[nodiscard]] bool FailFromRow();
     [[nodiscard]] bool FailFromIndexFile(const Index& index);
 
-    // catalog_lookup.cpp. Each leaves the schema table on the row that it tells of.
+    // catalog_lookup.cpp: each leaves the schema table on the row that it tells of
     [[nodiscard]] bool ReadRow(uint32_t recordNumber);
     [[nodiscard]] Lookup FindTableRow(TextView name);
     [[nodiscard]] Lookup FindIndexRow(TextView name);
@@ -146,30 +144,19 @@ class Schema {
     [[nodiscard]] bool IsIndexRow(TextView name);
     [[nodiscard]] std::unique_ptr<Index> IndexFromRow(Table& table);
     [[nodiscard]] bool OpenIndexFile(Index& index);
-    [[nodiscard]] int32_t FlagsOfRow();
     void ForgetTable(TextView name);
-
     // file_placement.cpp
     [[nodiscard]] bool IsCatalogFile(TextView path) const;
     [[nodiscard]] bool RenameFile(TextView tableName, TextView from, TextView to);
-
     // table_definition.cpp, index_definition.cpp
-    [[nodiscard]] bool CheckLayout(CollList<OvraSQLField>& fields);
     [[nodiscard]] bool CheckTableFiles(TextView name, TextView path);
     [[nodiscard]] bool WriteTableRow(TextView name, TextView relative, bool takeBack);
     [[nodiscard]] bool TakeRowBack();
     [[nodiscard]] bool DropIndexRows(TextView tableName, List<String>* paths);
     [[nodiscard]] bool DropRow();
     [[nodiscard]] std::unique_ptr<Table> OpenTableToAlter(TextView name);
-    [[nodiscard]] bool CheckColumnUnused(const Table& table, TextView column);
-    [[nodiscard]] bool FailIndexExists(TextView name);
-    [[nodiscard]] Lookup FindRowForNewIndex(TextView name);
-    [[nodiscard]] bool DefineIndex(const List<SQLIndexColumn>& columns, Index* index,
-                                   String* columnsText);
-    [[nodiscard]] bool BuildIndexKeys(Table& table, Index& index);
     [[nodiscard]] bool WriteIndexRow(TextView tableName, const Index& index, TextView relative,
                                      TextView columnsText, bool takeBack);
-
     // pack.cpp, table_rebuild.cpp
     [[nodiscard]] bool PackTables(uint32_t rowCount);
     [[nodiscard]] bool PackTable(const String& name);
@@ -179,11 +166,8 @@ class Schema {
     [[nodiscard]] bool CreateTemporaryIndexes(Table& table);
     [[nodiscard]] bool CreateTemporaryIndex(Table& table);
     [[nodiscard]] bool LoadPackIndexes(Table& table);
-    [[nodiscard]] bool CheckIndexesPair(const Table& old, const Table& rebuilt, bool listed);
-    [[nodiscard]] bool CopyRecords(Table& from, Table& to, uint32_t count, int32_t dropPosition);
     [[nodiscard]] bool SwapFiles(Table& old, Table& rebuilt, int32_t memoCount, int32_t oldVersion);
     [[nodiscard]] bool SwapIndexFiles(Table& old, Table& rebuilt);
-
     // statement_cache.cpp
     void ShrinkStatementCache(int32_t count);
 

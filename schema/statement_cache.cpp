@@ -22,7 +22,7 @@ PreparedStatement* Schema::Prepare(TextView text) {
     }
     auto statement = std::make_unique<PreparedStatement>(this, database_);
     if (!statement->Compile(text)) {
-        error_ = statement->Engine().Error();
+        error_ = statement->Engine().ErrorMessage();
         return nullptr;
     }
     statement->Dump();

@@ -14,6 +14,29 @@
 
 namespace ovrasql {
 
+namespace {
+
+// A column of an index must lose the index first.
+bool CheckColumnUnused(const Table& table, TextView column, String* error) {
+    for (const Index* index : table.Indexes()) {
+        for (const OvraSQLField* field : index->Columns()) {
+            if (EqualsNoCase(field->Name(), column)) {
+                *error =
+                    String::Join({"Column '", column, "' is used on index '", index->Name(), "'"});
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Asked before a file is made. Too many fields have a message of their own, behind that.
+bool CheckLayout(CollList<OvraSQLField>& fields, String* error) {
+    return fields.Count() > kMaximumFieldCount || OvraSQLTable::CheckLayout(fields, error);
+}
+
+}  // namespace
+
 bool Schema::CreateTable(TextView name, const CollList<ColumnDefinition>& columns) {
     const Lookup row = FindTableRow(name);
     if (row == Lookup::kFailed) {
@@ -27,7 +50,7 @@ bool Schema::CreateTable(TextView name, const CollList<ColumnDefinition>& column
         fields.Insert(column->MakeField(), ListPlace::kTail);
     }
     // Here already, so that a layout no file can hold leaves neither a file nor a folder.
-    if (!CheckLayout(fields)) {
+    if (!CheckLayout(fields, &error_)) {
         return false;
     }
     String fileName = String::Join({name, ".dbf"});
@@ -45,11 +68,6 @@ bool Schema::CreateTable(TextView name, const CollList<ColumnDefinition>& column
     ForgetTable(name);
     openTables_.Add(std::move(table));
     return WriteTableRow(name, relative, /*takeBack=*/row == Lookup::kDead);
-}
-
-// The count of the fields has a message of its own, and comes behind the making of the file.
-bool Schema::CheckLayout(CollList<OvraSQLField>& fields) {
-    return fields.Count() > kMaximumFieldCount || OvraSQLTable::CheckLayout(fields, &error_);
 }
 
 bool Schema::CheckTableFiles(TextView name, TextView path) {
@@ -162,7 +180,8 @@ bool Schema::AlterTableAdd(TextView name, const CollList<ColumnDefinition>& colu
         memoCount += column->type == kFieldMemo ? 1 : 0;
         fields.Insert(column->MakeField(), ListPlace::kTail);
     }
-    return CheckLayout(fields) && RebuildTable(*table, &fields, memoCount, /*dropPosition=*/0);
+    return CheckLayout(fields, &error_) &&
+           RebuildTable(*table, &fields, memoCount, /*dropPosition=*/0);
 }
 
 bool Schema::AlterTableDrop(TextView name, TextView column) {
@@ -178,7 +197,7 @@ bool Schema::AlterTableDrop(TextView name, TextView column) {
         return Fail(
             String::Join({"A field named '", column, "' does not exist in table '", name, "'"}));
     }
-    if (!CheckColumnUnused(*table, column)) {
+    if (!CheckColumnUnused(*table, column, &error_)) {
         return false;
     }
     CollList<OvraSQLField> fields(/*ownsItems=*/false);
@@ -196,18 +215,6 @@ bool Schema::AlterTableDrop(TextView name, TextView column) {
     }
     table->DropIndexes();
     return RebuildTable(*table, &fields, memoCount, dropPosition);
-}
-
-bool Schema::CheckColumnUnused(const Table& table, TextView column) {
-    for (const Index* index : table.Indexes()) {
-        for (const OvraSQLField* field : index->Columns()) {
-            if (EqualsNoCase(field->Name(), column)) {
-                return Fail(
-                    String::Join({"Column '", column, "' is used on index '", index->Name(), "'"}));
-            }
-        }
-    }
-    return true;
 }
 
 }  // namespace ovrasql

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "foundation/ignore_result.h"
+#include "foundation/number_text.h"
 #include "library/host_services.h"
 #include "schema/host_temporary_file.h"
 #include "schema/index.h"
@@ -37,6 +38,25 @@ void CopyValues(OvraSQLTable& from, OvraSQLTable& to, int32_t dropPosition) {
     }
 }
 
+// Required: neither a failed append nor a key that an index refuses stops the copying.
+bool CopyRecords(Table& from, Table& to, uint32_t count, int32_t dropPosition, String* error) {
+    for (uint32_t number = 1; number <= count && number != 0; ++number) {
+        if (!from.Data().ReadRecord(number)) {
+            *error = from.Data().Error();
+            return false;
+        }
+        if (from.Data().IsDeleted()) {
+            continue;
+        }
+        CopyValues(from.Data(), to.Data(), dropPosition);
+        IgnoreResult(to.Data().AppendRecord());
+        for (Index* index : to.Indexes()) {
+            IgnoreResult(index->AddCurrentRecord());
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 bool Schema::RebuildTable(Table& table, Collection<OvraSQLField>* fields, int32_t memoCount,
@@ -53,37 +73,13 @@ bool Schema::RebuildTable(Table& table, Collection<OvraSQLField>* fields, int32_
         return false;
     }
     const bool listed = LoadPackIndexes(table);
-    return CheckIndexesPair(table, *rebuilt, listed) &&
-           CopyRecords(table, *rebuilt, recordCount, dropPosition) &&
+    // New files are renamed to the old indexes' places pair by pair, so both lists must be of the
+    // same rows. They differ when the catalog could not be read again, or was changed in between.
+    if (table.Indexes().Count() != rebuilt->Indexes().Count()) {
+        return listed ? Fail("Schema database is corrupt") : false;
+    }
+    return CopyRecords(table, *rebuilt, recordCount, dropPosition, &error_) &&
            SwapFiles(table, *rebuilt, memoCount, oldVersion);
-}
-
-// New files are renamed to the old indexes' places pair by pair, so both lists must be of the same
-// rows. They differ when the catalog could not be read a second time, or was changed in between.
-bool Schema::CheckIndexesPair(const Table& old, const Table& rebuilt, bool listed) {
-    if (old.Indexes().Count() == rebuilt.Indexes().Count()) {
-        return true;
-    }
-    return listed && Fail("Schema database is corrupt");
-}
-
-// Required: neither a failed append nor a key that an index
-// refuses stops the copying.
-bool Schema::CopyRecords(Table& from, Table& to, uint32_t count, int32_t dropPosition) {
-    for (uint32_t number = 1; number <= count && number != 0; ++number) {
-        if (!from.Data().ReadRecord(number)) {
-            return Fail(from.Data().Error());
-        }
-        if (from.Data().IsDeleted()) {
-            continue;
-        }
-        CopyValues(from.Data(), to.Data(), dropPosition);
-        IgnoreResult(to.Data().AppendRecord());
-        for (Index* index : to.Indexes()) {
-            IgnoreResult(index->AddCurrentRecord());
-        }
-    }
-    return true;
 }
 
 bool Schema::SwapFiles(Table& old, Table& rebuilt, int32_t memoCount, int32_t oldVersion) {
@@ -198,7 +194,8 @@ bool Schema::LoadPackIndexes(Table& table) {
     table.DropIndexes();
     IndexRowWalk walk(this, table.Name());
     while (walk.Next()) {
-        auto index = std::make_unique<PackIndex>(&table, indexField_->ValueText(), FlagsOfRow(),
+        auto index = std::make_unique<PackIndex>(&table, indexField_->ValueText(),
+                                                 TextToIntegerC(flagsField_->ValueText()),
                                                  fileField_->ValueText());
         index->AddColumns(columnsField_->ValueText());
         table.Indexes().Add(std::move(index));
