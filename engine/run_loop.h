@@ -78,14 +78,16 @@ class RunLoop {
     [[nodiscard]] bool Fail(TextView message);
     [[nodiscard]] bool FailWithSchema();
     [[nodiscard]] bool SlotIsSane(int32_t slot) const;
-    int32_t RunInstructions();
+    void KeepResultTexts();
+    [[nodiscard]] static int32_t AddWrapping(int32_t value, int32_t by);
 
     // view_operations.cpp
     [[nodiscard]] bool CheckView(TextView message);
     [[nodiscard]] bool MakeResult(const Instruction& instruction);
     [[nodiscard]] bool PopResult(const Instruction& instruction);
     [[nodiscard]] bool PushDynamic(const Instruction& instruction);
-    void PushLiteral(const Instruction& instruction);
+    [[nodiscard]] bool CompareTop(const Instruction& instruction, int32_t* order);
+    [[nodiscard]] bool Substring(const Instruction& instruction);
 
     // cursor_operations.cpp
     [[nodiscard]] bool OpenCursor(const Instruction& instruction);
@@ -103,7 +105,6 @@ class RunLoop {
     [[nodiscard]] bool PushBoolColumn(const Instruction& instruction);
     [[nodiscard]] bool PopColumn(const Instruction& instruction);
     [[nodiscard]] bool CompareInCursor(const Instruction& instruction, int32_t* order);
-    [[nodiscard]] bool CompareTop(const Instruction& instruction, int32_t* order);
 
     // row_operations.cpp
     [[nodiscard]] bool MakeTemporaryTable(const Instruction& instruction);
@@ -121,15 +122,23 @@ class RunLoop {
     [[nodiscard]] bool FindGroup(const Instruction& instruction, int32_t* next);
     [[nodiscard]] bool BucketFirst(const Instruction& instruction, int32_t* next);
     [[nodiscard]] bool BucketNext(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool Accumulate(const Instruction& instruction);
+    [[nodiscard]] bool CountRow(const Instruction& instruction);
+    [[nodiscard]] bool CountDistinct(const Instruction& instruction);
+    [[nodiscard]] bool Average(const Instruction& instruction);
+    [[nodiscard]] bool Sum(const Instruction& instruction);
+    [[nodiscard]] bool KeepExtreme(const Instruction& instruction, int32_t wanted);
     [[nodiscard]] bool PushBucket(const Instruction& instruction);
     [[nodiscard]] bool PopBucket(const Instruction& instruction);
     [[nodiscard]] SQLBucket* BucketAt(int32_t slot);
     [[nodiscard]] bool FindEntry(const Instruction& instruction, SQLBucketEntry** entry);
-    void KeepExtreme(SQLBucketEntry* entry, int32_t slot, bool smallest);
 
     // definition_operations.cpp
-    [[nodiscard]] bool Define(const Instruction& instruction);
+    [[nodiscard]] bool CreateTable(const Instruction& instruction);
+    [[nodiscard]] bool AlterTableAdd(const Instruction& instruction);
+    [[nodiscard]] bool AlterTableDrop(const Instruction& instruction);
+    [[nodiscard]] bool DropTable(const Instruction& instruction);
+    [[nodiscard]] bool CreateIndex(const Instruction& instruction);
+    [[nodiscard]] bool DropIndex(const Instruction& instruction);
 
     Schema* schema_;
     EngineFailure failure_;

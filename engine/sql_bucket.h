@@ -10,8 +10,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "engine/row_arena.h"
 #include "engine/sql_result.h"
+#include "foundation/arena.h"
 #include "foundation/hash_table.h"
 #include "foundation/string.h"
 #include "foundation/text_view.h"
@@ -83,13 +83,16 @@ class SQLBucket {
   private:
     [[nodiscard]] std::unique_ptr<SQLBucketRecord> NewRecord(TextView key);
 
+    // The walk's position when it is over the default group, or has not begun.
+    static constexpr int32_t kOverDefault = -1;
+
     int32_t accumulatorCount_;
     bool caseInsensitive_;
-    RowArena keys_;
+    Arena keys_;
     std::unique_ptr<SQLBucketRecord> defaultRecord_;
     SQLBucketRecord* currentRecord_ = nullptr;
     HashTable<SQLBucketRecord> records_;
-    int32_t walkPosition_ = 0;
+    int32_t walkPosition_ = kOverDefault;
 };
 
 }  // namespace ovrasql

@@ -26,8 +26,8 @@ class SQLResult;
 // What a cell needs of its holder, which outlives it.
 class SQLResultHolder {
   public:
-    // Room for `bytes` bytes of the cell's text. The cell's own text of now stays readable if it is
-    // no longer than the new one.
+    // Room for `bytes` bytes of the cell's text. The cell's own text of now stays where it is if
+    // that is long enough.
     virtual char* TextRoom(const SQLResult& cell, int64_t bytes) = 0;
     // The cell has been stored into and is consistent. Called only if the cell was made to report.
     virtual void CellChanged() {}
@@ -90,16 +90,14 @@ class SQLResult {
     }
     [[nodiscard]] bool IsTrue() const;
     [[nodiscard]] uint8_t Flags() const { return flags_; }
-    // The room of the cell's own text at its present place, 0 for a borrowed one.
-    [[nodiscard]] int32_t TextRoom() const { return textRoom_; }
-    [[nodiscard]] char* OwnText() const {
-        return textRoom_ > 0 ? const_cast<char*>(text_) : nullptr;
-    }
+    // The cell's own text, or null if it borrows or has none.
+    [[nodiscard]] const char* OwnText() const { return textIsOwn_ ? text_ : nullptr; }
+    [[nodiscard]] int32_t OwnTextLength() const { return textIsOwn_ ? textLength_ : 0; }
 
   private:
     enum class Parsed : uint8_t { kUnknown, kNumber, kNoNumber };
 
-    void Store(TextView text, int32_t room);
+    void CopyText(TextView text);
     void ParseText();
     void Report() {
         if (reports_) {
@@ -111,12 +109,12 @@ class SQLResult {
     double doubleValue_ = 0.0;
     SQLResultHolder* holder_;
     int32_t textLength_ = 0;
-    int32_t textRoom_ = 0;
     int32_t integerValue_ = 0;
     uint8_t flags_ = 0;
     // Whether doubleValue_ is what the text reads as.
     Parsed parsed_ = Parsed::kUnknown;
     bool reports_;
+    bool textIsOwn_ = false;
 };
 
 // A cell that stands by itself, with a text buffer that it reuses: the value of an aggregate.
@@ -138,14 +136,17 @@ class SQLViewResult final : private SQLResultHolder, public SQLResult {
 
     // Makes the variable in the host's view. Its data word is this cell, as an SQLResult.
     void Register(void* view);
-    // Points the variable at another cell, or back at this one with null.
-    void PointVariableAt(SQLResult* cell);
+    // Points the variable at a cell of the temporary table in `slot`, or back at this one with
+    // null.
+    void PointVariableAt(SQLResult* cell, int32_t slot);
 
     [[nodiscard]] TextView Name() const { return name_; }
     // A hidden result is left out of the view's structure.
     [[nodiscard]] bool Visible() const { return visible_; }
     [[nodiscard]] void* HostVariable() const { return hostVariable_; }
-    [[nodiscard]] bool PointsElsewhere() const { return pointsElsewhere_; }
+    // The temporary table that the variable points into.
+    static constexpr int32_t kOwnCell = -1;
+    [[nodiscard]] int32_t PointedSlot() const { return pointedSlot_; }
 
   private:
     char* TextRoom(const SQLResult& cell, int64_t bytes) override;
@@ -155,7 +156,7 @@ class SQLViewResult final : private SQLResultHolder, public SQLResult {
     void* hostVariable_ = nullptr;
     TextBuffer buffer_;
     bool visible_;
-    bool pointsElsewhere_ = false;
+    int32_t pointedSlot_ = kOwnCell;
 };
 
 }  // namespace ovrasql

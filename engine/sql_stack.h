@@ -28,6 +28,9 @@ namespace ovrasql {
 
 class OvraSQLField;
 
+// What a column or a result belongs to.
+enum class StackHolder : uint8_t { kCursor, kTemporary, kBucket };
+
 enum class StackTag : uint8_t { kInteger, kDouble, kString, kColumn, kResult, kNothing };
 
 // Flags of an entry.
@@ -44,13 +47,11 @@ struct StackEntry {
         SQLResult* result;
     };
     NumberCache* parsed;  // of a string: where its number is kept; may be null
-    int32_t length;       // of a string: its length; of a column or a result: its holder
+    int32_t length;       // of a string; of a column or a result the slot of its holder
     StackTag tag;
     uint8_t flags;
+    StackHolder holder;  // of a column or a result
 };
-
-// The holders of columns and results: cursors, temporary tables and buckets are told apart.
-enum class StackHolder : int32_t { kNone = 0, kCursor = 1, kTemporary = 2, kBucket = 3 };
 
 class SQL_Stack {
   public:
@@ -138,7 +139,6 @@ class SQL_Stack {
     void Or();
     void Not() { PushInteger(PopBoolean() ? 0 : 1); }
     void Like();
-    void Increment(int32_t by);
     void Upper() { Fold(true); }
     void Lower() { Fold(false); }
     void Length();
@@ -166,11 +166,15 @@ class SQL_Stack {
     [[nodiscard]] TextBuffer& BufferAt(int32_t index);
     [[nodiscard]] int32_t PopIntegerConverted();
     // The entry's text; a number is rendered into `room`, which holds kNumberTextRoom bytes.
-    [[nodiscard]] TextView TextOf(const StackEntry& entry, char* room);
-    [[nodiscard]] bool IsNull(const StackEntry& entry) const;
-    [[nodiscard]] bool NumberOf(const StackEntry& entry, double* value);
-    [[nodiscard]] int32_t CompareTexts(const StackEntry& left, const StackEntry& right, bool fold);
-    void StoreText(OvraSQLField* field, TextView text, NumberCache* parsed);
+    [[nodiscard]] static TextView TextOf(const StackEntry& entry, char* room);
+    [[nodiscard]] static bool IsNull(const StackEntry& entry);
+    // Whether the entry reads as a number; `value` is that number, or what a bad text counts as.
+    [[nodiscard]] static bool NumberOf(const StackEntry& entry, double* value);
+    [[nodiscard]] int32_t CompareTexts(const StackEntry& left, const StackEntry& right,
+                                       bool fold) const;
+    // Makes the entry at the place an owned string.
+    void OwnText(int32_t index, TextView text, uint8_t flags);
+    void StoreText(const StackEntry& entry, OvraSQLField* field);
     void Fold(bool upper);
 
     EngineFailure* failure_;  // borrowed

@@ -10,8 +10,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "engine/row_arena.h"
 #include "engine/sql_result.h"
+#include "foundation/arena.h"
 
 namespace ovrasql {
 
@@ -54,9 +54,11 @@ class SQLTemporaryTable : private SQLResultHolder {
     char* TextRoom(const SQLResult& cell, int64_t bytes) override;
     void GrowRows();
 
+    static constexpr int32_t kLeastRowRoom = 16;
+
     int32_t columnCount_;
     bool caseInsensitive_;
-    RowArena arena_;
+    Arena arena_;
     std::unique_ptr<SQLResult*[]> rows_;  // each the first cell of a row
     int32_t rowCount_ = 0;
     int32_t rowRoom_ = 0;

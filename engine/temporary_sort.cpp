@@ -1,0 +1,192 @@
+// The sort of a temporary table: a bottom-up merge over the rows, stable, in runs of 1, 2, 4 and so
+// on.
+//
+// The order of a term is not transitive where numbers and other texts mix: two numbers compare as
+// numbers, anything else as texts. So the runs and the comparisons made are part of the result, and
+// no other way of sorting may take this one's place.
+//
+// What costs in a sort is the comparison. Before the first one each row's first term is turned into
+// a key: the number itself, or the first eight bytes of the text as one integer. Cells keep the
+// numbers that they have been read as, so that later terms are parsed once as well.
+
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "compile/tree/select_items.h"
+#include "compile/tree/sql_column_reference.h"
+#include "engine/sql_temporary_table.h"
+#include "engine/text_operations.h"
+#include "foundation/list.h"
+#include "foundation/text_compare.h"
+#include "language/tokens.h"
+#include "storage/ovra_sql_field.h"
+
+namespace ovrasql {
+
+namespace {
+
+struct SortTerm {
+    int32_t position;
+    bool ascending;
+    bool isText;  // a character or memo column, whose values never sort as numbers
+    bool folds;
+};
+
+struct SortRow {
+    SQLResult* cells;
+    union {
+        double number;
+        uint64_t prefix;
+    };
+    bool isNumber;
+};
+
+// The first eight bytes, so that comparing two such integers compares the texts up to there. A text
+// that has ended counts as zero bytes.
+[[nodiscard]] uint64_t PrefixOf(TextView text, bool folds) {
+    uint64_t prefix = 0;
+    for (int32_t i = 0; i < 8; ++i) {
+        const char c = i < text.length ? text[i] : '\0';
+        prefix = (prefix << 8) | static_cast<uint8_t>(folds ? ToUpper(c) : c);
+    }
+    return prefix;
+}
+
+[[nodiscard]] int32_t Directed(bool isLess, bool ascending) { return isLess == ascending ? -1 : 1; }
+
+class RowOrder {
+  public:
+    RowOrder(const SortTerm* terms, int32_t termCount) : terms_(terms), termCount_(termCount) {}
+
+    void MakeKey(SortRow* row) const {
+        const SortTerm& term = terms_[0];
+        SQLResult& cell = row->cells[term.position];
+        row->isNumber = !term.isText && cell.GetDoubleChecked(&row->number);
+        if (!row->isNumber) {
+            row->prefix = term.isText ? PrefixOf(cell.GetString(), term.folds) : 0;
+        }
+    }
+
+    // 0 or less if the left row may stand first.
+    [[nodiscard]] int32_t Compare(const SortRow& left, const SortRow& right) const {
+        const SortTerm& term = terms_[0];
+        if (left.isNumber && right.isNumber) {
+            if (left.number != right.number) {
+                return Directed(left.number < right.number, term.ascending);
+            }
+        } else if (term.isText && left.prefix != right.prefix) {
+            return Directed(left.prefix < right.prefix, term.ascending);
+        } else if (const int32_t order = CompareTexts(term, left, right); order != 0) {
+            return order;
+        }
+        return CompareOtherTerms(left, right);
+    }
+
+  private:
+    [[nodiscard]] static int32_t CompareTexts(const SortTerm& term, const SortRow& left,
+                                              const SortRow& right) {
+        const TextView leftText = left.cells[term.position].GetString();
+        const int32_t order =
+            CompareBytes(leftText, right.cells[term.position].GetString(), term.folds);
+        return order == 0 ? 0 : Directed(order < 0, term.ascending);
+    }
+
+    [[nodiscard]] int32_t CompareOtherTerms(const SortRow& left, const SortRow& right) const {
+        for (int32_t i = 1; i < termCount_; ++i) {
+            if (const int32_t order = CompareCells(terms_[i], left, right); order != 0) {
+                return order;
+            }
+        }
+        return 0;
+    }
+
+    [[nodiscard]] static int32_t CompareCells(const SortTerm& term, const SortRow& left,
+                                              const SortRow& right) {
+        double leftNumber = 0.0;
+        double rightNumber = 0.0;
+        if (term.isText || !left.cells[term.position].GetDoubleChecked(&leftNumber) ||
+            !right.cells[term.position].GetDoubleChecked(&rightNumber)) {
+            return CompareTexts(term, left, right);
+        }
+        return leftNumber == rightNumber ? 0 : Directed(leftNumber < rightNumber, term.ascending);
+    }
+
+    const SortTerm* terms_;
+    int32_t termCount_;
+};
+
+// Merges the runs [start, middle) and [middle, end) of `from` into `to`.
+void MergeRuns(const RowOrder& order, const SortRow* from, SortRow* to, int32_t start,
+               int32_t middle, int32_t end) {
+    const SortRow* left = from + start;
+    const SortRow* const leftEnd = from + middle;
+    const SortRow* right = leftEnd;
+    const SortRow* const rightEnd = from + end;
+    SortRow* out = to + start;
+    while (left != leftEnd && right != rightEnd) {
+        *out++ = order.Compare(*left, *right) <= 0 ? *left++ : *right++;
+    }
+    while (left != leftEnd) {
+        *out++ = *left++;
+    }
+    while (right != rightEnd) {
+        *out++ = *right++;
+    }
+}
+
+[[nodiscard]] int32_t Clip(int64_t position, int32_t count) {
+    return position < count ? static_cast<int32_t>(position) : count;
+}
+
+// Fills `terms`, and says whether the rows have all their columns.
+[[nodiscard]] bool ReadTerms(const List<SQLOrderBy>& list, int32_t columnCount,
+                             bool caseInsensitive, SortTerm* terms) {
+    for (const SQLOrderBy* const term : list) {
+        if (term->position < 0 || term->position >= columnCount) {
+            return false;
+        }
+        const int32_t fieldType = term->column == nullptr ? -1 : term->column->fieldType;
+        const bool isFolded = term->wrapper == token::kLower || term->wrapper == token::kUpper;
+        *terms++ = SortTerm{term->position, term->ascending != 0,
+                            fieldType == kFieldCharacter || fieldType == kFieldMemo,
+                            caseInsensitive && !isFolded};
+    }
+    return true;
+}
+
+}  // namespace
+
+bool SQLTemporaryTable::Sort(const List<SQLOrderBy>& list) {
+    const int32_t termCount = list.Count();
+    if (termCount < 1) {
+        return true;
+    }
+    const auto terms = std::make_unique_for_overwrite<SortTerm[]>(static_cast<size_t>(termCount));
+    if (!ReadTerms(list, columnCount_, caseInsensitive_, terms.get())) {
+        return false;
+    }
+    if (rowCount_ < 2) {
+        return true;
+    }
+    const RowOrder order(terms.get(), termCount);
+    auto from = std::make_unique_for_overwrite<SortRow[]>(static_cast<size_t>(rowCount_));
+    auto to = std::make_unique_for_overwrite<SortRow[]>(static_cast<size_t>(rowCount_));
+    for (int32_t i = 0; i < rowCount_; ++i) {
+        from[static_cast<size_t>(i)].cells = rows_[static_cast<size_t>(i)];
+        order.MakeKey(&from[static_cast<size_t>(i)]);
+    }
+    for (int64_t width = 1; width < rowCount_; width *= 2) {
+        for (int64_t start = 0; start < rowCount_; start += 2 * width) {
+            MergeRuns(order, from.get(), to.get(), static_cast<int32_t>(start),
+                      Clip(start + width, rowCount_), Clip(start + 2 * width, rowCount_));
+        }
+        from.swap(to);
+    }
+    for (int32_t i = 0; i < rowCount_; ++i) {
+        rows_[static_cast<size_t>(i)] = from[static_cast<size_t>(i)].cells;
+    }
+    return true;
+}
+
+}  // namespace ovrasql
