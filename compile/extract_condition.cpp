@@ -127,7 +127,7 @@ bool IsEvaluable(const OpenTables& open, const SQLExpressionNode* root) {
 
 void UnlinkFromParent(SQLExpressionNode* node) {
     if (SQLExpressionNode* const parent = node->parent; parent != nullptr) {
-        parent->ReplaceChild(node, nullptr);
+        (parent->left == node ? parent->left : parent->right) = nullptr;
         node->parent = nullptr;
     }
 }
@@ -226,11 +226,10 @@ void Detach(SQLExpressionNode* node) {
     SQLExpressionNode* const parent = node->parent;
     if (parent != nullptr && parent->kind != NodeKind::kGroup) {
         SQLExpressionNode* const sibling = parent->left == node ? parent->right : parent->left;
-        if (parent->parent != nullptr) {
+        if (sibling == nullptr) {
+            UnlinkFromParent(parent);
+        } else if (parent->parent != nullptr) {
             parent->parent->ReplaceChild(parent, sibling);
-        }
-        if (sibling != nullptr) {
-            sibling->parent = parent->parent;
         }
         parent->left = nullptr;
         parent->right = nullptr;
