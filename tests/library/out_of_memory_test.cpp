@@ -1,0 +1,151 @@
+// Each allocation of the library fails once: no entry may let an exception out, crash or leak, and
+// the database goes on working afterwards. The host's own allocations are spared.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+
+#include "tests/support/test_database.h"
+
+namespace {
+
+bool counting = false;
+int64_t allocations = 0;
+int64_t failingAllocation = 0;
+
+void* Allocate(std::size_t size) {
+    if (counting && ovrasql::ServiceDepth() == 0 && ++allocations == failingAllocation) {
+        throw std::bad_alloc();
+    }
+    void* memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace ovrasql {
+namespace {
+
+// Runs `entry` once for each of its allocations, with that one failing, until a run needs no more.
+void FailEachAllocation(const std::function<void(bool failed)>& prepare,
+                        const std::function<int32_t()>& entry) {
+    constexpr int64_t kMostAllocations = 100000;
+    for (int64_t number = 1; number < kMostAllocations; ++number) {
+        prepare(false);
+        allocations = 0;
+        failingAllocation = number;
+        counting = true;
+        const int32_t result = entry();
+        counting = false;
+        ASSERT_TRUE(result == 0 || result == 1) << "allocation " << number;
+        if (allocations < number) {
+            EXPECT_EQ(result, 1) << "nothing failed";
+            EXPECT_GT(number, 1) << "the entry allocates nothing at all";
+            return;
+        }
+    }
+    FAIL() << "no end of allocations";
+}
+
+class OutOfMemoryTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        TheHost().Reset();
+        TheHost().SetLogging(false);
+    }
+    void TearDown() override {
+        EXPECT_EQ(TheHost().OpenFileCount(), 0);
+        EXPECT_EQ(TheHost().Locks().size(), 0U);
+    }
+    static const ovra_library_table& Table() { return Library(); }
+    static int32_t Query(void* database, const char* sql) {
+        return Table().database_query(database, sql, -1, nullptr, 0);
+    }
+    static void* NewDatabase() {
+        void* database = TheHost().MakeDatabase();
+        EXPECT_EQ(Table().database_create(database, "main.dbf", -1), 1);
+        EXPECT_EQ(Query(database, "create table t (a integer, b char(10), m memo)"), 1)
+            << Table().database_error(database);
+        EXPECT_EQ(Query(database, "insert into t (a, b, m) values (1, 'one', 'long one')"), 1);
+        EXPECT_EQ(Query(database, "insert into t (a, b, m) values (2, 'two', 'long two')"), 1);
+        return database;
+    }
+};
+
+TEST_F(OutOfMemoryTest, CreateAndOpenFailCleanly) {
+    void* database = TheHost().MakeDatabase();
+    FailEachAllocation([](bool) {},
+                       [&] { return Table().database_create(database, "main.dbf", -1); });
+    FailEachAllocation([](bool) {},
+                       [&] { return Table().database_open(database, "main.dbf", -1); });
+    EXPECT_EQ(Query(database, "create table t (a integer)"), 1) << Table().database_error(database);
+    Table().database_free(database);
+}
+
+TEST_F(OutOfMemoryTest, AQueryFailsCleanlyAndTheDatabaseGoesOn) {
+    void* database = NewDatabase();
+    FailEachAllocation(
+        [&](bool) {
+            EXPECT_EQ(Table().database_set_option(database, "statement_cache_size", -1, "0", -1),
+                      1);
+        },
+        [&] { return Query(database, "update t set b = 'more' where a = 2"); });
+    FailEachAllocation(
+        [&](bool) {},
+        [&] {
+            return Query(database, "insert into t (a, b, m) values (3, 'three', 'long three')");
+        });
+    EXPECT_EQ(Query(database, "delete from t where a = 1"), 1) << Table().database_error(database);
+    Table().database_free(database);
+}
+
+TEST_F(OutOfMemoryTest, AViewFailsCleanlyAndTheDatabaseGoesOn) {
+    void* database = NewDatabase();
+    const char* sql =
+        "select distinct x.a, x.b, x.m, x.a + 1 from t x where x.a in (1, 2) union select a, b, m, "
+        "a "
+        "from t order by 1";
+    FailEachAllocation([](bool) {},
+                       [&] {
+                           int32_t result =
+                               Table().database_open_view(database, "v", 1, sql, -1, nullptr, 0);
+                           HostView* view = TheHost().FindView(database, "v");
+                           if (view != nullptr) {
+                               result &= Table().view_skip(view, 10);
+                               Table().view_close(view);
+                               TheHost().DestroyView(view);
+                           }
+                           return result;
+                       });
+    EXPECT_EQ(Query(database, "delete from t where a = 1"), 1) << Table().database_error(database);
+    Table().database_free(database);
+}
+
+TEST_F(OutOfMemoryTest, TheErrorTextSaysSo) {
+    void* database = NewDatabase();
+    counting = true;
+    allocations = 0;
+    failingAllocation = 1;
+    EXPECT_EQ(Query(database, "insert into t (a) values (4)"), 0);
+    counting = false;
+    EXPECT_STREQ(Table().database_error(database), "Out of memory");
+    Table().database_free(database);
+}
+
+}  // namespace
+}  // namespace ovrasql
