@@ -13,21 +13,18 @@ namespace ovrasql {
 
 namespace {
 
-constexpr int32_t kBlockSize = 512;
-constexpr char kTextEnd = 0x1A;
-
-int64_t BlockOffset(int64_t blockNumber) { return blockNumber * kBlockSize; }
+int64_t BlockOffset(int64_t blockNumber) { return blockNumber * kMemoBlockSize; }
 
 // The blocks that a text takes together with the two bytes that end it.
 int64_t BlocksOf(int32_t textLength) {
-    return (int64_t{textLength} + 2 + kBlockSize - 1) / kBlockSize;
+    return (int64_t{textLength} + 2 + kMemoBlockSize - 1) / kMemoBlockSize;
 }
 
 }  // namespace
 
 bool OvraSQLTable::ReadMemoHeader() {
-    char header[kBlockSize];
-    if (!memoFile_.ReadAt(0, header, kBlockSize)) {
+    char header[kMemoBlockSize];
+    if (!memoFile_.ReadAt(0, header, kMemoBlockSize)) {
         return FailRead(memoPath_, memoFile_);
     }
     nextFreeMemoBlock_ = LoadLittle32(header);
@@ -35,9 +32,9 @@ bool OvraSQLTable::ReadMemoHeader() {
 }
 
 bool OvraSQLTable::WriteMemoHeader() {
-    char header[kBlockSize] = {};
+    char header[kMemoBlockSize] = {};
     StoreLittle32(header, nextFreeMemoBlock_);
-    return memoFile_.WriteAt(0, header, kBlockSize) || FailWrite(memoPath_, memoFile_);
+    return memoFile_.WriteAt(0, header, kMemoBlockSize) || FailWrite(memoPath_, memoFile_);
 }
 
 // Without a lock: a stored text never changes, and a number past the file's end reads as empty.
@@ -47,16 +44,16 @@ bool OvraSQLTable::ReadMemo(int32_t blockNumber, MemoText& text) {
         return FailRead(memoPath_, memoFile_);
     }
     text.Assign(TextView());
-    char block[kBlockSize];
+    char block[kMemoBlockSize];
     for (;;) {
-        const int32_t count = memoFile_.ReadSome(block, kBlockSize);
+        const int32_t count = memoFile_.ReadSome(block, kMemoBlockSize);
         if (count < 0) {
             return FailRead(memoPath_, memoFile_);
         }
         if (count == 0) {
             return true;
         }
-        const void* end = std::memchr(block, kTextEnd, static_cast<size_t>(count));
+        const void* end = std::memchr(block, kEndMark, static_cast<size_t>(count));
         const int32_t textCount =
             end == nullptr ? count : static_cast<int32_t>(static_cast<const char*>(end) - block);
         if (!text.Append(block, textCount)) {
@@ -79,10 +76,10 @@ int32_t OvraSQLTable::WriteMemo(TextView text) {
     }
     std::unique_ptr<char[]> bytes(new char[static_cast<size_t>(length) + 2]);
     std::memcpy(bytes.get(), text.data, static_cast<size_t>(length));
-    bytes[static_cast<size_t>(length)] = kTextEnd;
-    bytes[static_cast<size_t>(length) + 1] = kTextEnd;
+    bytes[static_cast<size_t>(length)] = kEndMark;
+    bytes[static_cast<size_t>(length) + 1] = kEndMark;
 
-    const RangeLock lock(memoFile_.Handle(), LockMode::kExclusive, 0, kBlockSize);
+    const RangeLock lock(memoFile_.Handle(), LockMode::kExclusive, 0, kMemoBlockSize);
     if (!lock.Held()) {
         return -1;
     }

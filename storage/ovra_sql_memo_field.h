@@ -1,7 +1,7 @@
 #pragma once
 
 // OvraSQLMemoField: a column of long text. Its cell in the record holds the number of the memo
-// block where the text begins (see memo blocks in ovra_sql_table.h); the text itself is fetched on
+// block where the text begins (data_format.h); the text itself is fetched on
 // the first ValueText() after a read, and stored when the record is written.
 //
 // Two rules shape it:

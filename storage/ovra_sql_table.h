@@ -5,37 +5,7 @@
 // and the record position. Its fields hold one record at a time. One thread at a time uses an
 // object.
 //
-// Data file; all integers little-endian:
-//
-//   offset         size           content
-//   0              1              version: 0x03, or 0x83 with memo fields (top bit clear must give
-//   3) 1              3              last update: year since 1900 (low 8 bits), month 1-12, day
-//   1-31 4              4              record count 8              2              header length =
-//   32 * fields + 33, so 2046 fields at most 10             2              record length = 1 + sum
-//   of the field lengths 12             20             reserved, written as zero 32             32
-//   a field     field descriptors, in record order header - 1     1              terminator 0x0D;
-//   written, never looked at header         record length  each record, record 1 first behind them
-//   1              end mark 0x1A; written, never looked at: the count alone tells
-//
-//   descriptor 0   11             name, NUL-ended, zero-filled
-//   descriptor 11  1              letter: C N D L M, as numbers 0 1 2 3 4 (ovra_sql_field.h)
-//   descriptor 12  4              reserved, written as zero
-//   descriptor 16  1              length in bytes
-//   descriptor 17  1              decimals
-//   descriptor 18  14             reserved, written as zero
-//
-//   record 0       1              '*' deleted; written as a blank otherwise, any other byte is live
-//   record 1       the lengths    each field's bytes in descriptor order, without padding
-//
-// Memo file, a run of 512-byte blocks, block n at offset 512 n:
-//
-//   block 0        4              next free block; the other 508 bytes are written as zero
-//   block n        text length+2  a text and 0x1A 0x1A; takes (length + 2) / 512 blocks, rounded
-//   up.
-//                                 One 0x1A, or the file's end, ends it on reading.
-//
-// A new memo file is the header and one byte 0x1A. Blocks are never used again; pack drops the old
-// ones.
+// The bytes of both files stand in data_format.h.
 //
 // Operations give true on success; a failure leaves its text in Error(). Nothing is tried again and
 // nothing undone. Locks follow the rules in range_lock.h.
@@ -46,6 +16,7 @@
 #include "foundation/coll_hash_table.h"
 #include "foundation/string.h"
 #include "foundation/text_view.h"
+#include "storage/data_format.h"
 #include "storage/host_file.h"
 #include "storage/ovra_sql_field.h"
 #include "storage/range_lock.h"
@@ -53,11 +24,6 @@
 namespace ovrasql {
 
 class MemoText;
-
-inline constexpr int32_t kMaximumFieldCount = 2046;
-inline constexpr int32_t kMaximumRecordLength = 65535;
-inline constexpr int32_t kVersionPlain = 0x03;
-inline constexpr int32_t kVersionWithMemo = 0x83;
 
 class OvraSQLTable {
   public:
@@ -177,8 +143,7 @@ class OvraSQLTable {
     void BuildRecord();
     void ReserveRecord();
 
-    void* database_;  // borrowed
-    void* program_;   // borrowed
+    void* program_;  // the host's, borrowed
     HostFile dataFile_;
     HostFile memoFile_;
     String dataPath_;

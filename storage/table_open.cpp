@@ -1,5 +1,5 @@
-// OvraSQLTable: making and opening files, the header, the fields. The layouts and the contract
-// stand in ovra_sql_table.h.
+// OvraSQLTable: making and opening files, the header, the fields. The contract stands in
+// ovra_sql_table.h, the bytes in data_format.h.
 
 #include <cstring>
 #include <ctime>
@@ -16,14 +16,6 @@ namespace ovrasql {
 
 namespace {
 
-constexpr int32_t kFileHeaderSize = 32;
-constexpr int32_t kDescriptorSize = 32;
-constexpr int32_t kMemoHeaderSize = 512;
-constexpr int32_t kNameRoom = 11;
-constexpr int32_t kGreatestFieldLength = 255;
-constexpr int32_t kVersionMask = 0x7F;
-constexpr char kEndMark = 0x1A;
-constexpr char kTerminator = 0x0D;
 constexpr char kFieldLetters[] = {'C', 'N', 'D', 'L', 'M'};
 
 String MemoPathOf(TextView dataPath) { return String::Join({StripExtension(dataPath), ".dbt"}); }
@@ -46,7 +38,7 @@ char LowByte(int32_t number) { return static_cast<char>(number & 0xFF); }
 // One field as the file describes it.
 void BuildDescriptor(const OvraSQLField& field, char* descriptor) {
     // Ten letters and a NUL, unless the name was read from a descriptor that it fills.
-    const int32_t room = field.NameFillsDescriptor() ? kNameRoom : kNameRoom - 1;
+    const int32_t room = field.NameFillsDescriptor() ? kFieldNameRoom : kFieldNameRoom - 1;
     const TextView name = field.Name().Part(0, room);
     std::memcpy(descriptor, name.data, static_cast<size_t>(name.length));
     descriptor[11] = LetterOfType(field.Type());
@@ -57,7 +49,7 @@ void BuildDescriptor(const OvraSQLField& field, char* descriptor) {
 }  // namespace
 
 OvraSQLTable::OvraSQLTable(void* database)
-    : database_(database), program_(ovDatabase_Program(database)), fields_(true) {}
+    : program_(ovDatabase_Program(database)), fields_(true) {}
 
 OvraSQLTable::~OvraSQLTable() {
     recordLock_.Release();
@@ -68,7 +60,7 @@ bool OvraSQLTable::CheckLayout(Collection<OvraSQLField>& fields, String* error) 
     int64_t recordLength = 1;
     bool widthsFit = true;
     for (OvraSQLField* field = fields.First(); field != nullptr; field = fields.Next()) {
-        widthsFit = widthsFit && field->Length() >= 1 && field->Length() <= kGreatestFieldLength;
+        widthsFit = widthsFit && field->Length() >= 1 && field->Length() <= kMaximumFieldLength;
         recordLength += field->Length();
     }
     if (widthsFit && recordLength <= kMaximumRecordLength) {
@@ -197,7 +189,7 @@ bool OvraSQLTable::OpenMemoFile(int32_t openFlags) {
     if (!memoFile_.IsOpen()) {
         return FailOpen(memoPath_);
     }
-    const RangeLock lock(memoFile_.Handle(), LockMode::kShared, 0, kMemoHeaderSize);
+    const RangeLock lock(memoFile_.Handle(), LockMode::kShared, 0, kMemoBlockSize);
     if (!lock.Held()) {
         return FailLock(LockMode::kShared, memoPath_, memoFile_);
     }
@@ -276,10 +268,10 @@ bool OvraSQLTable::ReadFieldDescriptors() {
 }
 
 bool OvraSQLTable::AddDescribedField(const char* descriptor) {
-    const void* end = std::memchr(descriptor, '\0', kNameRoom);
+    const void* end = std::memchr(descriptor, '\0', kFieldNameRoom);
     const TextView name(descriptor,
                         end == nullptr
-                            ? kNameRoom
+                            ? kFieldNameRoom
                             : static_cast<int32_t>(static_cast<const char*>(end) - descriptor));
     const int32_t type = TypeOfLetter(descriptor[11]);
     if (type < 0) {
@@ -308,7 +300,7 @@ bool OvraSQLTable::WriteFieldDescriptors() {
         BuildDescriptor(*field, bytes.get() + offset);
         offset += kDescriptorSize;
     }
-    bytes[static_cast<size_t>(size) - 1] = kTerminator;
+    bytes[static_cast<size_t>(size) - 1] = kHeaderTerminator;
     return dataFile_.WriteAt(kFileHeaderSize, bytes.get(), size) || FailWrite(dataPath_, dataFile_);
 }
 

@@ -11,15 +11,6 @@
 
 namespace ovrasql {
 
-namespace {
-
-constexpr char kDeletedFlag = '*';
-constexpr char kLiveFlag = ' ';
-constexpr char kEndMark = 0x1A;
-constexpr int32_t kShortHeaderSize = 32;
-
-}  // namespace
-
 bool OvraSQLTable::ReadRecord(uint32_t recordNumber) {
     if (recordNumber == 0) {
         return FailNumber();
@@ -221,7 +212,7 @@ bool OvraSQLTable::LockHeader(LockMode mode) {
     // Required: nothing but 0 is success here, where other locks take any result that isn't
     // negative.
     if (!dataFile_.IsOpen() ||
-        ovFile_Lock(dataFile_.Handle(), static_cast<int32_t>(mode), 0, kShortHeaderSize) != 0) {
+        ovFile_Lock(dataFile_.Handle(), static_cast<int32_t>(mode), 0, kFileHeaderSize) != 0) {
         return false;
     }
     headerIsLocked_ = true;
@@ -231,7 +222,7 @@ bool OvraSQLTable::LockHeader(LockMode mode) {
 
 bool OvraSQLTable::ReleaseHeader() {
     headerIsLocked_ = false;
-    return dataFile_.IsOpen() && ovFile_Release(dataFile_.Handle(), 0, kShortHeaderSize) == 0;
+    return dataFile_.IsOpen() && ovFile_Release(dataFile_.Handle(), 0, kFileHeaderSize) == 0;
 }
 
 void OvraSQLTable::SaveFieldValues() {
