@@ -12,11 +12,9 @@
 //
 // Lock rules, cited by number:
 //   1. A writer takes the exclusive header lock, reads the header anew, changes what it must,
-//   writes the
-//      header, releases. So no count and no next free place ever goes back.
-//   2. Data locks come before memo locks; no operation holds two data ranges or locks on two files
-//   of
-//      one kind.
+//      writes the header, releases. So no count and no next free place ever goes back.
+//   2. Data locks come before memo locks; no operation holds two data ranges, or locks on two
+//      files of one kind.
 //   3. Records and memo blocks are read without a lock. A stored memo block never changes.
 //   4. Nothing is tried again: waiting and time limits are the host's.
 //
