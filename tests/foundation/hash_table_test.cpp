@@ -240,23 +240,32 @@ TEST(HashTable, AHashMadeOnceServesLookUpAndInsertion) {
 // A table whose items come and go for as long as the process lives must not grow without end.
 TEST(HashTable, HolesAreClosedWhenTheyAreMostOfALongTable) {
     Table table(true, false);
-    AddName(table, "stays first");
-    for (int32_t number = 0; number < 100000; ++number) {
-        const std::string name = "passing" + std::to_string(number);
-        AddName(table, name);
-        AddName(table, "guard");
-        const std::unique_ptr<Counted> item(table.Remove(View(name)));
-        const std::unique_ptr<Counted> guard(table.Remove("guard"));
-        AddName(table, "guard");
-        ASSERT_NE(item, nullptr);
-        const std::unique_ptr<Counted> lastGuard(table.Remove("guard"));
-        AddName(table, number % 2 == 0 ? "even" : "odd");
-        const std::unique_ptr<Counted> other(table.Remove(number % 2 == 0 ? "odd" : "even"));
+    AddName(table, "stays");
+    AddName(table, "item0");
+    constexpr int32_t kRounds = 20000;
+    for (int32_t number = 1; number <= kRounds; ++number) {
+        AddName(table, "item" + std::to_string(number));
+        const std::unique_ptr<Counted> old(table.Remove(View("item" + std::to_string(number - 1))));
+        ASSERT_NE(old, nullptr);
     }
-    EXPECT_LT(table.Count(), 4096);
-    EXPECT_EQ(NameOf(*table.begin()), "stays first");
-    EXPECT_EQ(NameOf(table.Find("odd")), "odd");
-    EXPECT_EQ(WalkedNames(table).substr(0, 12), "stays first ");
+    EXPECT_LT(table.Count(), 2048);
+    EXPECT_EQ(WalkedNames(table), "stays item20000 ");
+    EXPECT_EQ(NameOf(table.Find("stays")), "stays");
+    EXPECT_EQ(NameOf(table.Find("item20000")), "item20000");
+    EXPECT_EQ(table.Find("item19999"), nullptr);
+}
+
+// Below that size a hole stays a hole, and slot numbers keep their meaning.
+TEST(HashTable, FewHolesStay) {
+    Table table(true, false);
+    for (int32_t number = 0; number < 400; ++number) {
+        AddName(table, std::to_string(number));
+    }
+    for (int32_t number = 0; number < 399; ++number) {
+        const std::unique_ptr<Counted> item(table.Remove(View(std::to_string(number))));
+    }
+    EXPECT_EQ(AddName(table, "new"), 400);
+    EXPECT_EQ(NameOf(table.ItemAt(399)), "399");
 }
 
 TEST(HashTable, AWalkSeesItemsAddedOnTheWay) {
