@@ -20,7 +20,8 @@ ParameterUse FindParameters(std::string_view statement) {
         } else if (!quoted && byte == ':') {
             bool zero = true;
             while (i + 1 < statement.size() && IsDigit(statement[i + 1])) {
-                zero = zero && statement[++i] == '0';
+                ++i;
+                zero = zero && statement[i] == '0';
             }
             use.selfNumbered += zero ? 1 : 0;
             use.hasNumbered = use.hasNumbered || !zero;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr SQLKeyword kRows[] = {
 #define KEYWORD(code, name, text) {code, static_cast<int32_t>(sizeof(text)) - 1, text},
-#include "language/keywords.def"
+#include "ovrasql/keywords.def"
 #undef KEYWORD
 };
 constexpr int32_t kRowCount = static_cast<int32_t>(sizeof(kRows) / sizeof(kRows[0]));

@@ -14,7 +14,7 @@ enum : int32_t {
     kTokenDynamic = -4,     // a parameter: a colon and what follows of digits and points
     kTokenUnknown = -5,     // a character that begins nothing
 #define KEYWORD(code, name, text) name = (code),
-#include "language/keywords.def"
+#include "ovrasql/keywords.def"
 #undef KEYWORD
     // LENGTH is no reserved word, so its operator has a code beside the table.
     kLengthFunction = -100,
