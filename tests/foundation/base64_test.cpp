@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation_support.h"
+#include "tests/foundation/foundation_support.h"
 
 namespace ovrasql {
 namespace {

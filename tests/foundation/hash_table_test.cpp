@@ -6,7 +6,7 @@
 
 #include "foundation/coll_hash_table.h"
 #include "foundation/hash_table2.h"
-#include "foundation_support.h"
+#include "tests/foundation/foundation_support.h"
 
 namespace ovrasql {
 namespace {

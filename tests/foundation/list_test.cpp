@@ -6,7 +6,7 @@
 
 #include "foundation/coll_list.h"
 #include "foundation/ignore_result.h"
-#include "foundation_support.h"
+#include "tests/foundation/foundation_support.h"
 
 namespace ovrasql {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "foundation_support.h"
+#include "tests/foundation/foundation_support.h"
 
 namespace ovrasql {
 namespace {

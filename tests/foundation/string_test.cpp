@@ -8,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-#include "foundation_support.h"
+#include "tests/foundation/foundation_support.h"
 
 namespace ovrasql {
 namespace {
