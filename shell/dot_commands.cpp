@@ -109,6 +109,8 @@ void SetHeaders(Session* session, const Words& words) { session->SetHeaders(OnOr
 
 void SetTimer(Session* session, const Words& words) { session->SetTimer(OnOrOff(words[0])); }
 
+void SetEcho(Session* session, const Words& words) { session->SetEcho(OnOrOff(words[0])); }
+
 void SetParameters(Session* session, const Words& words) { session->SetParameters(words); }
 
 void Import(Session* session, const Words& words) {
@@ -138,6 +140,7 @@ void Quit(Session* session, const Words& /*words*/) { session->SetQuitting(); }
 void ShowHelp(Session* session, const Words& words);
 
 constexpr std::array kCommands = {
+    DotCommand{".echo", "on|off", "show each line before it is run", 1, 1, SetEcho},
     DotCommand{".headers", "on|off", "show column names above the rows", 1, 1, SetHeaders},
     DotCommand{".help", "", "show this list", 0, 0, ShowHelp},
     DotCommand{".import", "FILE [TABLE]", "read a .csv or .dbf file into a table", 1, 2, Import},

@@ -19,6 +19,8 @@ bool IsSelect(std::string_view statement) {
     return EqualNoCase(statement.substr(0, kSelect.size()), kSelect);
 }
 
+bool IsRemark(std::string_view line) { return line.substr(0, 2) == "--"; }
+
 // Whether the statement takes parameters at all; one that takes none must be given none.
 bool TakesParameters(std::string_view statement) {
     bool quoted = false;
@@ -51,6 +53,12 @@ void Session::SendOutputTo(const std::string& path) {
 }
 
 void Session::RunLine(std::string_view line) {
+    if (echo_) {
+        *Out() << (IsRemark(line) || line.empty() ? "" : "ovrasql> ") << line << '\n';
+    }
+    if (IsRemark(line)) {
+        return;
+    }
     const auto start = line.find_first_not_of(" \t");
     if (start != std::string_view::npos && line[start] == '.') {
         RunDotCommand(this, std::string(line.substr(start)));

@@ -20,8 +20,9 @@ class Session {
     // Results go to `out` unless .output sends them elsewhere, notes and times always go there.
     Session(Database database, std::ostream* out);
 
-    // Runs one line of input, which may hold several statements. Throws an Error at the first one
-    // that fails.
+    // Runs one line of input, which may hold several statements. A line that begins with "--" is a
+    // remark: the language has none, and no statement begins like that. Throws an Error at the
+    // first statement that fails.
     void RunLine(std::string_view line);
 
     // Runs the lines of a stream to its end.
@@ -34,6 +35,8 @@ class Session {
     void SetMode(OutputMode mode) { mode_ = mode; }
     void SetHeaders(bool headers) { headers_ = headers; }
     void SetTimer(bool timer) { timer_ = timer; }
+    // Shows each line before it is run, so that a script reads like a session.
+    void SetEcho(bool echo) { echo_ = echo; }
     void SetParameters(ParameterList parameters) { parameters_ = std::move(parameters); }
     void SetQuitting() { quitting_ = true; }
 
@@ -57,6 +60,7 @@ class Session {
     OutputMode mode_ = OutputMode::kTable;
     bool headers_ = true;
     bool timer_ = false;
+    bool echo_ = false;
     bool quitting_ = false;
     ParameterList parameters_;
 };
