@@ -72,17 +72,17 @@ bool OvraSQLField::ReadFromRecord(const char* record) {
         }
     }
     if (IsKnownType(type_)) {
-        FillBoth(record + first, last - first);
+        Fill(record + first, last - first);
     }
     return true;
 }
 
-void OvraSQLField::FillBoth(const char* bytes, int32_t count) {
+void OvraSQLField::Fill(const char* bytes, int32_t count) {
     ForgetNumber();
-    valueLength_ = savedLength_ = TextLength(bytes, count);
+    valueLength_ = TextLength(bytes, count);
     std::memcpy(value_, bytes, static_cast<size_t>(valueLength_));
     value_[valueLength_] = '\0';
-    std::memcpy(savedValue_, value_, static_cast<size_t>(valueLength_) + 1);
+    savedIsValue_ = true;
 }
 
 bool OvraSQLField::WriteToRecord(char* record) {
@@ -105,6 +105,11 @@ bool OvraSQLField::WriteToRecord(char* record) {
 void OvraSQLField::SetCellText(TextView text) {
     EnsureDecoded();
     ForgetNumber();
+    if (savedIsValue_) {
+        std::memcpy(savedValue_, value_, static_cast<size_t>(valueLength_) + 1);
+        savedLength_ = valueLength_;
+        savedIsValue_ = false;
+    }
     valueLength_ = TextLength(text.data, std::min(text.length, room_));
     // The text may be this field's own.
     std::memmove(value_, text.data, static_cast<size_t>(valueLength_));
@@ -118,16 +123,17 @@ const char* OvraSQLField::SetValue(TextView text) {
 
 const char* OvraSQLField::SwapValues() {
     EnsureDecoded();
-    ForgetNumber();
-    std::swap(value_, savedValue_);
-    std::swap(valueLength_, savedLength_);
+    if (!savedIsValue_) {
+        ForgetNumber();
+        std::swap(value_, savedValue_);
+        std::swap(valueLength_, savedLength_);
+    }
     return value_;
 }
 
 void OvraSQLField::SaveValue() {
     EnsureDecoded();
-    savedLength_ = valueLength_;
-    std::memcpy(savedValue_, value_, static_cast<size_t>(valueLength_) + 1);
+    savedIsValue_ = true;
 }
 
 const ParsedNumber& OvraSQLField::Number() {

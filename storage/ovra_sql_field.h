@@ -121,7 +121,7 @@ class OvraSQLField {
 
   private:
     void Decode();
-    void FillBoth(const char* bytes, int32_t count);
+    void Fill(const char* bytes, int32_t count);
 
     OvraSQLTable* table_;       // borrowed
     const RecordImage* image_;  // borrowed; never null
@@ -139,6 +139,9 @@ class OvraSQLField {
     int32_t room_;  // bytes that a value buffer holds: the length, kept to what a record can have
     int32_t decimals_;
     int32_t offset_ = 0;
+    // The saved value equals the current one, whatever its own buffer holds: it is copied when the
+    // current one is about to change, so that a read copies each cell once.
+    bool savedIsValue_ = true;
     bool holdsLongText_ = false;
     bool nameFillsDescriptor_ = false;
     bool numberIsKnown_ = false;

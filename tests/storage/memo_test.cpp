@@ -389,6 +389,36 @@ TEST_F(Memo, ABlockNumberWiderThanItsCellIsAFailedWrite) {
     EXPECT_EQ(cell, "9");
 }
 
+// The example of docs/formats-dbf.md, byte by byte.
+TEST_F(Memo, TheDocumentedExampleIsWhatIsWritten) {
+    ColumnList columns;
+    columns.Add("NAME", 0, 5).Add("AGE", 1, 3).Add("NOTE", 4, 10);
+    {
+        OvraSQLTable table(database_);
+        ASSERT_TRUE(table.Create("people.dbf", columns));
+        const char* const rows[2][3] = {{"Anna", "42", "Hello"}, {"Bob", "7", ""}};
+        for (const auto& row : rows) {
+            table.FindField("NAME")->SetValue(row[0]);
+            table.FindField("AGE")->SetValue(row[1]);
+            table.FindField("NOTE")->SetValue(row[2]);
+            ASSERT_TRUE(table.AppendRecord());
+        }
+        ASSERT_TRUE(table.MarkDeleted(true));
+    }
+    EXPECT_EQ(
+        Hex(FileWithoutDate("people.dbf")),
+        Hex(FromHex("83 000000 02000000 8100 1300 00000000 00000000 00000000 00000000 00000000"
+                    "4E414D45 000000 00000000 43 00000000 05 00 0000000000000000000000000000"
+                    "41474500 000000 00000000 4E 00000000 03 00 0000000000000000000000000000"
+                    "4E4F5445 000000 00000000 4D 00000000 0A 00 0000000000000000000000000000"
+                    "0D"
+                    "20 416E6E6120 203432 20202020202020202031"
+                    "2A 426F622020 202037 20202020202020202020"
+                    "1A")));
+    EXPECT_EQ(Hex(TheHost().FileText("people.dbt").substr(0, 4)), "02 00 00 00");
+    EXPECT_EQ(Hex(TheHost().FileText("people.dbt").substr(512)), "48 65 6C 6C 6F 1A 1A");
+}
+
 TEST(MemoText, GrowsAndKeepsItsBytes) {
     MemoText text;
     EXPECT_FALSE(text.IsLoaded());
