@@ -34,7 +34,9 @@ struct Column {
 
 class SchemaTest : public ::testing::Test {
   protected:
+    // A test that goes through several cases calls this before each.
     void SetUp() override {
+        schema_.reset();
         TheHost().Reset();
         TheHost().AddDirectory("db");
         database_ = TheHost().MakeDatabase();
