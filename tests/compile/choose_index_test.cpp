@@ -1,8 +1,8 @@
 #include "tests/compile/compile_database.h"
 
 // Which index a search condition chooses, with which key values and bounds. An index line is
-// "Cursor_Index cursor, number of key values, 1 for a start bound, name"; a stop bound is one of the
-// cursor comparisons.
+// "Cursor_Index cursor, number of key values, 1 for a start bound, name"; a stop bound is one of
+// the cursor comparisons.
 
 namespace ovrasql {
 namespace {

@@ -44,8 +44,8 @@ class CompileTest : public ::testing::Test {
             ASSERT_TRUE(schema_->CreateTable(table->tableName, table->columns))
                 << schema_->Error().CText();
         } else if (auto* index = dynamic_cast<SQLCreateIndexStatement*>(generator.Statement())) {
-            ASSERT_TRUE(schema_->CreateIndex(index->tableName, index->indexName,
-                                             index->unique != 0, index->columns))
+            ASSERT_TRUE(schema_->CreateIndex(index->tableName, index->indexName, index->unique != 0,
+                                             index->columns))
                 << schema_->Error().CText();
         } else {
             FAIL() << "no definition: " << sql;

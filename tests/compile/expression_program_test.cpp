@@ -8,9 +8,7 @@ namespace {
 
 class ExpressionProgram : public CompileTest {
   protected:
-    void SetUp() override {
-        Define("create table t (a numeric(5), b char(5), ok bool)");
-    }
+    void SetUp() override { Define("create table t (a numeric(5), b char(5), ok bool)"); }
 };
 
 // Grouped from the left: two sequences, one inside the other. The left side true leaves 1;
@@ -210,7 +208,8 @@ TEST_F(ExpressionProgram, ComparesAnInListOneByOne) {
 
 // SUBSTRING says by its operand whether a length was given.
 TEST_F(ExpressionProgram, CallsTheFunctionsOfText) {
-    EXPECT_EQ(Compile("select length(b), upper(lower(b)), ifnull(b, 'z'), substring(b from 2), substring(b from 2 for 3) from t"),
+    EXPECT_EQ(Compile("select length(b), upper(lower(b)), ifnull(b, 'z'), substring(b from 2), "
+                      "substring(b from 2 for 3) from t"),
               R"(0 Cursor_Open 0 0 0 't'
 1 Cursor_Column 0 0 0 'b'
 2 Result 0 1 0 'length(b)'
@@ -307,7 +306,8 @@ TEST_F(ExpressionProgram, ClimbsOneLevelInArithmetic) {
 // One instruction for each operator; all of it moved to the table. A boolean column has its own
 // push.
 TEST_F(ExpressionProgram, KeepsBothSidesOfEveryAnd) {
-    EXPECT_EQ(Compile("select a from t where a <> 1 and a >= 2 and a <= 3 and a > 4 and a < 5 and b like 'x%' and not ok and b is not null"),
+    EXPECT_EQ(Compile("select a from t where a <> 1 and a >= 2 and a <= 3 and a > 4 and a < 5 and "
+                      "b like 'x%' and not ok and b is not null"),
               R"(0 Cursor_Open 0 0 0 't'
 1 Cursor_Column 0 0 0 'a'
 2 Cursor_Column 0 1 0 'b'
