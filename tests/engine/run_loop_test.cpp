@@ -293,16 +293,26 @@ TEST_F(RunLoopTest, RandomProgramsDoNoHarm) {
         Program program;
         program.Do(SQL_Temporary_Table, 0, 2).Do(SQL_Temporary_Record, 0).Do(SQL_Bucket, 0, 2);
         program.Do(SQL_Bucket_Default, 0).Emit(SQL_Result, 0, 1, 0, "r");
+        program.Integer(1).Integer(2).Literal("x");
         const int32_t length = 5 + pick(40);
         for (int32_t i = 0; i < length; ++i) {
-            // Half of all are pushes, so that there is something to work on.
-            const int32_t opcode =
-                pick(2) == 0 ? SQL_Push_Literal + pick(7) : pick(kOpcodeCount + 1);
-            int32_t operands[3] = {pick(4) - 1, pick(4) - 1, pick(3)};
+            // Half are pushes, so that there is something to work on; most name a slot that is
+            // there.
+            int32_t opcode = SQL_Push_Literal + pick(7);
+            if (pick(2) == 0) {
+                opcode = pick(20) == 0
+                             ? pick(kOpcodeCount + 1)
+                             : SQL_Temporary_Table + pick(SQL_Output - SQL_Temporary_Table);
+            }
+            int32_t operands[3] = {pick(20) == 0 ? pick(4) - 1 : 0,
+                                   pick(20) == 0 ? pick(4) - 1 : pick(2), 0};
             if (const int32_t target = TargetOperand(opcode); target > 0) {
                 operands[target - 1] = program.Count() + 1 + pick(5);
             }
             program.Emit(opcode, operands[0], operands[1], operands[2], texts[pick(6)]);
+            if (pick(10) == 0) {
+                program.Do(SQL_Output);
+            }
         }
         Machine machine;
         machine.Load(program, pick(2) == 0);
