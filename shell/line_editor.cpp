@@ -31,7 +31,8 @@ void AddCatalogNames(std::set<std::string>* names) {
     try {
         for (const TableEntry& table : ReadCatalog(completion.databasePath)) {
             names->insert(table.name);
-            for (const Column& column : DbfFile(table.file).Columns()) {
+            const DbfFile file(table.file);
+            for (const Column& column : file.Columns()) {
                 names->insert(Lowered(column.name));
             }
         }
