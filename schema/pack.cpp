@@ -2,6 +2,7 @@
 // lock. The schema table itself is not packed.
 
 #include <memory>
+#include <new>
 
 #include "foundation/ignore_result.h"
 #include "schema/schema.h"
@@ -22,7 +23,13 @@ bool Schema::Pack() {
     EmptyStatementCache();
     // For the rows that other processes have added. Without it the count in memory stands.
     IgnoreResult(data.ReadHeader());
-    const bool packed = PackTables(data.RecordCount());
+    bool packed = false;
+    try {
+        packed = PackTables(data.RecordCount());
+    } catch (const std::bad_alloc&) {
+        IgnoreResult(data.ReleaseHeader());  // or other processes would wait for ever
+        throw;
+    }
     // What pack has done stands whether or not the lock can be given back.
     IgnoreResult(data.ReleaseHeader());
     if (packed) {

@@ -106,6 +106,24 @@ bool OvraSQLTable::Create(TextView path, Collection<OvraSQLField>& fields) {
     return true;
 }
 
+namespace {
+
+// Files in the table's hands that go back to the caller unless they are kept.
+struct LentFiles {
+    HostFile& dataFile;
+    HostFile& memoFile;
+    bool kept = false;
+
+    ~LentFiles() {
+        if (!kept) {
+            static_cast<void>(dataFile.Release());
+            static_cast<void>(memoFile.Release());
+        }
+    }
+};
+
+}  // namespace
+
 bool OvraSQLTable::CreateFromHandles(void* dataFile, TextView path, void* memoFile,
                                      TextView memoPath, Collection<OvraSQLField>& fields) {
     if (fields.Count() > kMaximumFieldCount) {
@@ -121,14 +139,11 @@ bool OvraSQLTable::CreateFromHandles(void* dataFile, TextView path, void* memoFi
     dataPath_ = std::move(newDataPath);
     memoPath_ = std::move(newMemoPath);
     MakeFields(fields);
+    // The caller opened the files and closes them, unless all goes well: also when memory runs out.
+    LentFiles lent{dataFile_, memoFile_};
     dataFile_.Take(dataFile);
-    if (WriteNewFiles(memoFile)) {
-        return true;
-    }
-    // The caller opened them and closes them.
-    static_cast<void>(dataFile_.Release());
-    static_cast<void>(memoFile_.Release());
-    return false;
+    lent.kept = WriteNewFiles(memoFile);
+    return lent.kept;
 }
 
 void OvraSQLTable::MakeFields(Collection<OvraSQLField>& fields) {
@@ -294,8 +309,7 @@ bool OvraSQLTable::WriteFieldDescriptors() {
     int32_t offset = 0;
     for (const OvraSQLField* field : fields_) {
         if (offset + kDescriptorSize >= size) {
-            break;  // the header has been made shorter since; what has no room in it isn't
-                    // described
+            break;  // the header has become shorter; what has no room in it isn't described
         }
         BuildDescriptor(*field, bytes.get() + offset);
         offset += kDescriptorSize;
