@@ -6,6 +6,7 @@
 #include "library/host_services.h"
 #include "schema/schema.h"
 #include "schema/table.h"
+#include "storage/host_file.h"
 #include "storage/ovra_sql_field.h"
 
 namespace ovrasql {
@@ -26,9 +27,10 @@ bool Index::Create(TextView path) {
 }
 
 bool Index::CreateFromHandle(void* file, TextView path) {
+    HostFile taken(file);
     String expression;
     KeyExpression(&expression);
-    return file_.CreateFromHandles(file, path, expression, flags_);
+    return file_.CreateFromHandles(taken.Release(), path, expression, flags_);
 }
 
 bool Index::Open(TextView path) { return file_.Open(path, kOpenExisting); }
