@@ -5,6 +5,7 @@
 // exclusive header lock. Both recursions are bounded by the path, which has kIndexMaximumDepth
 // places.
 
+#include <algorithm>
 #include <cstdint>
 
 #include "storage/ovra_sql_index.h"
@@ -13,13 +14,18 @@ namespace ovrasql {
 
 struct OvraSQLIndex::Change {
     Change(const IndexHeader& header, TextView cutKey, uint32_t record)
-        : key(cutKey, true, header.Flags()),
-          recordNumber(record),
-          loadsLeft(static_cast<uint64_t>(header.PageCount()) + kSiblingLoads) {}
+        : key(cutKey, true, header.Flags()), recordNumber(record), pageCount(header.PageCount()) {}
 
     // Each page of an undamaged tree is loaded once on the way down, and up to two siblings of each
-    // page on the path on the way up.
+    // page of the path on the way up.
     static constexpr uint64_t kSiblingLoads = 3 * kIndexMaximumDepth;
+
+    // One load more. False when there have been more than the pages allow: no more pages than the
+    // highest number among them have been seen, whatever the header says.
+    [[nodiscard]] bool CountLoad() {
+        ++loads;
+        return loads <= std::min(highestPage, pageCount) + kSiblingLoads;
+    }
 
     [[nodiscard]] bool IsOnPath(uint32_t number) const {
         for (int32_t index = 0; index < depth; ++index) {
@@ -45,7 +51,9 @@ struct OvraSQLIndex::Change {
 
     SearchKey key;  // borrows the caller's text
     uint32_t recordNumber;
-    uint64_t loadsLeft;
+    uint32_t pageCount;
+    uint64_t loads = 0;
+    uint32_t highestPage = 0;  // among the pages loaded
     uint32_t path[kIndexMaximumDepth] = {};
     int32_t depth = 0;
 

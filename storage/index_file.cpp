@@ -1,5 +1,6 @@
 // OvraSQLIndex: the file, its header, single pages, and the messages.
 
+#include <algorithm>
 #include <utility>
 
 #include "library/host_services.h"
@@ -41,13 +42,14 @@ bool OvraSQLIndex::Create(TextView path, TextView keyExpression, int32_t flags) 
 
 bool OvraSQLIndex::CreateFromHandles(void* file, TextView path, TextView keyExpression,
                                      int32_t flags) {
+    HostFile taken(file);
     failed_ = false;
     Close();
     path_ = path;
-    if (file == nullptr) {
+    if (!taken.IsOpen()) {
         return Fail("Internal error opening '", "'");
     }
-    file_.Take(file);
+    file_.Take(taken.Release());
     header_.MakeNew(keyExpression, flags);
     return WriteHeader() && StorePage(*NewPage(kFirstPage));
 }
@@ -158,6 +160,7 @@ OvraSQLIndexPage* OvraSQLIndex::LoadPagePushed(uint32_t number) {
         FailWithHostText(kReadError);
         return nullptr;
     }
+    walkHighestPage_ = std::max(walkHighestPage_, number);
     stack_.Push(std::move(page));
     return stack_.Top();
 }

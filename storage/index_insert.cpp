@@ -5,6 +5,7 @@
 // next page number, the old page, the new page; then the page that took the last entry, or the new
 // root; then the header with the raised generation. A failure in between leaves what was written.
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -136,24 +137,33 @@ void OvraSQLIndex::SplitPage(Change* change, int32_t position, OvraSQLIndexPage*
 
 // A page on the way down. Null on failure.
 IndexPageHolder OvraSQLIndex::LoadBranch(Change* change, uint32_t number) {
-    if (number == 0 || change->loadsLeft == 0 || !change->Enter(number)) {
+    if (number == 0 || !change->Enter(number)) {
         FailAsCorrupt();
         return nullptr;
     }
-    --change->loadsLeft;
-    IndexPageHolder page = NewPage(number);
-    return LoadPage(page.get()) ? std::move(page) : nullptr;
+    return LoadCounted(change, number);
 }
 
 // A page beside the path: in an undamaged tree it is not on the path. Null on failure.
 IndexPageHolder OvraSQLIndex::LoadSibling(Change* change, uint32_t number) {
-    if (number == 0 || change->loadsLeft == 0 || change->IsOnPath(number)) {
+    if (number == 0 || change->IsOnPath(number)) {
         FailAsCorrupt();
         return nullptr;
     }
-    --change->loadsLeft;
+    return LoadCounted(change, number);
+}
+
+IndexPageHolder OvraSQLIndex::LoadCounted(Change* change, uint32_t number) {
+    if (!change->CountLoad()) {
+        FailAsCorrupt();
+        return nullptr;
+    }
     IndexPageHolder page = NewPage(number);
-    return LoadPage(page.get()) ? std::move(page) : nullptr;
+    if (!LoadPage(page.get())) {
+        return nullptr;
+    }
+    change->highestPage = std::max(change->highestPage, number);
+    return page;
 }
 
 }  // namespace ovrasql

@@ -126,8 +126,7 @@ bool OvraSQLIndex::Seek(TextView key, bool exact, uint32_t* recordNumber, bool* 
     if (!ReadHeader()) {
         return true;  // Required: a header that cannot be read is no record, not a failed search.
     }
-    walkGeneration_ = header_.Generation();
-    walkSteps_ = 0;
+    StartCounting();
     return SearchHeldTree(searchKey_, exact, recordNumber, found);
 }
 
@@ -160,8 +159,7 @@ bool OvraSQLIndex::BeginWalk(bool lock, RangeLock* held) {
     if ((lock && !LockHeader(LockMode::kShared, held)) || !ReadHeader()) {
         return false;
     }
-    walkGeneration_ = header_.Generation();
-    walkSteps_ = 0;
+    StartCounting();
     return true;
 }
 
@@ -247,6 +245,12 @@ bool OvraSQLIndex::Previous(uint32_t* recordNumber, bool lock) {
     return true;
 }
 
+void OvraSQLIndex::StartCounting() {
+    walkGeneration_ = header_.Generation();
+    walkSteps_ = 0;
+    walkHighestPage_ = 0;
+}
+
 // Lock, header, and the place in the tree as it is now. False when there is no place to step from:
 // the end, or a failure that counts as the end.
 bool OvraSQLIndex::BeginStep(bool lock, RangeLock* held) {
@@ -277,10 +281,14 @@ bool OvraSQLIndex::FindPlaceAgain() {
     return SeekRecord(top->Key(position), top->Record(position), false) || AbandonWalk();
 }
 
-// A walk that goes further one way than the file has keys runs in circles through shared pages.
+// A walk that goes further one way than its pages have keys runs in circles through shared pages.
+// No more pages than the highest number among them can have been visited, whatever the header
+// says; one page more covers a walk that began beside its first entry.
 bool OvraSQLIndex::CountStep(int64_t direction) {
     walkSteps_ += direction;
-    return static_cast<uint64_t>(std::llabs(walkSteps_)) <= header_.MostKeys() || FailAsCorrupt();
+    const uint64_t pages = uint64_t{1} + std::min(walkHighestPage_, header_.PageCount());
+    const uint64_t most = pages * static_cast<uint64_t>(header_.Capacity());
+    return static_cast<uint64_t>(std::llabs(walkSteps_)) <= most || FailAsCorrupt();
 }
 
 // Pushes the pages from the child down to the leftmost leaf. A new page's cursor is 0.

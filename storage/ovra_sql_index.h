@@ -16,7 +16,7 @@
 //   3. The next page number is written before the pages of a split, the root number and the
 //      generation after everything else. Pages are only ever added at the end. Nothing is undone.
 //   4. A page number seen twice on one path, a tree deeper than kIndexMaximumDepth, or more steps
-//      and loads than the header's page count allows, mean a damaged file.
+//      and loads than the pages allow that the header counts and the file has, mean a damaged file.
 //
 // Results are true for success. A walk reports a failed lock or header read as success with record
 // number 0, as the end of the index is reported (Seek's lock alone is a failure): Failed() tells
@@ -132,6 +132,7 @@ class OvraSQLIndex {
     [[nodiscard]] bool BeginWalk(bool lock, RangeLock* held);
     [[nodiscard]] bool BeginStep(bool lock, RangeLock* held);
     [[nodiscard]] bool FindPlaceAgain();
+    void StartCounting();
     [[nodiscard]] bool CountStep(int64_t direction);
     [[nodiscard]] bool DescendLeft(uint32_t child);
     [[nodiscard]] bool DescendRight(uint32_t child);
@@ -142,6 +143,7 @@ class OvraSQLIndex {
     // Changes: what both kinds share, insertion (index_insert.cpp).
     [[nodiscard]] IndexPageHolder LoadBranch(Change* change, uint32_t number);
     [[nodiscard]] IndexPageHolder LoadSibling(Change* change, uint32_t number);
+    [[nodiscard]] IndexPageHolder LoadCounted(Change* change, uint32_t number);
     [[nodiscard]] InsertResult InsertInto(Change* change, uint32_t number);
     [[nodiscard]] InsertResult InsertSplitting(Change* change, OvraSQLIndexPage* page,
                                                int32_t position);
@@ -168,9 +170,10 @@ class OvraSQLIndex {
     IndexHeader header_;
     IndexPagePool pool_;  // before whatever holds its pages
     OvraSQLIndexPageStack stack_;
-    uint32_t walkGeneration_ = 0;  // the generation that the stack's pages belong to
-    int64_t walkSteps_ = 0;        // steps since the walk last found its place, forward less back
-    int32_t reseekDepth_ = 0;      // searches for the place nested in one step
+    uint32_t walkGeneration_ = 0;   // the generation that the stack's pages belong to
+    int64_t walkSteps_ = 0;         // steps since the walk last found its place, forward less back
+    uint32_t walkHighestPage_ = 0;  // among the pages read since then
+    int32_t reseekDepth_ = 0;       // searches for the place nested in one step
     bool failed_ = false;
     String path_;
     String error_;

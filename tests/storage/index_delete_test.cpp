@@ -143,6 +143,17 @@ TEST_F(IndexDeleteTest, AShortRightLeafTakesFromTheLeft) {
     TheHost().ClearLog();
     Delete("G", 7);  // 8 and 2: two go over beside the one through the parent
     EXPECT_EQ(Shape(), "(A1 AA10 AB11 AC12 AD13) B2 (C3 D4 E5 H8 I9)");
+    // Behind the left page's entries: C where it stood last, D where it stood last and before.
+    const std::string behind =
+        Little32(3) + Padded("C", 100) + EntryBytes({0, 4, "D"}) + EntryBytes({0, 4, "D"});
+    EXPECT_EQ(
+        TheHost().FileText("t.ovx"),
+        IndexFile(
+            {.generation = 15, .nextPage = 4, .root = 3},
+            {PageBytes({{0, 1, "A"}, {0, 10, "AA"}, {0, 11, "AB"}, {0, 12, "AC"}, {0, 13, "AD"}}, 0,
+                       behind),
+             PageBytes({{0, 3, "C"}, {0, 4, "D"}, {0, 5, "E"}, {0, 8, "H"}, {0, 9, "I"}}),
+             PageBytes({{1, 2, "B"}}, 2)}));
     EXPECT_EQ(Writes(),
               "ovFile_Write t.ovx at 2048 length 1024\n"  // right as it is, first
               "ovFile_Write t.ovx at 1024 length 1024\n"
@@ -201,8 +212,17 @@ TEST_F(IndexDeleteTest, AShortLeftmostLeafTakesTheRightOneIn) {
     TheHost().ClearLog();
     Delete("B", 2);
     EXPECT_EQ(Shape(), "C3 D4 E5 F6 G7 H8");
-    EXPECT_EQ(index_->RootPage(), 1U);
-    EXPECT_EQ(FilePage(2).substr(0, 4), Little32(0));
+    const std::string last = EntryBytes({0, 8, "H"});
+    const std::string behindRight = last.substr(4) + last + last + EntryBytes({0, 9, "I"});
+    EXPECT_EQ(
+        TheHost().FileText("t.ovx"),
+        IndexFile(
+            {.generation = 12, .nextPage = 4, .root = 1},
+            {PageBytes(
+                 {{0, 3, "C"}, {0, 4, "D"}, {0, 5, "E"}, {0, 6, "F"}, {0, 7, "G"}, {0, 8, "H"}}, 0,
+                 Little32(7) + Padded("G", 100) + last),
+             PageBytes({}, 0, behindRight),
+             PageBytes({}, 1, Little32(5) + Padded("E", 100) + Little32(2))}));
     EXPECT_EQ(Writes(),
               "ovFile_Write t.ovx at 1024 length 1024\n"
               "ovFile_Write t.ovx at 2048 length 1024\n"
@@ -241,9 +261,11 @@ TEST_F(IndexDeleteTest, ADeepTreeShrinksToNothing) {
         const uint32_t record = step * 7 % 600 + 1;  // 7 and 600 share no divisor: every record
         ASSERT_TRUE(index_->DeleteKey(record, View(std::to_string(10000 + record))))
             << Text(index_->Error());
-        const IndexShape shape("t.ovx");
-        ASSERT_EQ(shape.Faults(), "") << record;
-        ASSERT_EQ(shape.Keys().size(), count - step - 1);
+        if (step % 10 == 0) {
+            const IndexShape shape("t.ovx");
+            ASSERT_EQ(shape.Faults(), "") << record;
+            ASSERT_EQ(shape.Keys().size(), count - step - 1);
+        }
     }
     EXPECT_EQ(Shape(), "");
     EXPECT_EQ(index_->PageCount(), pages);
