@@ -257,6 +257,16 @@ TEST_F(DataCreate, FromHandlesLeavesClosingToTheCallerOnFailure) {
     EXPECT_EQ(TheHost().OpenFileCount(), 0);
 }
 
+TEST_F(DataCreate, FromHandlesRefusesALayoutAndChangesNothing) {
+    ColumnList columns;
+    columns.Add("A", 0, 256);
+    OvraSQLTable table(database_);
+    EXPECT_FALSE(table.CreateFromHandles(nullptr, "d", nullptr, "m", columns));
+    EXPECT_EQ(Text(table.Error()),
+              "Error creating table datafile: record too long (maximum 65535)");
+    EXPECT_TRUE(table.DataPath().IsEmpty());
+}
+
 TEST_F(DataCreate, FromHandlesReportsAMissingHandle) {
     ColumnList columns;
     columns.Add("M", 4, 10);

@@ -200,6 +200,23 @@ TEST_F(DataOpen, OpeningAgainClosesWhatWasOpen) {
     EXPECT_EQ(TheHost().OpenFileCount(), 1);
 }
 
+// Another process may have put a shorter header in its place.
+TEST_F(DataOpen, DescriptorsAreWrittenOnlyAsFarAsTheHeaderReaches) {
+    TheHost().SetFile("t.dbf", DataFile(3, 0, 97, 12, kTwoFields + "\r"));
+    OvraSQLTable table(database_);
+    ASSERT_TRUE(table.Open("t.dbf", 3));
+    TheHost().SetFile("t.dbf", DataFile(3, 0, 70, 12, ""));
+    ASSERT_TRUE(table.ReadHeader());
+    ASSERT_TRUE(table.WriteFieldDescriptors());
+    EXPECT_EQ(TheHost().FileText("t.dbf").substr(32),
+              Descriptor("NAME", 'C', 5) + std::string(5, '\0') + "\r");
+    TheHost().SetFile("t.dbf", DataFile(3, 0, 32, 12, ""));
+    ASSERT_TRUE(table.ReadHeader());
+    TheHost().SetErrorText("no room");
+    EXPECT_FALSE(table.WriteFieldDescriptors());
+    EXPECT_EQ(Text(table.Error()), "Error writing to 't.dbf': no room");
+}
+
 // No operation may reach the host with a file that is not open.
 TEST_F(DataOpen, ATableWithoutFilesFailsEveryOperation) {
     OvraSQLTable table(database_);
