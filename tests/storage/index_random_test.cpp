@@ -129,12 +129,12 @@ TEST_P(IndexRandomTest, AgreesWithAListKeptBesideIt) {
     for (int operation = 1; operation <= operations; ++operation) {
         // Grows at first, shrinks in the middle, and so on: merges as well as splits.
         const bool growing = operation / (operations / 8) % 2 == 0;
-        const auto choice = static_cast<uint32_t>(random_() % 100);
-        if (choice < (growing ? 60U : 20U)) {
+        const auto choice = static_cast<uint32_t>(random_() % 1000);
+        if (choice < (growing ? 600U : 200U)) {
             Insert();
-        } else if (choice < 85) {
+        } else if (choice < 850) {
             Delete();
-        } else if (choice < 86) {
+        } else if (choice < 851) {
             DeleteMissing();
         } else {
             Search();
