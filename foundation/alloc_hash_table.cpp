@@ -68,7 +68,6 @@ class AllocHashTable {
     void Add(EntryOwner entry) {
         const std::lock_guard<std::mutex> lock(mutex_);
         const uint32_t hash = HashAddress(entry->address);
-        store_.CompactIfMostlyHoles();
         store_.Insert(entry.release(), hash, [](const Entry& added, const Entry& member) {
             return CompareAddresses(added.address, member.address);
         });

@@ -9,11 +9,13 @@
 // Invariants:
 //   1. A chain is sorted by the table's compare; a new item goes after those that equal it. So a
 //      look-up finds the first of equals.
-//   2. Removal leaves a hole; only holes at the end are given back.
+//   2. Removal leaves a hole; only holes at the end are given back. A vector that is full, long and
+//      mostly holes is closed up at the next insertion instead of growing: then slot numbers
+//      change, the order does not.
 //   3. The heads are as many as the slots in memory, a power of two, and nothing is in memory
-//   before
-//      the first insertion. Doubling splits each chain in two and keeps its order, so it compares
-//      nothing. Capacity() and BucketCount() are the stated sizes, which differ from the memory's.
+//      before the first insertion. Doubling splits each chain in two and keeps its order, so it
+//      compares nothing. Capacity() and BucketCount() are the stated sizes, which differ from the
+//      memory's.
 //
 // The compare functions are handed in by the tables: compareItems(newItem, member) and
 // compareKey(member), negative, 0 or positive.
@@ -76,7 +78,7 @@ class HashStore {
     int32_t Insert(Item* item, uint32_t hash, CompareItems compareItems) {
         ItemOwner guard(ownsItems_ ? item : nullptr);
         if (usedSlots_ == roomCount_) {
-            Enlarge();
+            MakeRoom();
         }
         static_cast<void>(guard.release());
         if (usedSlots_ >= capacity_) {
@@ -136,31 +138,6 @@ class HashStore {
         }
     }
 
-    // Moves the items together when at least half of a long vector is holes, so that a table whose
-    // items come and go does not grow without end. The order stays; slot numbers change.
-    void CompactIfMostlyHoles() {
-        if (holeCount_ < kHashTableStep || holeCount_ < usedSlots_ / 2) {
-            return;
-        }
-        auto moved = Memory::template MakeVector<int32_t>(static_cast<size_t>(usedSlots_));
-        int32_t kept = 0;
-        for (int32_t slot = 0; slot < usedSlots_; ++slot) {
-            moved[slot] = kNoSlot;
-            if (slots_[slot].item != nullptr) {
-                moved[slot] = kept;
-                slots_[kept++] = slots_[slot];
-            }
-        }
-        usedSlots_ = kept;
-        holeCount_ = 0;
-        for (int32_t slot = 0; slot < kept; ++slot) {
-            slots_[slot].next = slots_[slot].next == kNoSlot ? kNoSlot : moved[slots_[slot].next];
-        }
-        for (int32_t head = 0; head < roomCount_; ++head) {
-            heads_[head] = heads_[head] == kNoSlot ? kNoSlot : moved[heads_[head]];
-        }
-    }
-
     // A walk in slot order that skips holes. It sees items that are added while it runs.
     struct WalkEnd {};
     class Walk {
@@ -199,39 +176,10 @@ class HashStore {
         return hash & (static_cast<uint32_t>(roomCount_) - 1);
     }
 
-    void Enlarge() {
-        if (roomCount_ > std::numeric_limits<int32_t>::max() / 2) {
-            throw std::bad_alloc();
-        }
-        const int32_t room = roomCount_ == 0 ? kLeastRoom : roomCount_ * 2;
-        auto heads = Memory::template MakeVector<int32_t>(static_cast<size_t>(room));
-        auto slots = Memory::template MakeVector<Slot>(static_cast<size_t>(room));
-        for (int32_t slot = 0; slot < usedSlots_; ++slot) {
-            slots[slot] = slots_[slot];
-        }
-        for (int32_t head = 0; head < room; ++head) {
-            heads[head] = kNoSlot;
-        }
-        for (int32_t head = 0; head < roomCount_; ++head) {
-            SplitChain(heads_[head], &heads[head], &heads[head + roomCount_], slots.get());
-        }
-        heads_ = std::move(heads);
-        slots_ = std::move(slots);
-        roomCount_ = room;
-    }
-
-    // Deals the members out to the two buckets that one becomes, each in the order they had.
-    void SplitChain(int32_t slot, int32_t* low, int32_t* high, Slot* slots) const {
-        while (slot != kNoSlot) {
-            const int32_t next = slots[slot].next;
-            const bool goesHigh = (slots[slot].hash & static_cast<uint32_t>(roomCount_)) != 0;
-            int32_t*& link = goesHigh ? high : low;
-            *link = slot;
-            link = &slots[slot].next;
-            *link = kNoSlot;
-            slot = next;
-        }
-    }
+    void MakeRoom();
+    void CloseHoles();
+    void Enlarge();
+    void SplitChain(int32_t slot, int32_t* low, int32_t* high, Slot* slots) const;
 
     void DeleteItems() {
         for (int32_t slot = 0; slot < usedSlots_; ++slot) {
@@ -254,3 +202,5 @@ class HashStore {
 };
 
 }  // namespace ovrasql
+
+#include "foundation/hash_store_growth.h"

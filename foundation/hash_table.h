@@ -49,7 +49,6 @@ class HashTable {
             store_.Find(hash, [this, key](const Item& member) { return CompareKey(member, key); }));
     }
     int32_t AddHashed(Item* item, uint32_t hash) {
-        store_.CompactIfMostlyHoles();
         return store_.Insert(item, hash, [this](const Item& added, const Item& member) {
             return CompareItems(added, member);
         });

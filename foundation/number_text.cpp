@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "foundation/decimal_digits.h"
+#include "foundation/powers_of_ten.h"
 
 namespace ovrasql {
 
@@ -26,11 +27,6 @@ struct DecimalNumber {
     int32_t point = 0;
     int32_t negative = 0;
 };
-
-constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                   1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                   1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-constexpr int32_t kMostExactPower = 22;
 
 constexpr char kDigitPairs[] =
     "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546"
@@ -104,7 +100,8 @@ bool ScaleShortest(double magnitude, uint64_t* scaled, int32_t* decimals) {
     if (!(product < kMostDigits - 1)) {
         return false;
     }
-    uint64_t whole = static_cast<uint64_t>(product + 0.5);
+    uint64_t whole = static_cast<uint64_t>(product);
+    whole += product - static_cast<double>(whole) >= 0.5 ? 1 : 0;
     if (static_cast<double>(whole) / kPowersOfTen[kTriedDecimals] != magnitude) {
         return false;
     }

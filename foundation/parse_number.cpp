@@ -5,16 +5,13 @@
 #include <limits>
 
 #include "foundation/number_text.h"
+#include "foundation/powers_of_ten.h"
 #include "foundation/text_compare.h"
 
 namespace ovrasql {
 
 namespace {
 
-constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                   1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                   1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-constexpr int32_t kMostExactPower = 22;
 constexpr uint64_t kMostExactWhole = uint64_t{1} << 53;
 
 // As many digits as a 64-bit word holds whatever they are.

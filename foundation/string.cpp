@@ -38,8 +38,8 @@ int32_t FindIn(TextView text, TextView needle, int32_t start) {
     }
     const int32_t last = text.length - needle.length;
     for (int32_t from = start < 0 ? 0 : start; from <= last;) {
-        const void* hit =
-            std::memchr(text.data + from, needle[0], static_cast<size_t>(last - from + 1));
+        const size_t places = static_cast<size_t>(last - from) + 1;
+        const void* hit = std::memchr(text.data + from, needle[0], places);
         if (hit == nullptr) {
             return -1;
         }
@@ -134,8 +134,8 @@ void String::KeepRange(int32_t start, int32_t length) {
 
 void String::Assign(TextView text) {
     // The text may stand in the old buffer, which is held until the copy is made.
-    length_ = 0;
     const std::unique_ptr<char[]> old = MakeRoom(int64_t{text.length} + 1);
+    length_ = 0;
     PutAtEnd(text);
 }
 
@@ -151,7 +151,8 @@ void String::AppendChar(char c) {
     if (length_ + 2 >= capacity_) {
         MakeRoom(int64_t{capacity_} + 1);
     }
-    PutAtEnd(TextView(&c, 1));
+    text_[length_++] = c;
+    text_[length_] = '\0';
 }
 
 void String::Prepend(TextView text) {

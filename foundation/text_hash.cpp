@@ -36,9 +36,19 @@ struct LowerByte {
     static uint32_t Of(char c) { return character_tables::kLower.entry[static_cast<uint8_t>(c)]; }
 };
 
-// Up to four bytes, the first one lowest.
+// Four bytes, the first one lowest.
 template <class Byte>
-uint32_t Word(const char* bytes, int32_t count) {
+uint32_t Word(const char* bytes) {
+    return Byte::Of(bytes[0]) | Byte::Of(bytes[1]) << 8 | Byte::Of(bytes[2]) << 16 |
+           Byte::Of(bytes[3]) << 24;
+}
+
+// Up to four of them.
+template <class Byte>
+uint32_t PartWord(const char* bytes, int32_t count) {
+    if (count >= 4) {
+        return Word<Byte>(bytes);
+    }
     uint32_t word = 0;
     for (int32_t index = 0; index < count; ++index) {
         word |= Byte::Of(bytes[index]) << (8 * index);
@@ -52,19 +62,19 @@ uint32_t Hash(TextView text, uint32_t initial) {
     const char* bytes = text.data;
     int32_t left = text.length;
     for (; left >= kBlockBytes; left -= kBlockBytes, bytes += kBlockBytes) {
-        state.a += Word<Byte>(bytes, 4);
-        state.b += Word<Byte>(bytes + 4, 4);
-        state.c += Word<Byte>(bytes + 8, 4);
+        state.a += Word<Byte>(bytes);
+        state.b += Word<Byte>(bytes + 4);
+        state.c += Word<Byte>(bytes + 8);
         state.Mix();
     }
     // The last 0 to 11 bytes. The low byte of the third word is the length's.
     state.c += static_cast<uint32_t>(text.length);
-    state.a += Word<Byte>(bytes, left < 4 ? left : 4);
+    state.a += PartWord<Byte>(bytes, left);
     if (left > 4) {
-        state.b += Word<Byte>(bytes + 4, left < 8 ? left - 4 : 4);
+        state.b += PartWord<Byte>(bytes + 4, left - 4);
     }
     if (left > 8) {
-        state.c += Word<Byte>(bytes + 8, left - 8) << 8;
+        state.c += PartWord<Byte>(bytes + 8, left - 8) << 8;
     }
     state.Mix();
     return state.c;

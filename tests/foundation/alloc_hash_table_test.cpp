@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -55,8 +56,8 @@ TEST_F(AllocationReport, OfAnEmptyTrackerHoldsTheTwoSessionLines) {
 TEST_F(AllocationReport, ShowsEachAllocationInOrder) {
     char* first = static_cast<char*>(TrackedNew(3, "one.cpp", 12));
     char* second = static_cast<char*>(TrackedNew(4, "two.cpp", 7));
-    std::memcpy(first, "abc", 3);
-    std::memcpy(second, "\x01z\xff ", 4);
+    std::copy_n("abc", 3, first);
+    std::copy_n("\x01z\xff ", 4, second);
     EXPECT_EQ(Report(), kBegin + Line("one.cpp", 12, 3, first) + "\tabc\n" +
                             Line("two.cpp", 7, 4, second) + "\t<0x01>z<0xff> \n" + kEnd);
     TrackedDelete(first);
@@ -117,9 +118,11 @@ TEST_F(AllocationReport, ManyThreadsTrackAtOnce) {
     constexpr int32_t kThreads = 4;
     constexpr int32_t kRounds = 2000;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int32_t thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([] {
             std::vector<void*> held;
+            held.reserve(kRounds);
             for (int32_t round = 0; round < kRounds; ++round) {
                 held.push_back(TrackedNew(8, "thread.cpp", round));
             }

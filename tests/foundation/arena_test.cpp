@@ -24,8 +24,10 @@ TEST(Arena, CopiesTextWithANulBehindIt) {
 
 TEST(Arena, CopiesStayWhereTheyAreWhileItGrows) {
     Arena arena;
+    constexpr int32_t kTexts = 20000;
     std::vector<TextView> copies;
-    for (int32_t number = 0; number < 20000; ++number) {
+    copies.reserve(kTexts);
+    for (int32_t number = 0; number < kTexts; ++number) {
         copies.push_back(arena.Copy(View("text" + std::to_string(number))));
     }
     for (size_t number = 0; number < copies.size(); ++number) {

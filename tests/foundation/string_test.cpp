@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "tests/foundation/foundation_support.h"
@@ -189,6 +190,19 @@ TEST(String, ClearGoesBackToNullText) {
     EXPECT_TRUE(text.IsNull());
     EXPECT_EQ(text.Capacity(), 0);
     EXPECT_EQ(text.Length(), 0);
+}
+
+// The views below claim more bytes than they have; they must be refused before they are read.
+TEST(String, RefusesTextsPast2GiBAndStaysAsItWas) {
+    String text("text");
+    const TextView huge("x", 2147483640);
+    EXPECT_THROW(text.Append(huge), std::bad_alloc);
+    EXPECT_THROW(text.Prepend(huge), std::bad_alloc);
+    EXPECT_THROW(text.Assign(huge), std::bad_alloc);
+    EXPECT_THROW(static_cast<void>(String::Join({huge, huge})), std::bad_alloc);
+    EXPECT_THROW(static_cast<void>(text.PadLeft(2147483647, ' ')), std::bad_alloc);
+    EXPECT_STREQ(text.CText(), "text");
+    EXPECT_EQ(text.Length(), 4);
 }
 
 TEST(String, JoinsPieces) {
