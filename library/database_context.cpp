@@ -20,6 +20,10 @@ using StartFunction = bool (Schema::*)(TextView path);
 // touches a file, so that the error can be read and the database freed after a failure.
 int32_t StartDatabase(void* database, TextView path, StartFunction start) {
     DatabaseContext* context = DatabaseContext::Attach(database);
+    if (ovDatabase_data(database) != context) {
+        context->Free();  // the host has not kept the word and could never free it
+        return 0;
+    }
     Schema* schema = context->GetSchema();
     if (schema == nullptr) {
         return context->FailForMemory();

@@ -34,7 +34,8 @@ int32_t OpenView(DatabaseContext& context, TextView name, TextView text, void* l
     }
     viewContext->SetStatement(statement);
     void* view = ovDatabase_AddView(context.HostDatabase(), name.data, name.length, viewContext);
-    if (view == nullptr) {
+    // A view that has not kept the word could never be closed.
+    if (view == nullptr || ovDatabaseView_data(view) != viewContext) {
         viewContext->End();
         return context.Fail("Unable to create view");
     }

@@ -15,7 +15,7 @@ INCLUDE = re.compile(r'^\s*#include\s+"([^"]+)"')
 
 # First match wins, so single files stand before their folder.
 FLOORS = [
-    ("library/host_services", 0),
+    ("library/host_service", 0),
     ("library/platform", 0),
     ("include/", 0),
     ("ovrasql/", 0),

@@ -69,7 +69,8 @@ Texts TestView::Columns() const {
     }
     const HostVariable* columns = MemoryHost::Variable(structure);
     for (int32_t number = 1; columns->Element(number) != nullptr; ++number) {
-        names.push_back(columns->Element(number)->Member("FIELD_NAME")->text);
+        const HostVariable* name = columns->Element(number)->Member("FIELD_NAME");
+        names.push_back(name == nullptr ? "(no name)" : name->text);
     }
     return names;
 }
