@@ -1,10 +1,9 @@
-// Making, opening and ending a database: the schema table with its two indexes, and the options.
+// Making and opening a database: the schema table with its two indexes. The options.
 
 #include <memory>
 
 #include "foundation/path_text.h"
 #include "schema/index.h"
-#include "schema/prepared_statement.h"
 #include "schema/schema.h"
 #include "schema/table.h"
 #include "storage/key_compare.h"
@@ -35,20 +34,6 @@ constexpr CatalogColumn kCatalogColumns[] = {
 };
 
 }  // namespace
-
-Schema::Schema(void* program, void* database, int32_t statementCacheSize)
-    : program_(program),
-      database_(database),
-      openTables_(/*ownsItems=*/true, /*ignoreCase=*/true),
-      statements_(/*ownsItems=*/true),
-      statementCacheSize_(statementCacheSize) {}
-
-// The schema table goes first, the trace after it; the cache and the open tables go with their
-// members.
-Schema::~Schema() {
-    DropCatalog();
-    trace_.Close();
-}
 
 bool Schema::Create(TextView path) {
     StartCatalog(path);

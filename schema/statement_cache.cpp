@@ -6,8 +6,23 @@
 #include "engine/sql_engine.h"
 #include "schema/prepared_statement.h"
 #include "schema/schema.h"
+#include "schema/table.h"
 
 namespace ovrasql {
+
+Schema::Schema(void* program, void* database, int32_t statementCacheSize)
+    : program_(program),
+      database_(database),
+      openTables_(/*ownsItems=*/true, /*ignoreCase=*/true),
+      statements_(/*ownsItems=*/true),
+      statementCacheSize_(statementCacheSize) {}
+
+// The schema table goes first, the trace after it; the cache and the open tables go with their
+// members.
+Schema::~Schema() {
+    DropCatalog();
+    trace_.Close();
+}
 
 PreparedStatement* Schema::Prepare(TextView text) {
     for (PreparedStatement* cached = statements_.First(); cached != nullptr;
