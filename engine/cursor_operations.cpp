@@ -48,10 +48,13 @@ bool RunLoop::SelectIndex(const Instruction& in) {
     if (cursor == nullptr || in.operand2 < 0 || !SlotIsSane(in.operand2)) {
         return Invalid();
     }
-    Index* const index =
-        schema_->OpenIndex(*cursor->GetTable(), TextView(in.text1, in.text1Length));
+    Index* index = cursor->IndexSelectedAs(in.text1);
     if (index == nullptr) {
-        return FailWithSchema();
+        index = schema_->OpenIndex(*cursor->GetTable(), TextView(in.text1, in.text1Length));
+        if (index == nullptr) {
+            return FailWithSchema();
+        }
+        cursor->RememberIndexName(in.text1);
     }
     return cursor->SelectIndex(index, in.operand2, in.operand3 != 0, stack_.get()) || Invalid();
 }

@@ -41,6 +41,12 @@ class SQLCursor {
     // key parts with the first on top, and the lower bound below them if `isRange`. False, with
     // everything popped, if the index has fewer columns.
     [[nodiscard]] bool SelectIndex(Index* index, int32_t partCount, bool isRange, SQL_Stack* stack);
+    // Null unless the index was selected last under this very name, the program's own text: an
+    // inner loop selects its index again for each outer row.
+    [[nodiscard]] Index* IndexSelectedAs(const char* name) const {
+        return name == indexName_ ? index_ : nullptr;
+    }
+    void RememberIndexName(const char* name) { indexName_ = name; }
 
     // Whether a live record was found.
     [[nodiscard]] bool First();
@@ -61,6 +67,7 @@ class SQLCursor {
 
     std::unique_ptr<Table> table_;
     Index* index_ = nullptr;  // the table's
+    const char* indexName_ = nullptr;
     Array<OvraSQLField> columns_;
     String key_;
     String rangeKey_;
