@@ -27,6 +27,21 @@ TEST_F(IndexInsertTest, AKeyIsWrittenIntoTheLeafAndTheGenerationRises) {
     EXPECT_EQ(index_->Generation(), 1U);
 }
 
+// The example of docs/formats-ovx.md.
+TEST_F(IndexInsertTest, TheDocumentedExampleIsWhatLiesInTheFile) {
+    ASSERT_TRUE(index_->Create("t.ovx", "toupper( d.NAME )", kIndexTextOnly));
+    Insert("ANNA BOB");
+    const std::string zeros(96, '\0');
+    EXPECT_EQ(TheHost().FileText("t.ovx"),
+              Padded(Padded(FromHex("4F 56 58 49 03 02 00 00 00 02 00 00 00 01 00 00 00"
+                                    "08 00 00 04 6C 00 04 00 00 00"
+                                    "74 6F 75 70 70 65 72 28 20 64 2E 4E 41 4D 45 20 29"),
+                            1024) +
+                         FromHex("02 00 00 00 00 00 00 00 01 00 00 00 41 4E 4E 41") + zeros +
+                         FromHex("00 00 00 00 02 00 00 00 42 4F 42"),
+                     2048));
+}
+
 // A shorter key leaves the end of the one that stood there.
 TEST_F(IndexInsertTest, AnEntryInFrontMovesTheOthersUp) {
     Create(0);
