@@ -6,8 +6,8 @@
 // no other way of sorting may take this one's place.
 //
 // What costs in a sort is the comparison. Before the first one each row's first term is turned into
-// a key: the number itself, or the first eight bytes of the text as one integer. Cells keep the
-// numbers that they have been read as, so that later terms are parsed once as well.
+// a key: the number itself, or eight bytes of the text as one integer. Cells keep the numbers that
+// they have been read as, so that later terms are parsed once as well.
 
 #include <cstring>
 #include <memory>
@@ -33,24 +33,40 @@ struct SortTerm {
     bool folds;
 };
 
+// A row on its way, with the key of its first term: a number, or eight bytes of the text as one
+// integer, taken from behind what all texts begin with.
 struct SortRow {
     SQLResult* cells;
     union {
         double number;
         uint64_t prefix;
     };
+    int32_t textLength;
     bool isNumber;
 };
 
-// The first eight bytes, so that comparing two such integers compares the texts up to there. A text
-// that has ended counts as zero bytes.
-[[nodiscard]] uint64_t PrefixOf(TextView text, bool folds) {
+constexpr int32_t kPrefixLength = 8;
+
+// So many bytes that comparing two such integers compares the texts up to there. A text that has
+// ended counts as zero bytes.
+[[nodiscard]] uint64_t PrefixOf(TextView text, int32_t from, bool folds) {
     uint64_t prefix = 0;
-    for (int32_t i = 0; i < 8; ++i) {
+    for (int32_t i = from; i < from + kPrefixLength; ++i) {
         const char c = i < text.length ? text[i] : '\0';
         prefix = (prefix << 8) | static_cast<uint8_t>(folds ? ToUpper(c) : c);
     }
     return prefix;
+}
+
+// How many bytes, no more than `most`, the two texts have in common at their head.
+[[nodiscard]] int32_t CommonLength(TextView first, TextView second, int32_t most, bool folds) {
+    int32_t length = 0;
+    while (length < most && length < first.length && length < second.length &&
+           (folds ? ToUpper(first[length]) == ToUpper(second[length])
+                  : first[length] == second[length])) {
+        ++length;
+    }
+    return length;
 }
 
 [[nodiscard]] int32_t Directed(bool isLess, bool ascending) { return isLess == ascending ? -1 : 1; }
@@ -59,12 +75,32 @@ class RowOrder {
   public:
     RowOrder(const SortTerm* terms, int32_t termCount) : terms_(terms), termCount_(termCount) {}
 
-    void MakeKey(SortRow* row) const {
+    // Gives every row its key.
+    void MakeKeys(SortRow* rows, int32_t count) {
         const SortTerm& term = terms_[0];
-        SQLResult& cell = row->cells[term.position];
-        row->isNumber = !term.isText && cell.GetDoubleChecked(&row->number);
-        if (!row->isNumber) {
-            row->prefix = term.isText ? PrefixOf(cell.GetString(), term.folds) : 0;
+        TextView firstText;
+        bool sawText = false;
+        for (int32_t i = 0; i < count; ++i) {
+            SortRow& row = rows[i];
+            SQLResult& cell = row.cells[term.position];
+            row.isNumber = !term.isText && cell.GetDoubleChecked(&row.number);
+            if (row.isNumber) {
+                continue;
+            }
+            const TextView text = cell.GetString();
+            if (!sawText) {
+                firstText = text;
+                commonLength_ = text.length;
+                sawText = true;
+            }
+            commonLength_ = CommonLength(firstText, text, commonLength_, term.folds);
+        }
+        for (int32_t i = 0; sawText && i < count; ++i) {
+            if (!rows[i].isNumber) {
+                const TextView text = rows[i].cells[term.position].GetString();
+                rows[i].textLength = text.length;
+                rows[i].prefix = PrefixOf(text, commonLength_, term.folds);
+            }
         }
     }
 
@@ -75,15 +111,29 @@ class RowOrder {
             if (left.number != right.number) {
                 return Directed(left.number < right.number, term.ascending);
             }
-        } else if (term.isText && left.prefix != right.prefix) {
+        } else if (left.isNumber == right.isNumber && left.prefix != right.prefix) {
             return Directed(left.prefix < right.prefix, term.ascending);
-        } else if (const int32_t order = CompareTexts(term, left, right); order != 0) {
+        } else if (const int32_t order = CompareFirstTexts(term, left, right); order != 0) {
             return order;
         }
         return CompareOtherTerms(left, right);
     }
 
   private:
+    // The texts of the first term, with the same prefix if both are such: short ones then differ in
+    // their length at most.
+    [[nodiscard]] int32_t CompareFirstTexts(const SortTerm& term, const SortRow& left,
+                                            const SortRow& right) const {
+        const int64_t known = int64_t{commonLength_} + kPrefixLength;
+        if (left.isNumber || right.isNumber || left.textLength > known ||
+            right.textLength > known) {
+            return CompareTexts(term, left, right);
+        }
+        return left.textLength == right.textLength
+                   ? 0
+                   : Directed(left.textLength < right.textLength, term.ascending);
+    }
+
     [[nodiscard]] static int32_t CompareTexts(const SortTerm& term, const SortRow& left,
                                               const SortRow& right) {
         const TextView leftText = left.cells[term.position].GetString();
@@ -114,6 +164,7 @@ class RowOrder {
 
     const SortTerm* terms_;
     int32_t termCount_;
+    int32_t commonLength_ = 0;  // of the texts of the first term
 };
 
 // Merges the runs [start, middle) and [middle, end) of `from` into `to`.
@@ -169,13 +220,13 @@ bool SQLTemporaryTable::Sort(const List<SQLOrderBy>& list) {
     if (rowCount_ < 2) {
         return true;
     }
-    const RowOrder order(terms.get(), termCount);
+    RowOrder order(terms.get(), termCount);
     auto from = std::make_unique_for_overwrite<SortRow[]>(static_cast<size_t>(rowCount_));
     auto to = std::make_unique_for_overwrite<SortRow[]>(static_cast<size_t>(rowCount_));
     for (int32_t i = 0; i < rowCount_; ++i) {
         from[static_cast<size_t>(i)].cells = rows_[static_cast<size_t>(i)];
-        order.MakeKey(&from[static_cast<size_t>(i)]);
     }
+    order.MakeKeys(from.get(), rowCount_);
     for (int64_t width = 1; width < rowCount_; width *= 2) {
         for (int64_t start = 0; start < rowCount_; start += 2 * width) {
             MergeRuns(order, from.get(), to.get(), static_cast<int32_t>(start),
