@@ -58,8 +58,8 @@ class OvraSQLIndex {
     [[nodiscard]] bool Seek(TextView key, bool exact, uint32_t* recordNumber, bool* found,
                             bool lock);
 
-    // Positions on the entry with this key and this record number. False also when there is none;
-    // then the walk has run to the index's end.
+    // Positions on the entry with this key and this record number. False also when there is none:
+    // the walk then stands beside the key's place, or has run to the index's end.
     [[nodiscard]] bool SeekRecord(TextView key, uint32_t recordNumber, bool lock);
 
     // Steps. Record number 0 is the end, or a failure (see Failed). `key`, which may be null,
