@@ -10,7 +10,7 @@
 namespace ovrasql {
 
 SQLCodeGenerator::SQLCodeGenerator(Schema* schema)
-    : schema_(schema), keptTexts_(true), subqueries_(false), referenceManagers_(true) {}
+    : schema_(schema), subqueries_(false), referenceManagers_(true) {}
 
 SQLCodeGenerator::~SQLCodeGenerator() = default;
 
@@ -21,7 +21,7 @@ void SQLCodeGenerator::Reset(TextView text) {
     subqueries_.RemoveAll();
     statement_.reset();
     referenceManagers_.RemoveAll();
-    keptTexts_.RemoveAll();
+    keptTexts_.Clear();
     statementText_ = text;
 }
 
@@ -78,13 +78,6 @@ std::unique_ptr<SQLQuery> SQLCodeGenerator::NewSubquery(SQLReferenceManager* ref
                                            updateTarget);
     subqueries_.Insert(made.get(), ListPlace::kTail);
     return made;
-}
-
-TextView SQLCodeGenerator::KeepText(TextView text) {
-    auto kept = std::make_unique<String>(text);
-    const TextView view = kept->View();
-    keptTexts_.Insert(std::move(kept), ListPlace::kTail);
-    return view;
 }
 
 bool SQLCodeGenerator::SetError(TextView text) {

@@ -18,6 +18,7 @@
 #include <memory>
 
 #include "engine/instruction.h"
+#include "foundation/arena.h"
 #include "foundation/list.h"
 #include "foundation/stack.h"
 #include "foundation/string.h"
@@ -78,7 +79,7 @@ class SQLCodeGenerator {
                                                         int32_t kind, SQLQuery* query,
                                                         SQLTableReference* updateTarget);
     // Copies `text` for the life of the statement. NUL-ended.
-    [[nodiscard]] TextView KeepText(TextView text);
+    [[nodiscard]] TextView KeepText(TextView text) { return keptTexts_.Copy(text); }
 
     // The passes, from the parsed tree to the finished program.
     [[nodiscard]] bool Compile();
@@ -154,7 +155,7 @@ class SQLCodeGenerator {
     std::unique_ptr<Instruction[]> instructions_;
     int32_t instructionCount_ = 0;
     int32_t instructionRoom_ = 0;
-    List<String> keptTexts_;
+    Arena keptTexts_;
     List<SQLQuery> subqueries_;
     List<SQLReferenceManager> referenceManagers_;
     // Last of the owners, so that it goes first: its queries are listed above.

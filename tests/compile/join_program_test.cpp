@@ -1,7 +1,6 @@
 #include "tests/compile/compile_database.h"
 
-// Whole programs of nested loops: inner and outer joins and sub-queries, which stand inline in the
-// loop around them.
+// Whole programs of nested loops: inner and outer joins.
 
 namespace ovrasql {
 namespace {
