@@ -40,57 +40,36 @@ Schema::Lookup Schema::FindTableRow(TextView name) {
 
 // Table rows have the empty key, and the index orders keys that read as numbers by value: an empty
 // name, "0" or "infinity" finds rows of other names. So the row itself must bear the name, and the
-// search goes on over all entries that count as equal. A dead row is reported only if no live one
-// follows; the schema table then stands on it.
-Schema::Lookup Schema::FindIndexRow(TextView name) {
+// search goes on over all entries that count as equal. The same order puts names such as "nan", and
+// others beside them, out of the search's reach; kAllRows reads every entry and misses none.
+//
+// A dead row is reported only if no live one follows; the schema table then stands on it.
+Schema::Lookup Schema::FindIndexRow(TextView name, SearchScope scope) {
     if (!CatalogReady()) {
         return Lookup::kFailed;
     }
     keyScratch_ = name;
     keyScratch_.ToUpper();
-    uint32_t recordNumber = 0;
-    bool found = false;
-    if (!schemaIndex2_->Seek(keyScratch_, /*exact=*/true, &recordNumber, &found)) {
-        found = false;
-    }
+    const bool all = scope == SearchScope::kAllRows;
+    uint32_t number = 0;
     uint32_t deadRow = 0;
-    while (found) {
-        if (!ReadRow(recordNumber)) {
+    bool more = true;
+    const bool began = all ? schemaIndex2_->First(&number)
+                           : schemaIndex2_->Seek(keyScratch_, /*exact=*/true, &number, &more);
+    more = began && more && number != 0;
+    while (more) {
+        if (!ReadRow(number)) {
             return Lookup::kFailed;
         }
         if (IsIndexRow(name)) {
             if (!schemaTable_->Data().IsDeleted()) {
                 return Lookup::kLive;
             }
-            deadRow = recordNumber;
+            deadRow = number;
         }
-        found = schemaIndex2_->NextEqual(keyScratch_, &recordNumber);
+        more = all ? schemaIndex2_->Next(&number) && number != 0
+                   : schemaIndex2_->NextEqual(keyScratch_, &number);
     }
-    return EndOfIndexRows(deadRow);
-}
-
-// Names such as "nan" and "infinity" read as numbers, by which the index's order breaks: they, and
-// others beside them, can be out of its search's reach. Reading all entries misses none.
-Schema::Lookup Schema::ScanForIndexRow(TextView name) {
-    uint32_t recordNumber = 0;
-    uint32_t deadRow = 0;
-    bool more = schemaIndex2_->First(&recordNumber);
-    while (more && recordNumber != 0) {
-        if (!ReadRow(recordNumber)) {
-            return Lookup::kFailed;
-        }
-        if (IsIndexRow(name)) {
-            if (!schemaTable_->Data().IsDeleted()) {
-                return Lookup::kLive;
-            }
-            deadRow = recordNumber;
-        }
-        more = schemaIndex2_->Next(&recordNumber);
-    }
-    return EndOfIndexRows(deadRow);
-}
-
-Schema::Lookup Schema::EndOfIndexRows(uint32_t deadRow) {
     if (schemaIndex2_->File().Failed()) {
         error_ = schemaIndex2_->File().Error();
         return Lookup::kFailed;
@@ -107,7 +86,9 @@ bool Schema::IsIndexRow(TextView name) {
 
 bool Schema::TableExists(TextView name) { return FindTableRow(name) == Lookup::kLive; }
 
-bool Schema::IndexExists(TextView name) { return FindIndexRow(name) == Lookup::kLive; }
+bool Schema::IndexExists(TextView name) {
+    return FindIndexRow(name, SearchScope::kEqualKeys) == Lookup::kLive;
+}
 
 std::unique_ptr<Table> Schema::OpenTable(TextView name) {
     if (!TableExists(name)) {

@@ -79,9 +79,9 @@ bool Schema::CreateIndex(TextView tableName, TextView name, bool unique,
     }
     // A row that the search does not reach must be found before a new index of its name empties its
     // file, so a name that is not found is looked for in all rows.
-    Lookup row = FindIndexRow(name);
+    Lookup row = FindIndexRow(name, SearchScope::kEqualKeys);
     if (row == Lookup::kMissing) {
-        row = ScanForIndexRow(name);
+        row = FindIndexRow(name, SearchScope::kAllRows);
     }
     if (row == Lookup::kFailed) {
         return false;

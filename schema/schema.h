@@ -124,6 +124,7 @@ class Schema {
     friend class IndexRowWalk;
 
     enum class Lookup { kMissing, kDead, kLive, kFailed };
+    enum class SearchScope { kEqualKeys, kAllRows };
 
     // schema_open.cpp
     void StartCatalog(TextView path);
@@ -138,9 +139,7 @@ class Schema {
     // catalog_lookup.cpp: each leaves the schema table on the row that it tells of
     [[nodiscard]] bool ReadRow(uint32_t recordNumber);
     [[nodiscard]] Lookup FindTableRow(TextView name);
-    [[nodiscard]] Lookup FindIndexRow(TextView name);
-    [[nodiscard]] Lookup ScanForIndexRow(TextView name);
-    [[nodiscard]] Lookup EndOfIndexRows(uint32_t deadRow);
+    [[nodiscard]] Lookup FindIndexRow(TextView name, SearchScope scope);
     [[nodiscard]] bool IsIndexRow(TextView name);
     [[nodiscard]] std::unique_ptr<Index> IndexFromRow(Table& table);
     [[nodiscard]] bool OpenIndexFile(Index& index);
