@@ -83,62 +83,62 @@ class RunLoop {
 
     // view_operations.cpp
     [[nodiscard]] bool CheckView(TextView message);
-    [[nodiscard]] bool MakeResult(const Instruction& instruction);
-    [[nodiscard]] bool PopResult(const Instruction& instruction);
-    [[nodiscard]] bool PushDynamic(const Instruction& instruction);
-    [[nodiscard]] bool CompareTop(const Instruction& instruction, int32_t* order);
-    [[nodiscard]] bool Substring(const Instruction& instruction);
+    [[nodiscard]] bool MakeResult(const Instruction& in);
+    [[nodiscard]] bool PopResult(const Instruction& in);
+    [[nodiscard]] bool PushDynamic(const Instruction& in);
+    [[nodiscard]] bool CompareTop(const Instruction& in, int32_t* order);
+    [[nodiscard]] bool Substring(const Instruction& in);
 
     // cursor_operations.cpp
-    [[nodiscard]] bool OpenCursor(const Instruction& instruction);
-    [[nodiscard]] bool BindColumn(const Instruction& instruction);
-    [[nodiscard]] bool SelectIndex(const Instruction& instruction);
-    [[nodiscard]] bool CursorFirst(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool CursorNext(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool InsertRecord(const Instruction& instruction);
-    [[nodiscard]] bool UpdateRecord(const Instruction& instruction);
-    [[nodiscard]] bool UpdateIndexes(const Instruction& instruction);
-    [[nodiscard]] bool DeleteRecord(const Instruction& instruction);
-    [[nodiscard]] bool DeleteIndexes(const Instruction& instruction);
-    [[nodiscard]] bool LockForUpdate(const Instruction& instruction);
-    [[nodiscard]] bool PushColumn(const Instruction& instruction);
-    [[nodiscard]] bool PushBoolColumn(const Instruction& instruction);
-    [[nodiscard]] bool PopColumn(const Instruction& instruction);
-    [[nodiscard]] bool CompareInCursor(const Instruction& instruction, int32_t* order);
+    [[nodiscard]] bool OpenCursor(const Instruction& in);
+    [[nodiscard]] bool BindColumn(const Instruction& in);
+    [[nodiscard]] bool SelectIndex(const Instruction& in);
+    [[nodiscard]] bool CursorFirst(const Instruction& in, int32_t* next);
+    [[nodiscard]] bool CursorNext(const Instruction& in, int32_t* next);
+    [[nodiscard]] bool InsertRecord(const Instruction& in);
+    [[nodiscard]] bool UpdateRecord(const Instruction& in);
+    [[nodiscard]] bool UpdateIndexes(const Instruction& in);
+    [[nodiscard]] bool DeleteRecord(const Instruction& in);
+    [[nodiscard]] bool DeleteIndexes(const Instruction& in);
+    [[nodiscard]] bool LockForUpdate(const Instruction& in);
+    [[nodiscard]] bool PushColumn(const Instruction& in);
+    [[nodiscard]] bool PushBoolColumn(const Instruction& in);
+    [[nodiscard]] bool PopColumn(const Instruction& in);
+    [[nodiscard]] bool CompareInCursor(const Instruction& in, int32_t* order);
 
     // row_operations.cpp
-    [[nodiscard]] bool MakeTemporaryTable(const Instruction& instruction);
-    [[nodiscard]] bool AppendRow(const Instruction& instruction);
-    [[nodiscard]] bool SortRows(const Instruction& instruction);
-    [[nodiscard]] bool PointResult(const Instruction& instruction);
-    [[nodiscard]] bool TemporaryFirst(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool TemporaryNext(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool PushTemporary(const Instruction& instruction);
-    [[nodiscard]] bool PopTemporary(const Instruction& instruction);
+    [[nodiscard]] bool MakeTemporaryTable(const Instruction& in);
+    [[nodiscard]] bool AppendRow(const Instruction& in);
+    [[nodiscard]] bool SortRows(const Instruction& in);
+    [[nodiscard]] bool PointResult(const Instruction& in);
+    [[nodiscard]] bool TemporaryFirst(const Instruction& in, int32_t* next);
+    [[nodiscard]] bool TemporaryNext(const Instruction& in, int32_t* next);
+    [[nodiscard]] bool PushTemporary(const Instruction& in);
+    [[nodiscard]] bool PopTemporary(const Instruction& in);
 
     // bucket_operations.cpp
-    [[nodiscard]] bool MakeBucket(const Instruction& instruction);
-    [[nodiscard]] bool MakeDefaultGroup(const Instruction& instruction);
-    [[nodiscard]] bool FindGroup(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool BucketFirst(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool BucketNext(const Instruction& instruction, int32_t* next);
-    [[nodiscard]] bool CountRow(const Instruction& instruction);
-    [[nodiscard]] bool CountDistinct(const Instruction& instruction);
-    [[nodiscard]] bool Average(const Instruction& instruction);
-    [[nodiscard]] bool Sum(const Instruction& instruction);
-    [[nodiscard]] bool KeepExtreme(const Instruction& instruction, int32_t wanted);
-    [[nodiscard]] bool PushBucket(const Instruction& instruction);
-    [[nodiscard]] bool PopBucket(const Instruction& instruction);
+    [[nodiscard]] bool MakeBucket(const Instruction& in);
+    [[nodiscard]] bool MakeDefaultGroup(const Instruction& in);
+    [[nodiscard]] bool FindGroup(const Instruction& in, int32_t* next);
+    [[nodiscard]] bool BucketFirst(const Instruction& in, int32_t* next);
+    [[nodiscard]] bool BucketNext(const Instruction& in, int32_t* next);
+    [[nodiscard]] bool CountRow(const Instruction& in);
+    [[nodiscard]] bool CountDistinct(const Instruction& in);
+    [[nodiscard]] bool Average(const Instruction& in);
+    [[nodiscard]] bool Sum(const Instruction& in);
+    [[nodiscard]] bool KeepExtreme(const Instruction& in, int32_t wanted);
+    [[nodiscard]] bool PushBucket(const Instruction& in);
+    [[nodiscard]] bool PopBucket(const Instruction& in);
     [[nodiscard]] SQLBucket* BucketAt(int32_t slot);
-    [[nodiscard]] bool FindEntry(const Instruction& instruction, SQLBucketEntry** entry);
+    [[nodiscard]] bool FindEntry(const Instruction& in, SQLBucketEntry** entry);
 
     // definition_operations.cpp
-    [[nodiscard]] bool CreateTable(const Instruction& instruction);
-    [[nodiscard]] bool AlterTableAdd(const Instruction& instruction);
-    [[nodiscard]] bool AlterTableDrop(const Instruction& instruction);
-    [[nodiscard]] bool DropTable(const Instruction& instruction);
-    [[nodiscard]] bool CreateIndex(const Instruction& instruction);
-    [[nodiscard]] bool DropIndex(const Instruction& instruction);
+    [[nodiscard]] bool CreateTable(const Instruction& in);
+    [[nodiscard]] bool AlterTableAdd(const Instruction& in);
+    [[nodiscard]] bool AlterTableDrop(const Instruction& in);
+    [[nodiscard]] bool DropTable(const Instruction& in);
+    [[nodiscard]] bool CreateIndex(const Instruction& in);
+    [[nodiscard]] bool DropIndex(const Instruction& in);
 
     Schema* schema_;
     EngineFailure failure_;

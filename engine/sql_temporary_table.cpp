@@ -1,6 +1,6 @@
 #include "engine/sql_temporary_table.h"
 
-#include <cstring>
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -23,9 +23,7 @@ void SQLTemporaryTable::GrowRows() {
     }
     const int32_t room = rowRoom_ == 0 ? kLeastRowRoom : rowRoom_ * 2;
     auto rows = std::make_unique_for_overwrite<SQLResult*[]>(static_cast<size_t>(room));
-    if (rowCount_ > 0) {
-        std::memcpy(rows.get(), rows_.get(), static_cast<size_t>(rowCount_) * sizeof(SQLResult*));
-    }
+    std::copy_n(rows_.get(), rowCount_, rows.get());
     rows_ = std::move(rows);
     rowRoom_ = room;
 }

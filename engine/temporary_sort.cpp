@@ -51,8 +51,9 @@ constexpr int32_t kPrefixLength = 8;
 // ended counts as zero bytes.
 [[nodiscard]] uint64_t PrefixOf(TextView text, int32_t from, bool folds) {
     uint64_t prefix = 0;
-    for (int32_t i = from; i < from + kPrefixLength; ++i) {
-        const char c = i < text.length ? text[i] : '\0';
+    const TextView rest = text.Part(from, kPrefixLength);
+    for (int32_t i = 0; i < kPrefixLength; ++i) {
+        const char c = i < rest.length ? rest[i] : '\0';
         prefix = (prefix << 8) | static_cast<uint8_t>(folds ? ToUpper(c) : c);
     }
     return prefix;

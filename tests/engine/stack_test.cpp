@@ -218,6 +218,27 @@ TEST_F(StackTest, FlagsTellWhereAValueCameFrom) {
     EXPECT_EQ(stack.EntryAt(6).flags, 0);
 }
 
+TEST_F(StackTest, UpperLeavesColumnsOfOtherTypesAlone) {
+    OvraSQLField number(nullptr, "A", kFieldNumeric, 5, 0);
+    number.SetValue("12");
+    stack.PushColumn(&number, 0);
+    stack.Upper();
+    EXPECT_EQ(stack.EntryAt(0).tag, StackTag::kColumn);
+    OvraSQLField memo(nullptr, "B", kFieldMemo, 10, 0);
+    memo.SetValue("ab");
+    stack.PushColumn(&memo, 0);
+    stack.Upper();
+    EXPECT_EQ(ToText(stack.PopText()), "AB");
+    SQLKeptResult cell;
+    cell.SetDouble(1.5);
+    stack.PushResult(&cell, StackHolder::kBucket, 0);
+    stack.Lower();  // a cell is a text to it, whatever it holds
+    EXPECT_EQ(stack.EntryAt(1).tag, StackTag::kString);
+    stack.PushNothing();
+    stack.Lower();
+    EXPECT_EQ(stack.EntryAt(2).tag, StackTag::kNothing);
+}
+
 TEST_F(StackTest, KeyTextsStandInTheOrderOfTheirPushing) {
     stack.PushInteger(99);
     stack.PushString("a");
