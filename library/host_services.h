@@ -27,8 +27,10 @@ inline constexpr int32_t kLockShared = OVRA_LOCK_SHARED;
 inline constexpr int32_t kLockExclusive = OVRA_LOCK_EXCLUSIVE;
 
 struct HostServices {
+// NOLINTBEGIN(bugprone-macro-parentheses): a member's name takes none
 #define OVRA_CALLED_SERVICE(name) decltype(&::name) name = nullptr;
 #define OVRA_UNCALLED_SERVICE(name) void* name = nullptr;
+// NOLINTEND(bugprone-macro-parentheses)
 #include "library/host_service_names.def"
 };
 

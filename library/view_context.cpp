@@ -1,7 +1,6 @@
 #include "library/view_context.h"
 
 #include "engine/sql_engine.h"
-#include "foundation/ignore_result.h"
 #include "library/context_pool.h"
 #include "library/entry_guard.h"
 #include "library/host_services.h"

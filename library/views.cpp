@@ -2,8 +2,6 @@
 
 #include "engine/sql_engine.h"
 #include "engine/sql_result.h"
-#include "foundation/ignore_result.h"
-#include "foundation/string.h"
 #include "library/database_context.h"
 #include "library/entry_guard.h"
 #include "library/host_services.h"

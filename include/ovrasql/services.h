@@ -189,7 +189,7 @@ OVRA_EXPORT void ovFile_Close(void* file);
 OVRA_EXPORT int32_t ovFile_Read(void* file, void* buffer, int32_t length);
 
 /* Writes at the position and moves it on. Returns the bytes written; fewer than `length` means a
- * failure. A write behind the end extends the file. */
+ * failure. A write behind the end extends the file, with NULs in between. */
 OVRA_EXPORT int32_t ovFile_Write(void* file, const void* buffer, int32_t length);
 
 /* Sets the position, from the start of the file; it may lie behind the end. Returns the position,
@@ -197,8 +197,9 @@ OVRA_EXPORT int32_t ovFile_Write(void* file, const void* buffer, int32_t length)
 OVRA_EXPORT int64_t ovFile_Seek(void* file, int64_t offset);
 
 /* Locks a byte range for this handle, against other handles of the file in this and in any other
- * process. Waits until the lock is there or the host gives up. 0 when locked, negative on failure.
- * The range may lie behind the end of the file. */
+ * process: mode OVRA_LOCK_SHARED or OVRA_LOCK_EXCLUSIVE. Waits until the lock is there or the host
+ * gives up. 0 when locked, negative on failure. The range may lie behind the end of the file. No
+ * handle asks for bytes that it has locked already. */
 OVRA_EXPORT int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length);
 
 /* Releases a range that this handle has locked, with the same offset and length. 0 on success,

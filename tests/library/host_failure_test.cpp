@@ -74,6 +74,20 @@ INSTANTIATE_TEST_SUITE_P(EachStatement, HostFailureTest,
                          ::testing::Range(0, static_cast<int32_t>(FailureStatements().size())),
                          StatementTestName);
 
+// Some systems refuse a second lock over bytes that the handle holds, others join the two, and the
+// first release frees both. So there is to be none.
+TEST(HostRefusalTest, NoHandleLocksBytesThatItHoldsAlready) {
+    const FileSet files = FailureFiles();
+    for (const std::string& statement : FailureStatements()) {
+        RestoreFiles(files);
+        TheHost().SetSelfConflict(true);
+        TestDatabase database;
+        ASSERT_TRUE(database.Open());
+        EXPECT_EQ(RunStatement(database, statement), "") << statement;
+        EXPECT_EQ(TheHost().Misuses(), std::vector<std::string>()) << statement;
+    }
+}
+
 // Locks alone: all are refused from some moment on, as by a process that never lets go.
 TEST(HostRefusalTest, RefusedLocksFailStatementsWithAMessage) {
     const FileSet files = FailureFiles();

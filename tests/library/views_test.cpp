@@ -194,6 +194,25 @@ TEST_F(ViewsTest, TheHostIsToldOfEachChange) {
     EXPECT_GT(view.Variable("a")->dirtyCount, before);
 }
 
+// The cell is whole before the host is told.
+TEST_F(ViewsTest, TheHostMayReadAVariableWhileItIsTold) {
+    std::string seen;
+    TheHost().SetDirtyHandler([&seen](void* variable) {
+        const char* text = nullptr;
+        int32_t length = 0;
+        int32_t owned = 0;
+        EXPECT_EQ(Table().variable_value_string(variable, &text, &length, &owned), 1);
+        seen += static_cast<HostDatabaseVariable*>(variable)->name + "=" +
+                std::string(text, static_cast<size_t>(length)) + " ";
+    });
+    TestView view(Database(), "select b from t where a > 1");
+    EXPECT_TRUE(view.Skip(2));
+    EXPECT_NE(seen.find("b=two "), std::string::npos) << seen;
+    EXPECT_NE(seen.find("b=three "), std::string::npos) << seen;
+    EXPECT_NE(seen.find("eof=1 "), std::string::npos) << seen;
+    TheHost().SetDirtyHandler(nullptr);
+}
+
 TEST_F(ViewsTest, VariablesAreMadeAnewOnEachRunOfACachedStatement) {
     for (int run = 0; run < 2; ++run) {
         TheHost().ClearLog();

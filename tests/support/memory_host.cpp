@@ -268,6 +268,10 @@ void MemoryHost::SetConflictHandler(std::function<void()> handler) {
     state_->conflictHandler = std::move(handler);
 }
 
+void MemoryHost::SetDirtyHandler(std::function<void(void* variable)> handler) {
+    state_->dirtyHandler = std::move(handler);
+}
+
 void MemoryHost::RefuseLocks(bool refused) { state_->locksRefused = refused; }
 
 const std::vector<HostCall>& MemoryHost::Calls() const { return state_->calls; }

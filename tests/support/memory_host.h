@@ -133,6 +133,9 @@ class MemoryHost {
     // Every lock call is refused from now on, or is not.
     void RefuseLocks(bool refused);
 
+    // Called inside ovDatabaseVariable_SetDirty with the variable: a host may read it there.
+    void SetDirtyHandler(std::function<void(void* variable)> handler);
+
     // --- The log.
     [[nodiscard]] const std::vector<HostCall>& Calls() const;
     [[nodiscard]] std::string LogText() const;  // one call a line, file services only

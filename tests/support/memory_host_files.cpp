@@ -220,14 +220,14 @@ int32_t ovFile_Delete(void* program, int32_t location, const char* path, int32_t
 }
 
 int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t length,
-                      int32_t new_location, const char* new_path, int32_t new_length) {
+                      int32_t newLocation, const char* newPathText, int32_t newLength) {
     const ServiceScope scope;
     const std::string name = Text(path, length);
-    const std::string newName = Text(new_path, new_length);
+    const std::string newName = Text(newPathText, newLength);
     const bool struck = PathCall("ovFile_Rename", program, location, name, 0, true);
     MemoryHost::State& host = Host();
     host.calls.back().newPath = newName;
-    if (new_location != OVRA_LOCATION_DATABASE) {
+    if (newLocation != OVRA_LOCATION_DATABASE) {
         host.Misuse("ovFile_Rename with a wrong second location");
     }
     if (struck) {
@@ -245,7 +245,7 @@ int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t
 }
 
 void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, int32_t length,
-                           int32_t flags, char** name, int32_t* name_length) {
+                           int32_t flags, char** name, int32_t* nameLength) {
     const ServiceScope scope;
     const std::string beside = Text(path, length);
     if (PathCall("ovFile_MakeTemporary", program, location, beside, flags, true)) {
@@ -270,7 +270,7 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
     auto block = std::make_unique<char[]>(made.size());
     std::memcpy(block.get(), made.data(), made.size());
     *name = block.get();
-    *name_length = static_cast<int32_t>(made.size());
+    *nameLength = static_cast<int32_t>(made.size());
     host.blocks[block.get()] = std::move(block);
     auto node = std::make_shared<FileNode>();
     host.files[made] = node;

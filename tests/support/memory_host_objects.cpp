@@ -52,9 +52,9 @@ void* ovDatabase_Program(void* database) {
     return MemoryHost::Database(database)->program;
 }
 
-void* ovDatabase_AddView(void* database, const char* name, int32_t name_length, void* data) {
+void* ovDatabase_AddView(void* database, const char* name, int32_t nameLength, void* data) {
     const ServiceScope scope;
-    const std::string text = Text(name, name_length);
+    const std::string text = Text(name, nameLength);
     LogPlain("ovDatabase_AddView", text);
     if (Struck("ovDatabase_AddView")) {
         Host().calls.back().failed = true;
@@ -78,9 +78,9 @@ void* ovDatabaseView_Database(void* view) {
     return MemoryHost::View(view)->database;
 }
 
-void* ovDatabaseView_AddVariable(void* view, const char* name, int32_t name_length, void* data) {
+void* ovDatabaseView_AddVariable(void* view, const char* name, int32_t nameLength, void* data) {
     const ServiceScope scope;
-    const std::string text = Text(name, name_length);
+    const std::string text = Text(name, nameLength);
     LogPlain("ovDatabaseView_AddVariable", text);
     if (Struck("ovDatabaseView_AddVariable")) {
         Host().calls.back().failed = true;
@@ -107,6 +107,9 @@ void ovDatabaseVariable_SetData(void* variable, void* data) {
 void ovDatabaseVariable_SetDirty(void* variable) {
     const ServiceScope scope;
     ++static_cast<HostDatabaseVariable*>(variable)->dirtyCount;
+    if (Host().dirtyHandler) {
+        Host().dirtyHandler(variable);
+    }
 }
 
 // --- Variables ---
@@ -147,16 +150,16 @@ void* ovVariable_Array_Element(int32_t index, void* variable, int32_t create) {
     return element;
 }
 
-void* ovVariable_Struct_Member(const char* name, int32_t name_length, void* variable,
+void* ovVariable_Struct_Member(const char* name, int32_t nameLength, void* variable,
                                int32_t create) {
     const ServiceScope scope;
     if (Struck("ovVariable_Struct_Member")) {
         return nullptr;
     }
     HostVariable* owner = MemoryHost::Variable(variable);
-    HostVariable* member = owner->Member(Text(name, name_length));
+    HostVariable* member = owner->Member(Text(name, nameLength));
     if (member == nullptr && create == 1) {
-        owner->members.emplace_back(Text(name, name_length), std::make_unique<HostVariable>());
+        owner->members.emplace_back(Text(name, nameLength), std::make_unique<HostVariable>());
         member = owner->members.back().second.get();
     }
     return member;

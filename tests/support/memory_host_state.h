@@ -57,6 +57,7 @@ struct MemoryHost::State {
     std::vector<std::string> misuses;
     std::vector<PlannedFailure> failures;
     std::function<void()> conflictHandler;
+    std::function<void(void*)> dirtyHandler;
     std::string errorText;       // of the last failure
     std::string fixedErrorText;  // set by a test
     std::string program = "the program";
