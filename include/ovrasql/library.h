@@ -83,9 +83,11 @@ typedef int32_t (*ovra_success_function)(void);
 /* Runs a statement as a view: makes the view of that name with ovDatabase_AddView and its variables
  * with ovDatabaseView_AddVariable, and goes to the first row. `list` holds the values of the
  * statement's parameters and `count` says how many they are. On success the variables hold the
- * first row, or the hidden variable "eof" is 1 when there is none. On failure no view has been made
- * if the statement could not be compiled; otherwise (a parameter count that is wrong, a failure in
- * the first row) the view exists and still has to be closed with view_close. */
+ * first row, or the hidden variable "eof", which every SELECT has behind its columns, is 1 when
+ * there is none. `count` must be the number of "?" in the statement; ":1", ":2" and so on take
+ * values by their place in the list and are not counted. On failure no view has been
+ * made if the statement could not be compiled; otherwise (a parameter count that is wrong, a
+ * failure in the first row) the view exists and still has to be closed with view_close. */
 typedef int32_t (*ovra_database_open_view_function)(void* database, const char* name,
                                                     int32_t name_length, const char* text,
                                                     int32_t text_length, void* list, int32_t count);
@@ -130,18 +132,21 @@ typedef int32_t (*ovra_variable_value_integer_function)(void* variable, int32_t*
 typedef int32_t (*ovra_variable_value_double_function)(void* variable, double* value);
 
 /* The same as text, with its length; the text ends with a NUL besides. It belongs to the library
- * (`owned` becomes 0: the host must not free it) and is valid until the view moves, is closed, or
- * the variable is read as a number. NULL values are empty. Always 1. */
+ * (`owned` becomes 0: the host must not free it) and is valid until the view moves or is
+ * closed. A NULL of the database is the empty text. Always 1. */
 typedef int32_t (*ovra_variable_value_string_function)(void* variable, const char** text,
                                                        int32_t* length, int32_t* owned);
 
 /* Sets an option. Keys are recognised in any case; an unknown key is ignored and gives 1.
  *
- *   log                   path of the trace file, empty for "sql.log". Closes an open trace file
- * first. subdir_char           one byte: table names are split into folders at it. casesensitive
- * texts compare with case. The value is ignored. caseinsensitive       texts compare without case.
- * The value is ignored. statement_cache_size  how many compiled statements are kept, 10 unless set.
- * Not a number, or negative: 0. A value of exactly 20 bytes is 0 whatever it says.
+ *   log                   The path of the trace file, empty for "sql.log". A trace file that is
+ *                         open is closed first, also when the new one can't be opened.
+ *   subdir_char           One byte. New tables are put into folders: at this character their
+ *                         names are split. None unless set.
+ *   casesensitive         Texts compare with case, as they do unless told. The value is ignored.
+ *   caseinsensitive       Texts compare without case. The value is ignored.
+ *   statement_cache_size  How many compiled statements are kept, 10 unless set. What is no
+ *                         number, or negative, is 0; a value of exactly 20 bytes is 0 too.
  */
 typedef int32_t (*ovra_database_set_option_function)(void* database, const char* key,
                                                      int32_t key_length, const char* value,
