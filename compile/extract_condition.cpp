@@ -174,51 +174,69 @@ SQLExpressionNode* FoundOfAnd(const OpenTables& open, SQLExpressionNode* node,
     return JoinParts(open, left, right);
 }
 
-// Groups and ANDs on the way down to what is tested as a whole, and up again.
+// A group or an AND on the way down to what is tested as a whole, and up again.
 struct FindStep {
-    enum class Stage { kFirst, kSecond, kDone };
-
     SQLExpressionNode* node;
-    Stage stage;
-    SQLExpressionNode* left;  // found in the left side
+    int32_t visited;          // children looked through so far
+    SQLExpressionNode* left;  // what was found in the left side of an AND
 };
+
+SQLExpressionNode* GroupChild(const SQLExpressionNode& group) {
+    return group.left != nullptr ? group.left : group.right;
+}
+
+// Only both sides make an AND that can be split.
+bool IsSplittable(const SQLExpressionNode& node) {
+    return IsAnd(node) && node.left != nullptr && node.right != nullptr;
+}
+
+// The child to look through next; null when the node can be decided.
+SQLExpressionNode* NextChild(const FindStep& step) {
+    const SQLExpressionNode& node = *step.node;
+    if (node.kind == NodeKind::kGroup) {
+        return step.visited == 0 ? GroupChild(node) : nullptr;
+    }
+    if (!IsSplittable(node) || step.visited == 2) {
+        return nullptr;
+    }
+    return step.visited == 0 ? node.left : node.right;
+}
+
+// What is found of a node whose children are done. `last` is what the last of them gave.
+SQLExpressionNode* Decide(const OpenTables& open, const FindStep& step, SQLExpressionNode* last) {
+    SQLExpressionNode* const node = step.node;
+    if (node->kind == NodeKind::kGroup) {
+        const SQLExpressionNode* const child = GroupChild(*node);
+        if (child == nullptr) {
+            return nullptr;
+        }
+        return last == child ? node : last;
+    }
+    if (IsSplittable(*node)) {
+        return FoundOfAnd(open, node, step.left, last);
+    }
+    return IsEvaluable(open, node) ? node : nullptr;
+}
 
 // The largest part of the sub-tree that can be tested; null for none.
 SQLExpressionNode* FindEvaluable(const OpenTables& open, SQLExpressionNode* root) {
-    using Stage = FindStep::Stage;
     WorkStack<FindStep> steps;
-    SQLExpressionNode* found = nullptr;  // by the step that ended last
-    steps.Push({root, Stage::kFirst, nullptr});
+    SQLExpressionNode* last = nullptr;  // found by the step that ended last
+    steps.Push({root, 0, nullptr});
     while (!steps.IsEmpty()) {
         FindStep& step = steps.Top();
-        SQLExpressionNode* const node = step.node;
-        if (node->kind == NodeKind::kGroup) {
-            SQLExpressionNode* const child = node->left != nullptr ? node->left : node->right;
-            if (step.stage == Stage::kFirst && child != nullptr) {
-                step.stage = Stage::kDone;
-                steps.Push({child, Stage::kFirst, nullptr});
-                continue;
-            }
-            if (child == nullptr) {
-                found = nullptr;
-            } else if (found == child) {
-                found = node;
-            }
-        } else if (IsAnd(*node) && node->left != nullptr && node->right != nullptr) {
-            if (step.stage != Stage::kDone) {
-                const bool isFirst = step.stage == Stage::kFirst;
-                step.left = isFirst ? nullptr : found;
-                step.stage = isFirst ? Stage::kSecond : Stage::kDone;
-                steps.Push({isFirst ? node->left : node->right, Stage::kFirst, nullptr});
-                continue;
-            }
-            found = FoundOfAnd(open, node, step.left, found);
-        } else {
-            found = IsEvaluable(open, node) ? node : nullptr;
+        if (step.visited == 1) {
+            step.left = last;
         }
-        steps.Pop();
+        if (SQLExpressionNode* const child = NextChild(step); child != nullptr) {
+            ++step.visited;
+            steps.Push({child, 0, nullptr});
+        } else {
+            last = Decide(open, step, last);
+            steps.Pop();
+        }
     }
-    return found;
+    return last;
 }
 
 // Takes the node out of the tree. An AND above it gives way to its other side.

@@ -213,8 +213,8 @@ void GenerateBound(SQLCodeGenerator& generator, SQLExpression* bound, Opcode com
     if (bound == nullptr) {
         return;
     }
-    IgnoreResult(generator.GenerateExpression(bound->root));  // Required: the message is kept, and
-                                                              // the compilation goes on
+    // Required: a failure inside keeps its message, and the compilation goes on.
+    IgnoreResult(generator.GenerateExpression(bound->root));
     generator.Emit(comparison, 1);
     generator.Emit(SQL_Jump_EQ, 1, trampoline);
 }
