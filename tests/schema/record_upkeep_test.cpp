@@ -119,6 +119,18 @@ TEST_F(RecordUpkeepTest, AnUpdateToAnotherRecordsKeyIsRefused) {
     EXPECT_EQ(table_->PendingUpdateCount(), 0);
 }
 
+// Keys of numbers are equal by value, so a record can meet itself under another spelling.
+TEST_F(RecordUpkeepTest, ARecordIsNoDuplicateOfItself) {
+    ASSERT_TRUE(CreateIndex("t", "in", true, {"n"}));
+    Insert("t", {"x", "1.0"});
+    table_ = OpenForWriting("t");
+    ASSERT_TRUE(table_->ReadRecord(1));
+    SetValues(*table_, {"x", "1.00"});
+    ASSERT_TRUE(table_->UpdateRecord()) << TableError();
+    ASSERT_TRUE(table_->ApplyIndexUpdates());
+    EXPECT_EQ(Keys("t", "in"), Texts{"1.00=1"});
+}
+
 // What was queued before the failure is still applied: keys can then point at a record that was not
 // rewritten.
 TEST_F(RecordUpkeepTest, ChangesQueuedBeforeAFailureStayQueued) {
