@@ -68,10 +68,14 @@ void SQL_Stack::OwnText(int32_t index, TextView text, uint8_t flags) {
     entry.parsed = nullptr;
 }
 
+// The entry counts only when its text is there: making room may run out of memory.
 void SQL_Stack::PushCopy(TextView text, uint8_t flags) {
-    if (NewEntry(StackTag::kString) != nullptr) {
-        OwnText(count_ - 1, text, flags);
+    if (count_ == capacity_) {
+        Overflow();
+        return;
     }
+    OwnText(count_, text, flags);
+    ++count_;
 }
 
 void SQL_Stack::PushResult(SQLResult* result, StackHolder kind, int32_t slot) {
