@@ -6,6 +6,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "host/host_database.h"
 #include "host/host_variable.h"
@@ -214,6 +215,24 @@ int32_t ovra_query(ovra_database* database, const char* statement, int32_t lengt
         return Library() == nullptr ? 0
                                     : Library()->database_query(database, text, statementLength,
                                                                 &given.list, given.count);
+    });
+}
+
+int32_t ovra_compile(ovra_database* database, const char* statement, int32_t length) {
+    return Guarded<int32_t>(database, 0, [&] {
+        if (Library() == nullptr) {
+            return 0;
+        }
+        // A statement whose parameters do not match is compiled and not run, and no statement has a
+        // negative number of them. A SELECT is compiled and then refused for the lack of a view.
+        HostVariableList none;
+        Library()->database_query(database, statement == nullptr ? "" : statement,
+                                  TextLength(statement, length), &none, -1);
+        const std::string_view outcome = Library()->database_error(database);
+        return outcome.starts_with("Input parameter count mismatch: Found -1 ") ||
+                       outcome == "SELECT is not valid in this context"
+                   ? 1
+                   : 0;
     });
 }
 

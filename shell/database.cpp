@@ -104,6 +104,13 @@ void Database::SetOption(const std::string& key, const std::string& value) {
     }
 }
 
+void Database::Compile(std::string_view statement) {
+    if (ovra_compile(handle_.get(), statement.data(), static_cast<int32_t>(statement.size())) ==
+        0) {
+        throw Error(ovra_error(handle_.get()));
+    }
+}
+
 void Database::Pack() {
     if (ovra_pack(handle_.get()) == 0) {
         throw Error(ovra_error(handle_.get()));

@@ -55,6 +55,8 @@ class Database {
     View Select(std::string_view statement, const ParameterList& parameters = {});
     void SetOption(const std::string& key, const std::string& value);
     void Pack();
+    // Compiles without running; the trace file then has the program.
+    void Compile(std::string_view statement);
 
     const std::string& Path() const { return path_; }
 

@@ -3,15 +3,21 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <sstream>
 
 #include "shell/catalog.h"
 #include "shell/database.h"
 #include "shell/import.h"
+#include "shell/pack_progress.h"
 #include "shell/session.h"
+#include "shell/statement_reader.h"
+#include "shell/trace_capture.h"
 
 namespace ovrashell {
 
 namespace {
+
+constexpr std::string_view kExplain = ".explain";
 
 using Words = std::vector<std::string>;
 
@@ -44,6 +50,10 @@ Words SplitWords(const std::string& line) {
         }
     }
     return words;
+}
+
+std::size_t LineCount(const std::string& text) {
+    return 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
 bool OnOrOff(const std::string& word) {
@@ -130,9 +140,43 @@ void SetOutput(Session* session, const Words& words) {
     session->SendOutputTo(words.empty() ? std::string() : words[0]);
 }
 
-// The library has no way to close its trace but to open another, so "off" sends it nowhere.
 void SetTrace(Session* session, const Words& words) {
-    session->Connection().SetOption("log", words[0] == "off" ? "/dev/null" : words[0]);
+    session->SetTrace(words[0] == "off" ? "/dev/null" : words[0]);
+}
+
+void ShowIndexes(Session* session, const Words& words) {
+    for (const TableEntry& table : ReadCatalog(session->Connection().Path())) {
+        if (!words.empty() && !EqualNoCase(words[0], table.name)) {
+            continue;
+        }
+        for (const IndexEntry& index : table.indexes) {
+            *session->Out() << IndexText(table, index) << '\n';
+        }
+    }
+}
+
+// The trace holds the statement between its head line and the program; the program's lines begin
+// with their number, and the optimizer's notes stand before them.
+void Explain(Session* session, const std::string& statement) {
+    const TraceCapture trace(session);
+    session->Connection().Compile(statement);
+    std::istringstream lines(trace.Text());
+    std::string line;
+    std::size_t skipped = 0;
+    while (std::getline(lines, line)) {
+        // The head line and the statement's own lines come first, the refusal to run comes last.
+        if (skipped < 1 + LineCount(statement)) {
+            ++skipped;
+        } else if (!line.empty() && line.rfind("*** ", 0) != 0) {
+            *session->Out() << line << '\n';
+        }
+    }
+}
+
+void Pack(Session* session, const Words& /*words*/) {
+    const TraceCapture trace(session);
+    PackProgress progress(trace);
+    session->Connection().Pack();
 }
 
 void Quit(Session* session, const Words& /*words*/) { session->SetQuitting(); }
@@ -141,11 +185,15 @@ void ShowHelp(Session* session, const Words& words);
 
 constexpr std::array kCommands = {
     DotCommand{".echo", "on|off", "show each line before it is run", 1, 1, SetEcho},
+    DotCommand{".explain", "STATEMENT", "show the program of a statement without running it", 1, 0,
+               nullptr},
     DotCommand{".headers", "on|off", "show column names above the rows", 1, 1, SetHeaders},
     DotCommand{".help", "", "show this list", 0, 0, ShowHelp},
     DotCommand{".import", "FILE [TABLE]", "read a .csv or .dbf file into a table", 1, 2, Import},
+    DotCommand{".indexes", "[TABLE]", "list the indexes as statements", 0, 1, ShowIndexes},
     DotCommand{".mode", "[MODE]", "show rows as table, csv, tsv, json or line", 0, 1, SetMode},
     DotCommand{".output", "[FILE]", "send rows to a file, or back to the screen", 0, 1, SetOutput},
+    DotCommand{".pack", "", "drop deleted records and build all indexes again", 0, 0, Pack},
     DotCommand{".parameters", "[VALUE ...]", "set the values of ? and :n in statements", 0, 1000,
                SetParameters},
     DotCommand{".quit", "", "leave", 0, 0, Quit},
@@ -171,6 +219,14 @@ void ShowHelp(Session* session, const Words& /*words*/) {
 }  // namespace
 
 void RunDotCommand(Session* session, const std::string& line) {
+    // A statement's quotes are its own, so it is not split into words.
+    if (line.rfind(kExplain, 0) == 0 && line.size() > kExplain.size() &&
+        (line[kExplain.size()] == ' ' || line[kExplain.size()] == '\t')) {
+        for (const std::string& statement : SplitStatements(line.substr(kExplain.size()))) {
+            Explain(session, statement);
+        }
+        return;
+    }
     Words words = SplitWords(line);
     const std::string name = words.front();
     words.erase(words.begin());

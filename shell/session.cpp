@@ -40,6 +40,11 @@ Session::Session(Database database, std::ostream* out)
 
 std::ostream* Session::Out() { return file_ == nullptr ? out_ : file_.get(); }
 
+void Session::SetTrace(const std::string& path) {
+    database_.SetOption("log", path);
+    tracePath_ = path;
+}
+
 void Session::SendOutputTo(const std::string& path) {
     if (path.empty()) {
         file_.reset();

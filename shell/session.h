@@ -45,6 +45,11 @@ class Session {
     bool Timer() const { return timer_; }
     const ParameterList& Parameters() const { return parameters_; }
 
+    // Writes programs and errors to a file. "/dev/null" is how the trace is turned off: the library
+    // closes a trace only by opening another.
+    void SetTrace(const std::string& path);
+    const std::string& TracePath() const { return tracePath_; }
+
     // Where rows go: the file of .output, or standard output.
     std::ostream* Out();
     // An empty path goes back to standard output.
@@ -61,6 +66,7 @@ class Session {
     bool headers_ = true;
     bool timer_ = false;
     bool echo_ = false;
+    std::string tracePath_ = "/dev/null";
     bool quitting_ = false;
     ParameterList parameters_;
 };

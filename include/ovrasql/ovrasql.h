@@ -103,6 +103,12 @@ OVRA_API int32_t ovra_query(ovra_database *database, const char *statement, int3
                             const ovra_parameter *parameters, int32_t count);
 
 /*
+ * Compiles one statement of any kind without running it. With the option "log" set, the program that
+ * it became is in the trace file afterwards, with what the optimizer had to say.
+ */
+OVRA_API int32_t ovra_compile(ovra_database *database, const char *statement, int32_t length);
+
+/*
  * Opens a SELECT as a view that stands before its first row. NULL on failure. The caller closes the
  * view with ovra_close_view, before the database is closed.
  */
