@@ -173,44 +173,4 @@ bool Schema::OpenIndexFile(Index& index) {
     return index.Open(ResolvePath(fileField_->ValueText())) || FailFromIndexFile(index);
 }
 
-IndexRowWalk::IndexRowWalk(Schema* schema, TextView tableName)
-    : schema_(schema), key_(String::Join({"I:", tableName, ":"})) {
-    key_.ToUpper();
-}
-
-bool IndexRowWalk::Next() {
-    failed_ = failed_ || !schema_->CatalogReady();
-    uint32_t recordNumber = 0;
-    while (!failed_ && StepToEntry(&recordNumber)) {
-        onRow_ = true;
-        if (!schema_->ReadRow(recordNumber)) {
-            failed_ = true;
-            return false;
-        }
-        ++rowsRead_;
-        if (!schema_->schemaTable_->Data().IsDeleted()) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool IndexRowWalk::StepToEntry(uint32_t* recordNumber) {
-    Index& index = *schema_->schemaIndex1_;
-    bool found = true;
-    if (started_) {
-        found = index.NextMatching(key_, /*exact=*/false, recordNumber);
-    } else {
-        started_ = true;
-        if (!index.Seek(key_, /*exact=*/false, recordNumber, &found)) {
-            found = false;
-        }
-    }
-    if (index.File().Failed()) {
-        failed_ = true;
-        return schema_->FailFromIndexFile(index);
-    }
-    return found;
-}
-
 }  // namespace ovrasql
