@@ -1,5 +1,4 @@
-// The memo half of OvraSQLTable: long texts in 512-byte blocks. The layout stands in
-// ovra_sql_table.h.
+// The memo half of OvraSQLTable: long texts in 512-byte blocks. The layout stands in data_format.h.
 
 #include <cstring>
 #include <limits>

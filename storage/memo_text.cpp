@@ -41,12 +41,14 @@ void MemoText::Assign(TextView bytes) {
     if (length > kGreatestLength) {
         throw std::bad_alloc();
     }
-    // The bytes may be this text's own, so the old buffer lives until they have been moved.
+    // The bytes may be this text's own, so the old buffer lives until they have been moved; and
+    // when there is no room for a new one, the old text stays as it was.
     std::unique_ptr<char[]> old;
     if (length >= capacity_) {
-        old = std::move(buffer_);
-        capacity_ = length < kFirstCapacity ? kFirstCapacity : length + 1;
-        buffer_.reset(new char[static_cast<size_t>(capacity_)]);
+        const int32_t capacity = length < kFirstCapacity ? kFirstCapacity : length + 1;
+        old.reset(new char[static_cast<size_t>(capacity)]);
+        buffer_.swap(old);
+        capacity_ = capacity;
     }
     std::memmove(buffer_.get(), bytes.data, static_cast<size_t>(length));
     buffer_[static_cast<size_t>(length)] = '\0';

@@ -20,8 +20,8 @@ bool OvraSQLMemoField::ReadFromRecord(const char* record) {
 const char* OvraSQLMemoField::SetValue(TextView text) {
     EnsureDecoded();
     ForgetNumber();
-    dirty_ = true;
     text_.Assign(text);
+    dirty_ = true;
     return text_.Bytes().data;
 }
 
