@@ -140,6 +140,7 @@ class OvraSQLTable {
     [[nodiscard]] bool AppendLocked();
     [[nodiscard]] bool OverwriteLocked();
     [[nodiscard]] RangeLock LockRecord();
+    [[nodiscard]] RangeLock LockHeaderRange();
     void BuildRecord();
     void ReserveRecord();
 

@@ -41,7 +41,7 @@ bool OvraSQLTable::ReadRecord(uint32_t recordNumber) {
 bool OvraSQLTable::ReloadHeaderForRead() {
     RangeLock lock;
     if (!headerIsLocked_) {
-        lock = RangeLock(dataFile_.Handle(), LockMode::kExclusive, 0, headerLength_);
+        lock = LockHeaderRange();
         if (!lock.Held()) {
             return FailLock(LockMode::kExclusive, dataPath_, dataFile_);
         }
@@ -54,8 +54,7 @@ bool OvraSQLTable::ReloadHeaderForRead() {
 
 bool OvraSQLTable::LockAndReadRecord() {
     if (currentRecord_ != 0 && currentRecord_ <= recordCount_ && currentRecord_ != lockedRecord_) {
-        RangeLock lock(dataFile_.Handle(), LockMode::kExclusive, RecordOffset(currentRecord_),
-                       recordLength_);
+        RangeLock lock = LockRecord();
         if (!lock.Held()) {
             return FailLock(LockMode::kExclusive, dataPath_, dataFile_);
         }
@@ -194,8 +193,15 @@ int64_t OvraSQLTable::RecordOffset(uint32_t recordNumber) const {
     return (int64_t{recordNumber} - 1) * recordLength_ + headerLength_;
 }
 
+// Both ranges have bytes even if the header in the file says 0: on many hosts a range without any
+// reaches to the file's end, and would shut everybody out.
 RangeLock OvraSQLTable::LockRecord() {
-    return {dataFile_.Handle(), LockMode::kExclusive, RecordOffset(currentRecord_), recordLength_};
+    return {dataFile_.Handle(), LockMode::kExclusive, RecordOffset(currentRecord_),
+            std::max(recordLength_, 1)};
+}
+
+RangeLock OvraSQLTable::LockHeaderRange() {
+    return {dataFile_.Handle(), LockMode::kExclusive, 0, std::max(headerLength_, kFileHeaderSize)};
 }
 
 // Under LockHeader for write the range is this table's already: a lock of its own would be given
@@ -204,7 +210,7 @@ bool OvraSQLTable::LockDataHeader(RangeLock& lock) {
     if (headerIsLocked_ && headerLockMode_ == LockMode::kExclusive) {
         return true;
     }
-    lock = RangeLock(dataFile_.Handle(), LockMode::kExclusive, 0, headerLength_);
+    lock = LockHeaderRange();
     return lock.Held() || FailLock(LockMode::kExclusive, dataPath_, dataFile_);
 }
 

@@ -234,5 +234,64 @@ TEST_F(DataLock, AnAppendCutShortBehindItsRecordLeavesACountThatHolds) {
     EXPECT_EQ(table_->CurrentRecord(), 3U);
 }
 
+// A range without bytes would reach to the file's end on many hosts, whatever put the 0 there.
+TEST_F(DataLock, RangesHaveBytesEvenIfTheHeaderSaysNone) {
+    ASSERT_TRUE(table_->ReadRecord(1));
+    TheHost().SetFile("t.dbf", DataFile(3, 2, 0, 0, kField + " one two\x1A"));
+    ASSERT_TRUE(table_->ReadHeader());
+    TheHost().ClearLog();
+    EXPECT_FALSE(table_->ReadRecord(3));
+    EXPECT_FALSE(table_->LockAndReadRecord());
+    EXPECT_FALSE(table_->UpdateRecord());
+    EXPECT_FALSE(table_->MarkDeleted(true));
+    EXPECT_FALSE(table_->AppendRecord());
+    EXPECT_EQ(TheHost().LogText({"ovFile_Lock"}),
+              "ovFile_Lock t.dbf mode 2 at 0 length 32\n"
+              "ovFile_Lock t.dbf mode 2 at 0 length 1\n"
+              "ovFile_Lock t.dbf mode 2 at 0 length 1\n"
+              "ovFile_Lock t.dbf mode 2 at 0 length 32\n");
+    EXPECT_EQ(TheHost().CallCount("ovFile_Write"), 0);
+    EXPECT_TRUE(TheHost().Locks().empty());
+}
+
+// The count may have become smaller under the table: what is no record any more is not locked.
+TEST_F(DataLock, ARecordAboveTheCountIsNotLocked) {
+    ASSERT_TRUE(table_->ReadRecord(2));
+    TheHost().SetFile("t.dbf", DataFile(3, 1, 65, 4, kField + " one\x1A"));
+    ASSERT_TRUE(table_->ReadHeader());
+    TheHost().ClearLog();
+    EXPECT_FALSE(table_->LockAndReadRecord());
+    EXPECT_EQ(Text(table_->Error()), "Invalid record number");
+    EXPECT_EQ(TheHost().LogText({"ovFile_Lock", "ovFile_Release"}),
+              "ovFile_Lock t.dbf mode 2 at 0 length 65\n"
+              "ovFile_Release t.dbf at 0 length 65\n");
+    EXPECT_EQ(table_->LockedRecord(), 0U);
+}
+
+// A deletion takes the record lock and gives it back whether or not it was held before.
+TEST_F(DataLock, MarkDeletedDoesNotLookAtTheLockedRecord) {
+    ASSERT_TRUE(table_->ReadRecord(1));
+    ASSERT_TRUE(table_->LockAndReadRecord());
+    TheHost().ClearLog();
+    ASSERT_TRUE(table_->MarkDeleted(true));
+    EXPECT_EQ(table_->LockedRecord(), 1U);
+    EXPECT_EQ(TheHost().LogText({"ovFile_Lock", "ovFile_Release"}),
+              "ovFile_Lock t.dbf mode 2 at 65 length 4\n"
+              "ovFile_Release t.dbf at 65 length 4\n"
+              "ovFile_Lock t.dbf mode 2 at 0 length 65\n"
+              "ovFile_Release t.dbf at 0 length 65\n");
+    table_->Close();
+}
+
+TEST_F(DataLock, ClosingEndsTheShortHeaderLock) {
+    ASSERT_TRUE(table_->LockHeader(LockMode::kExclusive));
+    table_->Close();
+    EXPECT_TRUE(TheHost().Locks().empty());
+    ASSERT_TRUE(table_->Open("t.dbf", 3));
+    TheHost().ClearLog();
+    EXPECT_FALSE(table_->ReadRecord(3));
+    EXPECT_EQ(TheHost().CallCount("ovFile_Lock"), 1);  // it is asked for anew
+}
+
 }  // namespace
 }  // namespace ovrasql

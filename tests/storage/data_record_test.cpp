@@ -99,6 +99,18 @@ TEST_F(DataRecord, AReloadThatFailsLeavesTheNumberInvalid) {
     EXPECT_TRUE(TheHost().Locks().empty());
 }
 
+// The copy of the header is replaced before its version is looked at, and the count in it decides.
+TEST_F(DataRecord, AReloadWithAForeignVersionStillBringsItsCount) {
+    OvraSQLTable table(database_);
+    OpenTwo(table);
+    TheHost().SetFile("t.dbf",
+                      DataFile(0x30, 3, 97, 12, kFields + " Anna     42*Bob      7  Cy        1"));
+    ASSERT_TRUE(table.ReadRecord(3));
+    EXPECT_EQ(Value(table, "NAME"), "Cy");
+    EXPECT_FALSE(table.AppendRecord());
+    EXPECT_EQ(Text(table.Error()), "'t.dbf': Unsupported xBase file version (0x30)");
+}
+
 TEST_F(DataRecord, AFailedReadLeavesPositionAndValuesAlone) {
     OvraSQLTable table(database_);
     OpenTwo(table);

@@ -202,6 +202,14 @@ TEST_F(Memo, AFailedWriteIsAFailure) {
     EXPECT_EQ(Text(table_->Error()), "Error writing to 't.dbt': Injected failure");
 }
 
+// The place of a text that was written in part is not used again.
+TEST_F(Memo, AFailedTextStillTakesItsBlocks) {
+    TheHost().FailCall("ovFile_Write", 1, FailureKind::kHalf);
+    EXPECT_EQ(table_->WriteMemo(std::string(600, 'x').c_str()), -1);
+    EXPECT_EQ(Hex(MemoFile().substr(0, 4)), "03 00 00 00");
+    EXPECT_EQ(table_->WriteMemo("text"), 3);
+}
+
 TEST_F(Memo, ADamagedNextFreeBlockDoesNoHarm) {
     TheHost().SetFile("t.dbt", std::string(513, '\0'));  // 0: that is the header itself
     EXPECT_EQ(table_->WriteMemo("text"), 1);
