@@ -93,14 +93,17 @@ class CsvPass {
 
 class CsvSource final : public ImportSource {
   public:
-    explicit CsvSource(std::string path) : path_(std::move(path)) {
+    CsvSource(std::string path, bool hasHeader) : path_(std::move(path)), hasHeader_(hasHeader) {
         CsvPass pass(path_, [this](SourceRow& row) {
             names_ = row;
             return false;
         });
         pass.Run();
         if (names_.empty()) {
-            throw Error("'" + path_ + "' has no header row");
+            throw Error("'" + path_ + "' is empty");
+        }
+        for (std::size_t i = 0; !hasHeader_ && i < names_.size(); ++i) {
+            names_[i] = "c" + std::to_string(i + 1);
         }
         std::ifstream file(path_, std::ios::binary | std::ios::ate);
         size_ = static_cast<double>(file.tellg());
@@ -113,7 +116,7 @@ class CsvSource final : public ImportSource {
         std::size_t number = 0;
         const CsvPass* running = nullptr;
         CsvPass pass(path_, [&](SourceRow& row) {
-            if (number++ == 0 || row.empty()) {
+            if ((number++ == 0 && hasHeader_) || row.empty()) {
                 return true;
             }
             if (row.size() > names_.size()) {
@@ -131,6 +134,7 @@ class CsvSource final : public ImportSource {
 
   private:
     std::string path_;
+    bool hasHeader_;
     std::vector<std::string> names_;
     std::vector<Column> columns_;
     double size_ = 0;
@@ -138,8 +142,8 @@ class CsvSource final : public ImportSource {
 
 }  // namespace
 
-std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path) {
-    return std::make_unique<CsvSource>(path);
+std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path, bool hasHeader) {
+    return std::make_unique<CsvSource>(path, hasHeader);
 }
 
 }  // namespace ovrashell

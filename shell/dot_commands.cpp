@@ -124,8 +124,16 @@ void SetEcho(Session* session, const Words& words) { session->SetEcho(OnOrOff(wo
 void SetParameters(Session* session, const Words& words) { session->SetParameters(words); }
 
 void Import(Session* session, const Words& words) {
-    ImportFile(&session->Connection(), words[0], words.size() > 1 ? words[1] : std::string(),
-               session->Out());
+    ImportRequest request;
+    std::size_t next = 0;
+    request.hasHeader = words[0] != "--no-header";
+    next += request.hasHeader ? 0 : 1;
+    if (next == words.size() || words.size() > next + 2) {
+        throw Error("Usage: .import [--no-header] FILE [TABLE]");
+    }
+    request.path = words[next];
+    request.table = next + 1 < words.size() ? words[next + 1] : std::string();
+    ImportFile(&session->Connection(), request, session->Out());
 }
 
 void ReadFile(Session* session, const Words& words) {
@@ -189,7 +197,8 @@ constexpr std::array kCommands = {
                nullptr},
     DotCommand{".headers", "on|off", "show column names above the rows", 1, 1, SetHeaders},
     DotCommand{".help", "", "show this list", 0, 0, ShowHelp},
-    DotCommand{".import", "FILE [TABLE]", "read a .csv or .dbf file into a table", 1, 2, Import},
+    DotCommand{".import", "[--no-header] FILE [TABLE]", "read a .csv or .dbf file into a table", 1,
+               3, Import},
     DotCommand{".indexes", "[TABLE]", "list the indexes as statements", 0, 1, ShowIndexes},
     DotCommand{".mode", "[MODE]", "show rows as table, csv, tsv, json or line", 0, 1, SetMode},
     DotCommand{".output", "[FILE]", "send rows to a file, or back to the screen", 0, 1, SetOutput},
@@ -208,7 +217,7 @@ void ShowHelp(Session* session, const Words& /*words*/) {
     std::ostream& out = *session->Out();
     for (const DotCommand& command : kCommands) {
         std::string left = std::string(command.name) + ' ' + std::string(command.arguments);
-        left.resize(std::max<std::size_t>(left.size(), 26), ' ');
+        left.resize(std::max<std::size_t>(left.size(), 35), ' ');
         out << left << command.help << '\n';
     }
     out << "\nA statement ends with its line, or at a \";\". A \"\\\" at the end of a line goes "

@@ -25,9 +25,11 @@ struct Plan {
     std::vector<uint64_t> emptyValues;
 };
 
-std::unique_ptr<ImportSource> OpenSource(const std::string& path) {
-    const bool isDbf = EqualNoCase(std::filesystem::path(path).extension().string(), ".dbf");
-    return isDbf ? OpenDbfSource(path) : OpenCsvSource(path);
+std::unique_ptr<ImportSource> OpenSource(const ImportRequest& request) {
+    const std::filesystem::path path(request.path);
+    return EqualNoCase(path.extension().string(), ".dbf")
+               ? OpenDbfSource(request.path)
+               : OpenCsvSource(request.path, request.hasHeader);
 }
 
 std::optional<TableEntry> ExistingTable(const std::string& databasePath, const std::string& name) {
@@ -159,15 +161,15 @@ void Report(const Plan& plan, const ImportSource& source, uint64_t rows, std::os
 
 }  // namespace
 
-void ImportFile(Database* database, const std::string& path, const std::string& table,
-                std::ostream* report) {
-    const auto source = OpenSource(path);
+void ImportFile(Database* database, const ImportRequest& request, std::ostream* report) {
+    const auto source = OpenSource(request);
     if (source->Names().empty()) {
-        throw Error("'" + path + "' has no columns");
+        throw Error("'" + request.path + "' has no columns");
     }
     const std::string name =
-        table.empty() ? UsableName(std::filesystem::path(path).stem().string(), kTableNameLimit)
-                      : table;
+        request.table.empty()
+            ? UsableName(std::filesystem::path(request.path).stem().string(), kTableNameLimit)
+            : request.table;
     const auto existing = ExistingTable(database->Path(), name);
     const Plan plan = existing.has_value() ? PlanExistingTable(source.get(), *existing)
                                            : PlanNewTable(source.get(), name);

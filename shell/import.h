@@ -9,11 +9,16 @@
 
 namespace ovrashell {
 
-// Reads the file into the table, which is made when it does not exist: named after the file where
-// `table` is empty, with types that keep every value as it is. The summary goes to `report`: rows,
-// renamed columns, empty values of number columns. A progress bar goes to standard error while it
-// is a terminal. Throws an Error; nothing is made when the file itself is at fault.
-void ImportFile(Database* database, const std::string& path, const std::string& table,
-                std::ostream* report);
+struct ImportRequest {
+    std::string path;
+    std::string table;      // empty: the file's name
+    bool hasHeader = true;  // of a CSV file
+};
+
+// Reads the file into the table, which is made when it does not exist: with types that keep every
+// value as it is. The summary goes to `report`: rows, renamed columns, empty values of number
+// columns. A progress bar goes to standard error while it is a terminal. Throws an Error; nothing
+// is made when the file itself is at fault.
+void ImportFile(Database* database, const ImportRequest& request, std::ostream* report);
 
 }  // namespace ovrashell

@@ -29,10 +29,11 @@ class ImportSource {
     virtual void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) = 0;
 };
 
-// A CSV file whose first row has the names. Values may be quoted and then hold commas, quotes
+// A CSV file. Its first row has the names; where it has none (`hasHeader` false), the columns are
+// called c1, c2 and so on. Values may be quoted and then hold commas, quotes
 // (twice) and line ends. A row with more values than there are names is an Error; missing ones are
 // empty.
-std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path);
+std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path, bool hasHeader);
 
 // A .dbf file, with the .dbt file of the same name beside it when it has memo columns. Deleted
 // records are left out.

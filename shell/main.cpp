@@ -44,8 +44,7 @@ void Declare(CLI::App* app, Arguments* arguments) {
         ->check(CLI::IsMember({"table", "csv", "tsv", "json", "line"}));
     app->add_flag("--no-headers", arguments->noHeaders, "leave the column names out");
     app->add_option("-p,--parameter", arguments->parameters, "the value of the next ? (repeatable)")
-        ->take_all()
-        ->expected(1);
+        ->allow_extra_args(false);
     app->add_flag("-i,--case-insensitive", arguments->caseInsensitive,
                   "compare texts without regard to case");
     app->add_flag("--timer", arguments->timer, "show how long each statement takes");

@@ -19,8 +19,7 @@ TEST(SplitStatementsTest, SemicolonsEndStatementsAndGoAway) {
 TEST(SplitStatementsTest, SemicolonInQuotesIsText) {
     EXPECT_EQ(SplitStatements("insert into t values ('a;b'); select ';' from t"),
               (Statements{"insert into t values ('a;b')", "select ';' from t"}));
-    EXPECT_EQ(SplitStatements("select 'open; to the end"),
-              Statements{"select 'open; to the end"});
+    EXPECT_EQ(SplitStatements("select 'open; to the end"), Statements{"select 'open; to the end"});
 }
 
 TEST(SplitStatementsTest, NothingGivesNoStatement) {

@@ -1,0 +1,209 @@
+// Import: every value of the file must come out of the table as it went in.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "shell/column_guess.h"
+#include "shell/import.h"
+#include "shell/names.h"
+#include "tests/support/temporary_folder.h"
+
+namespace ovrashell {
+namespace {
+
+using Rows = std::vector<std::vector<std::string>>;
+
+Column GuessOf(const std::vector<std::string>& values, const Column& defined = {}) {
+    ColumnGuess guess(defined);
+    for (const std::string& value : values) {
+        guess.See(value);
+    }
+    return guess.Result("c");
+}
+
+std::string TypeOf(const std::vector<std::string>& values, const Column& defined = {}) {
+    return ColumnText(GuessOf(values, defined)).substr(2);
+}
+
+TEST(ColumnGuessTest, NumbersKeepTheirDigits) {
+    EXPECT_EQ(TypeOf({"1", "42", "-7"}), "numeric(2)");
+    EXPECT_EQ(TypeOf({"1.5", "-12.25", "3"}), "numeric(3,2)");
+    EXPECT_EQ(TypeOf({"0", "0.5"}), "numeric(1,1)");
+    EXPECT_EQ(TypeOf({"", "5"}), "numeric(1)");
+    EXPECT_EQ(TypeOf({"123456789012345"}), "numeric(15)");
+}
+
+TEST(ColumnGuessTest, DigitsThatANumberWouldLoseStayText) {
+    EXPECT_EQ(TypeOf({"007", "42"}), "char(3)") << "leading zeros";
+    EXPECT_EQ(TypeOf({"1234567890123456"}), "char(16)") << "more digits than a double has";
+    EXPECT_EQ(TypeOf({"1e5"}), "char(3)");
+    EXPECT_EQ(TypeOf({"+5"}), "char(2)");
+    EXPECT_EQ(TypeOf({"5."}), "char(2)");
+    EXPECT_EQ(TypeOf({".5"}), "char(2)");
+    EXPECT_EQ(TypeOf({"-"}), "char(1)");
+    EXPECT_EQ(TypeOf({"1 "}), "char(2)");
+}
+
+TEST(ColumnGuessTest, BooleansAndTexts) {
+    EXPECT_EQ(TypeOf({"true", "FALSE", ""}), "boolean");
+    EXPECT_EQ(TypeOf({"y", "no"}), "boolean");
+    EXPECT_EQ(TypeOf({"true", "maybe"}), "char(5)");
+    EXPECT_EQ(TypeOf({"", ""}), "char(1)");
+    EXPECT_EQ(TypeOf({std::string(254, 'x')}), "char(254)");
+    EXPECT_EQ(TypeOf({std::string(255, 'x')}), "memo");
+}
+
+TEST(ColumnGuessTest, DefinedColumnsKeepTheirKindWhereTheValuesAllowIt) {
+    EXPECT_EQ(TypeOf({"12.50"}, {"c", 'N', 10, 2}), "numeric(7,2)");
+    EXPECT_EQ(TypeOf({"*****"}, {"c", 'N', 5, 0}), "char(5)") << "an overflow mark is no number";
+    EXPECT_EQ(TypeOf({"1"}, {"c", 'N', 24, 15}), "char(24)") << "wider than a number column can be";
+    EXPECT_EQ(TypeOf({"12"}, {"c", 'C', 30, 0}), "char(30)") << "a text column of digits is text";
+    EXPECT_EQ(TypeOf({"T", "F"}, {"c", 'L', 1, 0}), "boolean");
+    EXPECT_EQ(TypeOf({"T", "?"}, {"c", 'L', 1, 0}), "char(1)");
+    EXPECT_EQ(TypeOf({"20260101"}, {"c", 'D', 8, 0}), "char(8)");
+    EXPECT_EQ(TypeOf({"short"}, {"c", 'M', 10, 0}), "memo");
+}
+
+TEST(NamesTest, AnythingBecomesAUsableName) {
+    EXPECT_EQ(UsableName("world-cities", 64), "world_cities");
+    EXPECT_EQ(UsableName("2nd", 64), "c2nd");
+    EXPECT_EQ(UsableName("", 64), "c");
+    EXPECT_EQ(UsableName("Date", 10), "Date_");
+    EXPECT_EQ(UsableName("timestamp", 9), "timestam_");
+    EXPECT_EQ(UsableName("value", 10), "value") << "not among the reserved words";
+}
+
+TEST(NamesTest, ColumnNamesOfOneTableDiffer) {
+    EXPECT_EQ(UsableColumnNames({"latitude_degrees", "latitude_decimal", "a", "A"}),
+              (std::vector<std::string>{"latitude_d", "latitude_2", "a", "A2"}));
+}
+
+class ImportTest : public testing::Test {
+  protected:
+    ImportTest() : database_(Database::Create(folder_.File("db.dbf"))) {}
+
+    std::string Import(const std::string& name, const std::string& table = "") {
+        std::ostringstream report;
+        ImportFile(&database_, {folder_.File(name), table}, &report);
+        return report.str();
+    }
+
+    Rows Select(const std::string& statement) {
+        Rows rows;
+        View view = database_.Select(statement);
+        while (view.Next()) {
+            rows.push_back(view.Values());
+        }
+        return rows;
+    }
+
+    ovratest::TemporaryFolder folder_;
+    Database database_;
+};
+
+TEST_F(ImportTest, QuotesCommasAndLineEndsInsideValuesArrive) {
+    folder_.Write("in.csv",
+                  "\xEF\xBB\xBFid,text,flag\r\n"
+                  "1,\"a, \"\"b\"\"\",true\r\n"
+                  "2,\"two\nlines\",false\r\n");
+    EXPECT_EQ(Import("in.csv", "t"), "2 rows imported into t\n");
+    EXPECT_EQ(Select("select id, text, flag from t"),
+              (Rows{{"1", "a, \"b\"", "1"}, {"2", "two\nlines", "0"}}));
+}
+
+TEST_F(ImportTest, LongTextsGoToTheMemoFileWhole) {
+    const std::string story(3000, 's');
+    folder_.Write("in.csv", "id,story\n1," + story + "\n2,short\n");
+    Import("in.csv");
+    EXPECT_EQ(Select("select story from in_"), (Rows{{story}, {"short"}}))
+        << "the table is named after the file, made usable";
+}
+
+TEST_F(ImportTest, FileWithoutHeaderGetsNumberedColumns) {
+    folder_.Write("in.csv", "1,x\n2,y\n");
+    std::ostringstream report;
+    ImportFile(&database_, {folder_.File("in.csv"), "t", false}, &report);
+    EXPECT_EQ(report.str(), "2 rows imported into t\n");
+    EXPECT_EQ(Select("select c2, c1 from t"), (Rows{{"x", "1"}, {"y", "2"}}));
+}
+
+TEST_F(ImportTest, EmptyNumbersAreReported) {
+    folder_.Write("t1.csv", "a,b\n1,x\n,y\n");
+    EXPECT_EQ(Import("t1.csv"), "2 rows imported into t1\n1 empty values of a are stored as 0\n");
+    EXPECT_EQ(Select("select a, b from t1"), (Rows{{"1", "x"}, {"0", "y"}}));
+}
+
+TEST_F(ImportTest, RowWithTooManyValuesIsRefusedBeforeAnythingIsMade) {
+    folder_.Write("t1.csv", "a,b\n1,2\n1,2,3\n");
+    EXPECT_THROW(
+        {
+            try {
+                Import("t1.csv");
+            } catch (const Error& error) {
+                EXPECT_STREQ(
+                    error.what(),
+                    ("'" + folder_.File("t1.csv") + "': row 3 has 3 values for 2 columns").c_str());
+                throw;
+            }
+        },
+        Error);
+    EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
+}
+
+TEST_F(ImportTest, ExistingTableTakesMoreRowsByColumnName) {
+    database_.Query("create table t (a integer, b char(5), good boolean)");
+    folder_.Write("in.csv", "good,b\nfalse,x\ntrue,y\n");
+    EXPECT_EQ(Import("in.csv", "T"), "2 rows imported into t\n");
+    EXPECT_EQ(Select("select a, b, good from t"), (Rows{{"0", "x", "0"}, {"0", "y", "1"}}));
+    folder_.Write("other.csv", "nothing\n1\n");
+    EXPECT_THROW(Import("other.csv", "t"), Error);
+}
+
+TEST_F(ImportTest, MissingFileAndEmptyFileAreErrors) {
+    EXPECT_THROW(Import("none.csv"), Error);
+    folder_.Write("empty.csv", "");
+    EXPECT_THROW(Import("empty.csv"), Error);
+    EXPECT_THROW(Import("none.dbf"), Error);
+}
+
+TEST_F(ImportTest, DbfWithMemoComesInWithoutItsDeletedRecords) {
+    {
+        Database source = Database::Create(folder_.File("source.dbf"));
+        source.Query(
+            "create table s (word char(10), price numeric(6,2), good boolean, story memo)");
+        source.Query("insert into s values ('one', 1.5, 1, 'a story')");
+        source.Query("insert into s values ('gone', 0, 0, '')");
+        source.Query("insert into s values ('two', '-2.25', 0, '')");
+        source.Query("delete from s where word = 'gone'");
+    }
+    EXPECT_EQ(Import("s.dbf", "taken"), "2 rows imported into taken\n");
+    EXPECT_EQ(Select("select word, price, good, story from taken"),
+              (Rows{{"one", "1.50", "1", "a story"}, {"two", "-2.25", "0", ""}}));
+}
+
+// Files that other people's programs wrote, when the folder with them is there.
+TEST_F(ImportTest, RealFilesComeInWhole) {
+    const char* named = std::getenv("OVRA_SHARED_DATA");
+    const std::string data =
+        named != nullptr ? named : std::string(OVRA_SOURCE_FOLDER) + "/../shared/data";
+    if (!std::filesystem::exists(data + "/csv/openflights/routes.csv")) {
+        GTEST_SKIP() << "no files of other people's programs in " << data;
+    }
+    const auto import = [&](const std::string& name, const std::string& table,
+                            bool hasHeader = true) {
+        std::ostringstream report;
+        ImportFile(&database_, {data + "/" + name, table, hasHeader}, &report);
+        return report.str().substr(0, report.str().find('\n'));
+    };
+    EXPECT_EQ(import("dbf/open/dbase_83.dbf", "shop"), "67 rows imported into shop");
+    EXPECT_EQ(import("dbf/open/WSPMST.DBF", "shoes"), "6797 rows imported into shoes");
+    EXPECT_EQ(import("dbf/open/building.dbf", "building"), "43060 rows imported into building");
+    EXPECT_EQ(import("csv/openflights/routes.csv", "flights", false),
+              "67663 rows imported into flights");
+    EXPECT_EQ(Select("select count(*) from flights")[0][0], "67663");
+}
+
+}  // namespace
+}  // namespace ovrashell

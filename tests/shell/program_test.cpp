@@ -1,0 +1,241 @@
+// The prompt program as a user meets it: a process with arguments, input, output and an exit
+// status.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/run_command.h"
+#include "tests/support/temporary_folder.h"
+
+namespace {
+
+using ovratest::CommandResult;
+
+const std::string kProgram = OVRA_SHELL_PROGRAM;
+
+std::string Quoted(const std::string& text) {
+    std::string quoted = "'";
+    for (const char byte : text) {
+        quoted += byte == '\'' ? std::string("'\\''") : std::string(1, byte);
+    }
+    return quoted + "'";
+}
+
+class ProgramTest : public testing::Test {
+  protected:
+    // Runs the program in the test's folder; standard error goes to the file "errors".
+    CommandResult Run(const std::string& arguments, const std::string& input = "") {
+        folder_.Write("input", input);
+        return ovratest::RunCommand("cd " + Quoted(folder_.Path()) + " && " + Quoted(kProgram) +
+                                    " " + arguments + " < input 2> errors");
+    }
+    std::string Errors() { return folder_.Read("errors"); }
+
+    // Runs statements on the test's database, made when it is missing. They must succeed.
+    std::string Sql(const std::string& statement, const std::string& options = "") {
+        const CommandResult result = Run("--create " + options + " db.dbf " + Quoted(statement));
+        EXPECT_EQ(result.status, 0) << statement << ": " << Errors();
+        return result.output;
+    }
+
+    void MakePorts() {
+        Sql("create table ports (code char(3), name char(20), depth numeric(4,1), customs "
+            "boolean)");
+        Sql("insert into ports values ('ANV', 'Anvil Bay', '9.5', 1)");
+        Sql("insert into ports values ('BRK', 'Brackwater', 6, 0)");
+    }
+
+    ovratest::TemporaryFolder folder_;
+};
+
+TEST_F(ProgramTest, TableModeAlignsColumnsAndNumbersToTheRight) {
+    MakePorts();
+    EXPECT_EQ(Sql("select code, name, depth from ports"),
+              "code  name        depth\n"
+              "----  ----------  -----\n"
+              "ANV   Anvil Bay     9.5\n"
+              "BRK   Brackwater    6.0\n");
+    EXPECT_EQ(Sql("select code, depth from ports", "--no-headers"), "ANV  9.5\nBRK  6.0\n");
+}
+
+TEST_F(ProgramTest, TableModeMeasuresCharactersAndNotBytes) {
+    Sql("create table t (a char(20), b char(3))");
+    Sql("insert into t values ('Köln', 'x')");
+    Sql("insert into t values ('東京', 'y')");
+    EXPECT_EQ(Sql("select a, b from t"),
+              "a     b\n"
+              "----  -\n"
+              "Köln  x\n"
+              "東京  y\n");
+}
+
+TEST_F(ProgramTest, CsvModeQuotesWhatNeedsIt) {
+    Sql("create table t (a char(20), m memo)");
+    Sql("insert into t values ('say \"hi\", you', 'plain')");
+    EXPECT_EQ(Sql("select a, m from t", "-m csv"), "a,m\n\"say \"\"hi\"\", you\",plain\n");
+}
+
+TEST_F(ProgramTest, TsvAndLineModes) {
+    MakePorts();
+    EXPECT_EQ(Sql("select code, depth from ports", "-m tsv"), "code\tdepth\nANV\t9.5\nBRK\t6.0\n");
+    EXPECT_EQ(Sql("select code, depth from ports", "-m line"),
+              " code = ANV\ndepth = 9.5\n\n code = BRK\ndepth = 6.0\n");
+}
+
+TEST_F(ProgramTest, JsonModeGivesAnArrayOfObjects) {
+    MakePorts();
+    EXPECT_EQ(Sql("select code, depth from ports", "-m json"),
+              "[\n  {\"code\":\"ANV\",\"depth\":\"9.5\"},\n"
+              "  {\"code\":\"BRK\",\"depth\":\"6.0\"}\n]\n");
+    EXPECT_EQ(Sql("select code from ports where 1 = 0", "-m json"), "[]\n");
+}
+
+TEST_F(ProgramTest, ErrorsGoToStandardErrorWithStatusOne) {
+    MakePorts();
+    const CommandResult result = Run("db.dbf 'select nothing from ports' 'select code from ports'");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "") << "nothing after the first error is run";
+    EXPECT_EQ(Errors(), "Unknown field 'nothing'\n");
+}
+
+TEST_F(ProgramTest, MissingDatabaseIsNotMadeUnasked) {
+    const CommandResult result = Run("other.dbf 'create table t (a char)'");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(Errors().rfind("Error opening schema database: ", 0), 0U) << Errors();
+    EXPECT_FALSE(std::filesystem::exists(folder_.File("other.dbf")));
+}
+
+TEST_F(ProgramTest, CreateLeavesAnExistingDatabaseAlone) {
+    MakePorts();
+    EXPECT_EQ(Sql(".tables"), "ports\n");
+}
+
+TEST_F(ProgramTest, StandardInputHasAStatementALine) {
+    MakePorts();
+    const CommandResult result =
+        Run("--no-headers db.dbf",
+            "-- a remark\nselect code \\\nfrom ports where depth > 9; select name from ports\n");
+    EXPECT_EQ(result.status, 0) << Errors();
+    EXPECT_EQ(result.output, "ANV\nAnvil Bay\nBrackwater\n");
+}
+
+TEST_F(ProgramTest, FileIsRunAndQuitEndsIt) {
+    MakePorts();
+    folder_.Write("script", "select code from ports\n.quit\nselect name from ports\n");
+    EXPECT_EQ(Run("--no-headers -f script db.dbf").output, "ANV\nBRK\n");
+    EXPECT_EQ(Run("--no-headers db.dbf '.read script'").output, "ANV\nBRK\n");
+}
+
+TEST_F(ProgramTest, ParametersTakeQuestionMarksAndNumbers) {
+    MakePorts();
+    EXPECT_EQ(
+        Sql("select code from ports where depth > ? and name like ?", "--no-headers -p 5 -p 'Br%'"),
+        "BRK\n");
+    EXPECT_EQ(Sql("select code from ports where name = :2 or code = :1",
+                  "--no-headers -p BRK -p 'Anvil Bay'"),
+              "ANV\nBRK\n");
+    EXPECT_EQ(Run("-p 5 db.dbf 'select code from ports where depth > ? and depth < ?'").status, 1);
+    EXPECT_EQ(Errors(), "Input parameter count mismatch: Found 1 expected 2\n");
+}
+
+TEST_F(ProgramTest, SchemaIsShownAsStatementsThatMakeItAgain) {
+    MakePorts();
+    Sql("create index bydepth on ports (depth desc)");
+    Sql("create unique index bycode on ports (code)");
+    const std::string schema = Sql(".schema ports");
+    EXPECT_EQ(schema,
+              "create table ports (CODE char(3), NAME char(20), DEPTH numeric(4,1), "
+              "CUSTOMS boolean)\n"
+              "create index bydepth on ports (depth desc)\n"
+              "create unique index bycode on ports (code)\n");
+    Sql("drop table ports");
+    folder_.Write("schema", schema);
+    EXPECT_EQ(Run("db.dbf -f schema").status, 0) << Errors();
+    EXPECT_EQ(Sql(".schema"), schema);
+    EXPECT_EQ(Sql(".indexes ports"), schema.substr(schema.find('\n') + 1));
+}
+
+TEST_F(ProgramTest, OutputGoesToAFileAndBack) {
+    MakePorts();
+    EXPECT_EQ(Run("--no-headers db.dbf '.output rows' 'select code from ports' .output "
+                  "'select name from ports'")
+                  .output,
+              "Anvil Bay\nBrackwater\n");
+    EXPECT_EQ(folder_.Read("rows"), "ANV\nBRK\n");
+}
+
+TEST_F(ProgramTest, TraceIsWrittenUntilItIsTurnedOff) {
+    MakePorts();
+    EXPECT_EQ(Run("db.dbf '.trace log' 'delete from ports where depth = 1' '.trace off' "
+                  "'delete from ports where depth = 2'")
+                  .status,
+              0);
+    const std::string log = folder_.Read("log");
+    EXPECT_EQ(log.rfind("*** OvQUERY\ndelete from ports where depth = 1\n0000 SQL_Cursor_Open", 0),
+              0U)
+        << log;
+    EXPECT_EQ(log.find("depth = 2"), std::string::npos);
+}
+
+TEST_F(ProgramTest, ExplainShowsTheProgramAndRunsNothing) {
+    MakePorts();
+    Sql("create index bydepth on ports (depth)");
+    EXPECT_NE(Sql(".explain select code from ports where depth = 6").find(" bydepth "),
+              std::string::npos);
+    EXPECT_NE(Sql(".explain select code from ports order by name")
+                  .find("No index found appropriate for ORDER BY optimization\n"),
+              std::string::npos);
+    const std::string program = Sql(".explain delete from ports where name <> ';' and code = :1");
+    EXPECT_EQ(program.rfind("0000 SQL_Cursor_Open", 0), 0U) << program;
+    EXPECT_NE(program.find("SQL_Cursor_Delete_Indexes"), std::string::npos);
+    EXPECT_EQ(Sql("select count(*) from ports", "--no-headers"), "2\n");
+    EXPECT_EQ(Run("db.dbf '.explain selec'").status, 1);
+    EXPECT_EQ(Errors(), "Syntax Error: Empty SQL Statement\n");
+}
+
+TEST_F(ProgramTest, PackDropsDeletedRecordsFromTheFile) {
+    MakePorts();
+    Sql("delete from ports where code = 'ANV'");
+    const auto before = std::filesystem::file_size(folder_.File("ports.dbf"));
+    Sql(".pack");
+    EXPECT_LT(std::filesystem::file_size(folder_.File("ports.dbf")), before);
+    EXPECT_EQ(Sql("select name from ports", "--no-headers"), "Brackwater\n");
+}
+
+TEST_F(ProgramTest, TimerAndModesAndHelp) {
+    MakePorts();
+    EXPECT_EQ(Run("--timer db.dbf 'delete from ports'").output.rfind("Time: ", 0), 0U);
+    EXPECT_EQ(Sql(".mode"), "table\n");
+    for (const char* name :
+         {".echo", ".explain", ".headers", ".help", ".import", ".indexes", ".mode", ".output",
+          ".pack", ".parameters", ".quit", ".read", ".schema", ".tables", ".timer", ".trace"}) {
+        EXPECT_NE(Sql(".help").find(std::string(name) + " "), std::string::npos) << name;
+    }
+}
+
+TEST_F(ProgramTest, WrongCommandsAreExplained) {
+    MakePorts();
+    EXPECT_EQ(Run("db.dbf .nonsense").status, 1);
+    EXPECT_EQ(Errors(), "Unknown command '.nonsense'; .help lists the commands\n");
+    EXPECT_EQ(Run("db.dbf '.mode xml'").status, 1);
+    EXPECT_EQ(Errors(), "Unknown mode 'xml': table, csv, tsv, json and line are known\n");
+    EXPECT_EQ(Run("db.dbf '.schema nothing'").status, 1);
+    EXPECT_EQ(Errors(), "Unknown table 'nothing'\n");
+    EXPECT_EQ(Run("db.dbf .import").status, 1);
+    EXPECT_EQ(Errors(), "Usage: .import [--no-header] FILE [TABLE]\n");
+    EXPECT_EQ(Run("db.dbf '.timer maybe'").status, 1);
+    EXPECT_EQ(Errors(), "Expected on or off, found 'maybe'\n");
+    EXPECT_EQ(Run("db.dbf '.read nothing'").status, 1);
+    EXPECT_EQ(Errors(), "Cannot read 'nothing'\n");
+}
+
+TEST_F(ProgramTest, CaseInsensitiveDatabaseAndLockTimeoutAreOptions) {
+    MakePorts();
+    EXPECT_EQ(Sql("select code from ports where name = 'ANVIL BAY'", "--no-headers"), "");
+    EXPECT_EQ(Sql("select code from ports where name = 'ANVIL BAY'",
+                  "--no-headers -i --lock-timeout 100"),
+              "ANV\n");
+}
+
+}  // namespace
