@@ -200,9 +200,11 @@ class Session {
     }
 
     Texts Plan(const std::string& sql, const Texts& parameters) {
+        // The trace is appended to.
+        const size_t before = TheHost().FileText(kTraceFile).size();
         EXPECT_TRUE(database_->Option("log", kTraceFile));
         const bool ok = TestView(*database_, sql, parameters).Ok();
-        std::istringstream trace(TheHost().FileText(kTraceFile));
+        std::istringstream trace(TheHost().FileText(kTraceFile).substr(before));
         Texts lines;
         for (std::string dumped; std::getline(trace, dumped);) {
             const std::string line = PlanLine(dumped);
