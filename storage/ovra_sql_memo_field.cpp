@@ -32,17 +32,22 @@ TextView OvraSQLMemoField::LongText() {
     return text_.Text();
 }
 
-// A failure leaves its message with the table, and here what was read of the text.
+// A failure leaves its message with the table, and here what was read of the text. The text is
+// loaded aside, so that nothing is taken for the whole when memory runs out in the middle.
 void OvraSQLMemoField::Load() {
+    MemoText loading;
+    loading.Swap(text_);
     const int32_t block = TextToIntegerC(CellText());
+    bool succeeded = true;
     if (block == 0) {
-        text_.Assign(TextView());
-    } else if (OwningTable() == nullptr || !OwningTable()->ReadMemo(block, text_)) {
-        return;
+        loading.Assign(TextView());
+    } else {
+        succeeded = OwningTable() != nullptr && OwningTable()->ReadMemo(block, loading);
     }
-    if (!dirty_) {
-        savedText_.Assign(text_.Bytes());
+    if (succeeded && !dirty_) {
+        savedText_.Assign(loading.Bytes());
     }
+    text_.Swap(loading);
 }
 
 bool OvraSQLMemoField::WriteToRecord(char* record) {

@@ -168,6 +168,25 @@ TEST_F(DataMemory, ASetThatFindsNoRoomKeepsTheOldText) {
     EXPECT_EQ(Text(memo->ValueText()), longer);
 }
 
+// Half of a text must not pass for the whole at the next look.
+TEST_F(DataMemory, ATextThatFindsNoRoomIsReadAgain) {
+    OvraSQLTable table(database_);
+    MakeTable(table);
+    const std::string longer(5000, 'x');
+    table.FindField("M")->SetValue(longer.c_str());
+    ASSERT_TRUE(table.AppendRecord());
+    int32_t seen = 0;
+    FailEachAllocation(
+        [&] {
+            table.Close();
+            ASSERT_TRUE(table.Open("t.dbf", 3));  // new fields, without buffers
+            ASSERT_TRUE(table.ReadRecord(101));
+        },
+        [&] { seen = table.FindField("M")->ValueText().length; },
+        [&] { EXPECT_EQ(Text(table.FindField("M")->ValueText()), longer); });
+    EXPECT_EQ(seen, 5000);
+}
+
 // Whatever runs out of memory, no lock stays, and the object goes on working.
 TEST_F(DataMemory, ChangesThatFindNoRoomGiveTheirLocksBack) {
     OvraSQLTable table(database_);
