@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <utility>
 
 namespace ovrashell {
@@ -158,7 +159,14 @@ class JsonWriter final : public RowWriter {
     explicit JsonWriter(std::ostream* out) : out_(out) {}
 
     void Begin(const Row& names) override {
-        names_ = names;
+        std::set<std::string> taken;
+        for (const std::string& name : names) {
+            std::string unique = name;
+            for (int number = 2; !taken.insert(unique).second; ++number) {
+                unique = name + std::to_string(number);
+            }
+            names_.push_back(unique);
+        }
         *out_ << '[';
     }
 

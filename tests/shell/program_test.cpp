@@ -89,6 +89,9 @@ TEST_F(ProgramTest, JsonModeGivesAnArrayOfObjects) {
               "[\n  {\"code\":\"ANV\",\"depth\":\"9.5\"},\n"
               "  {\"code\":\"BRK\",\"depth\":\"6.0\"}\n]\n");
     EXPECT_EQ(Sql("select code from ports where 1 = 0", "-m json"), "[]\n");
+    EXPECT_EQ(Sql("select code, depth as code from ports where depth > 9", "-m json"),
+              "[\n  {\"code\":\"ANV\",\"code2\":\"9.5\"}\n]\n")
+        << "no value is lost to another of the same name";
 }
 
 TEST_F(ProgramTest, ErrorsGoToStandardErrorWithStatusOne) {
