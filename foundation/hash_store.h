@@ -7,8 +7,9 @@
 //   slots   slot -> item (null for a hole), its hash, slot of the next member (-1 at the end)
 //
 // Invariants:
-//   1. A chain is sorted by the table's compare; a new item goes after those that equal it. So a
-//      look-up finds the first of equals.
+//   1. A chain is sorted by the table's compare. Of equals the oldest stands first and the others
+//      behind it from the newest on: a look-up finds the oldest, and storing one more takes no walk
+//      over the rest.
 //   2. Removal leaves a hole; only holes at the end are given back. A vector that is full, long and
 //      mostly holes is closed up at the next insertion instead of growing: then slot numbers
 //      change, the order does not.
@@ -85,7 +86,9 @@ class HashStore {
             capacity_ += kHashTableStep;
         }
         int32_t* link = &heads_[HeadOf(hash)];
-        while (*link != kNoSlot && compareItems(*item, *slots_[*link].item) >= 0) {
+        int32_t order = 1;
+        while (*link != kNoSlot && order > 0 &&
+               (order = compareItems(*item, *slots_[*link].item)) >= 0) {
             link = &slots_[*link].next;
         }
         const int32_t slot = usedSlots_++;
@@ -118,6 +121,9 @@ class HashStore {
             link = &slots_[*link].next;
         }
         *link = slots_[slot].next;
+        PutOldestFirst(link, [this, hash, &compareKey](int32_t member) {
+            return slots_[member].hash == hash && compareKey(*slots_[member].item) == 0;
+        });
         Item* item = slots_[slot].item;
         slots_[slot].item = nullptr;
         ++holeCount_;
@@ -178,6 +184,8 @@ class HashStore {
 
     void MakeRoom();
     void CloseHoles();
+    template <class IsEqual>
+    void PutOldestFirst(int32_t* link, IsEqual isEqual);
     void Enlarge();
     void SplitChain(int32_t slot, int32_t* low, int32_t* high, Slot* slots) const;
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// HashStore: how its memory grows and how holes are closed. Included by hash_store.h, which tells
-// what holds before and after.
+// HashStore: how its memory grows, how holes are closed, and how equals keep their order. Included
+// by hash_store.h, which tells what holds before and after.
 
 #include "foundation/hash_store.h"
 
@@ -37,6 +37,24 @@ void HashStore<Item, Memory>::CloseHoles() {
     for (int32_t head = 0; head < roomCount_; ++head) {
         heads_[head] = heads_[head] == kNoSlot ? kNoSlot : moved[heads_[head]];
     }
+}
+
+// After the oldest of equals has gone: `link` leads to the others, of which the last is the oldest.
+template <class Item, class Memory>
+template <class IsEqual>
+void HashStore<Item, Memory>::PutOldestFirst(int32_t* link, IsEqual isEqual) {
+    if (*link == kNoSlot || !isEqual(*link)) {
+        return;
+    }
+    int32_t* last = link;
+    for (int32_t next = slots_[*last].next; next != kNoSlot && isEqual(next);
+         next = slots_[*last].next) {
+        last = &slots_[*last].next;
+    }
+    const int32_t oldest = *last;
+    *last = slots_[oldest].next;
+    slots_[oldest].next = *link;
+    *link = oldest;
 }
 
 template <class Item, class Memory>

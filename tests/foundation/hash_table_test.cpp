@@ -132,6 +132,34 @@ TEST(HashTable, TheFirstOfEqualsIsFoundAfterGrowing) {
     EXPECT_EQ(table.Find("same"), nullptr);
 }
 
+// A statement can name one thing a hundred thousand times, and each name is stored.
+TEST(HashTable, StoringOneMoreOfAnEqualNameLooksAtOneOfThem) {
+    HashStore<Counted> store(true, kHashTableBucketBits, kHashTableStep);
+    int32_t compared = 0;
+    for (int32_t number = 0; number < 1000; ++number) {
+        store.Insert(new Counted("same", number), 7, [&compared](const Counted&, const Counted&) {
+            ++compared;
+            return 0;
+        });
+    }
+    EXPECT_EQ(compared, 999);
+    const auto same = [](const Counted&) { return 0; };
+    EXPECT_EQ(store.ItemAt(store.Find(7, same))->number, 0);
+}
+
+TEST(HashTable, EqualNamesAreTakenOutInTheOrderOfTheirAdding) {
+    Table table(true, false);
+    for (int32_t number = 0; number < 3; ++number) {
+        AddName(table, "same", number);
+    }
+    for (int32_t number = 3; number < 10; ++number) {
+        const std::unique_ptr<Counted> item(table.Remove("same"));
+        ASSERT_EQ(item->number, number - 3);
+        AddName(table, "same", number);
+        ASSERT_EQ(table.Find("same")->number, number - 2);
+    }
+}
+
 TEST(HashTable, NamesThatDifferInCaseDifferUnlessCaseIsIgnored) {
     Table table(true, false);
     AddName(table, "a", 1);
