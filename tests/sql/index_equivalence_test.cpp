@@ -100,7 +100,7 @@ class QueryWriter {
     // --- one comparison ------------------------------------------------------------------------
 
     std::string Value(const std::string& text) {
-        // Parameters are numbered as they are read, and written here from left to right.
+        // Which of several parameters gets which value is all the same here.
         if (chance_.OneIn(6)) {
             query_.parameters.push_back(text);
             return "?";
