@@ -38,7 +38,7 @@ class SQLTableReference {
     SQLTableReference(const SQLTableReference&) = delete;
     SQLTableReference& operator=(const SQLTableReference&) = delete;
 
-    // Finds the table and takes a cursor. A second call does nothing.
+    // Finds the table and takes a cursor. Called once, by the scope.
     [[nodiscard]] virtual bool Bind();
     // 1 found here, 0 not here, -1 error set.
     [[nodiscard]] virtual int32_t ResolveColumn(SQLColumnReference* reference);

@@ -95,6 +95,20 @@ TEST_F(CodeGenerator, NumbersTemporaryTablesAndBucketsOnwardFromStatementToState
     EXPECT_EQ(Generator().DynamicCount(), 1);
 }
 
+// A derived table takes its number behind those of the blocks inside it, a block behind its
+// sub-queries.
+TEST_F(CodeGenerator, NumbersFromTheInsideOutward) {
+    Define("create table t (a numeric(3))");
+    std::string listing = Compile("select a from (select a from t union select a from t) d");
+    EXPECT_NE(listing.find("Pop_Temporary 0 0 0"), std::string::npos) << listing;
+    EXPECT_NE(listing.find("Temporary_First 1 "), std::string::npos) << listing;
+    EXPECT_NE(listing.find("Push_Temporary 1 0 0"), std::string::npos) << listing;
+    listing = Compile("select distinct a from t where a in (select distinct t.a from t)");
+    const size_t outer = listing.find(" Bucket 1 1 0");
+    ASSERT_NE(outer, std::string::npos) << listing;
+    EXPECT_LT(outer, listing.find(" Bucket 0 1 0")) << listing;
+}
+
 // Only parameters that take the next number count; a numbered one reads its place in the list.
 TEST_F(CodeGenerator, CountsTheParametersThatNumberThemselves) {
     Define("create table t (a numeric(3))");

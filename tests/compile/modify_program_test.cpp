@@ -97,6 +97,30 @@ TEST_F(ModifyProgram, ReadsTheTableThatItWrites) {
 )");
 }
 
+// The star takes the place of the empty values for columns left out, so with as many columns as the
+// target has the source fills them all: the named one first, then the others in field order.
+TEST_F(ModifyProgram, FillsTheColumnsLeftOutFromABareStar) {
+    EXPECT_EQ(Compile("insert into b (id) select * from c"),
+              R"(0 Cursor_Open 0 0 0 'c'
+1 Cursor_Column 0 0 0 'P'
+2 Cursor_Column 0 1 0 'Q'
+3 Cursor_Open 1 1 0 'b'
+4 Cursor_Column 1 0 0 'id'
+5 Cursor_Column 1 1 0 'Y'
+6 Cursor_Open 0 0 0 'c'
+7 Cursor_Column 0 0 0 'P'
+8 Cursor_Column 0 1 0 'Q'
+9 Cursor_First 0 16 0
+10 Push_Column 0 0 0
+11 Push_Column 0 1 0
+12 Pop_Column 1 1 0
+13 Pop_Column 1 0 0
+14 Cursor_Insert 1 0 0
+15 Cursor_Next 0 10 0
+16 NOOP 0 0 0
+)");
+}
+
 // The record is locked ahead of the first new value; the index changes are applied once, behind
 // the loop.
 TEST_F(ModifyProgram, UpdatesEveryRecord) {
@@ -288,6 +312,26 @@ TEST_F(ModifyProgram, DeletesFromEveryTableOfTheJoin) {
 17 NOOP 0 0 0
 18 Cursor_Delete_Indexes 0 0 0
 19 Cursor_Delete_Indexes 1 0 0
+)");
+}
+
+// In the order of the names, not of FROM; a name written twice is a target twice.
+TEST_F(ModifyProgram, DeletesInTheOrderOfTheNames) {
+    EXPECT_EQ(Compile("delete b, a, b from a, b"),
+              R"(0 Cursor_Open 0 1 0 'a'
+1 Cursor_Open 1 1 0 'b'
+2 Cursor_First 0 10 0
+3 Cursor_First 1 8 0
+4 Cursor_Delete 1 0 0
+5 Cursor_Delete 0 0 0
+6 Cursor_Delete 1 0 0
+7 Cursor_Next 1 4 0
+8 NOOP 0 0 0
+9 Cursor_Next 0 3 0
+10 NOOP 0 0 0
+11 Cursor_Delete_Indexes 1 0 0
+12 Cursor_Delete_Indexes 0 0 0
+13 Cursor_Delete_Indexes 1 0 0
 )");
 }
 

@@ -30,6 +30,7 @@ TEST_F(StatementMessages, ReportTheNameBeforeTheCount) {
 // A bare star replaces the whole select list, also the empty values for columns left out.
 TEST_F(StatementMessages, CountAStarWithoutTheColumnsLeftOut) {
     EXPECT_EQ(Compile("insert into t (a) select * from u"), "! Not enough values");
+    EXPECT_EQ(Compile("insert into u (x) select * from t"), "! Too many values");
 }
 
 // The values of an INSERT can't name its target.
@@ -105,6 +106,20 @@ TEST_F(StatementMessages, HoldOrderByOfAUnionToResultColumns) {
 TEST_F(StatementMessages, RefuseTheRowNumberInOrderBy) {
     EXPECT_EQ(Compile("select recno as n, a from t order by n"),
               "! Invalid column type in ORDER BY");
+}
+
+// A block that is optimized only while code is made refuses its columns there. Whoever asked for
+// the value passes the failure on.
+TEST_F(StatementMessages, PassOnWhatADerivedTableRefuses) {
+    const std::string value = "(select q from (select a as q, count(*) from t) d)";
+    EXPECT_EQ(Compile("select b from t where b = " + value), kNotGrouped);
+    EXPECT_EQ(Compile("select b from t where b in " + value), kNotGrouped);
+    EXPECT_EQ(Compile("insert into u values (" + value + ")"), kNotGrouped);
+    EXPECT_EQ(Compile("insert into u select q from (select a as q, count(*) from t) d"),
+              kNotGrouped);
+    EXPECT_EQ(Compile("update t set b = " + value), kNotGrouped);
+    EXPECT_EQ(Compile("update t set b = 1 where b = " + value), kNotGrouped);
+    EXPECT_EQ(Compile("delete from t where b = " + value), kNotGrouped);
 }
 
 // Nothing inside a BETWEEN stops the compilation; whatever stands wrong there fails the run.

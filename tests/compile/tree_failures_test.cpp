@@ -1,4 +1,5 @@
 #include "compile/tree/aggregates.h"
+#include "compile/tree/complex_elements.h"
 #include "compile/tree/sql_expression.h"
 #include "compile/tree/sql_query.h"
 #include "language/tokens.h"
@@ -54,6 +55,43 @@ TEST_F(TreeFailures, AcceptSubstringAsAnOperator) {
               "0 Push_Literal 0 0 0 'abc'\n"
               "1 Push_Literal 0 0 0 '2'\n"
               "2 Substring 0 0 0\n");
+}
+
+// Required: the element goes on around what failed inside, and the message stays with the
+// generator.
+TEST_F(TreeFailures, GoOnAroundABoundOfBetween) {
+    expression_->SetLiteral("1");
+    SQLBetween* const between = expression_->AddBetween();
+    between->NewLow()->SetColumn("a", "t");
+    between->NewHigh()->SetLiteral("2");
+    ASSERT_TRUE(generator_->GenerateExpression(expression_->root));
+    EXPECT_EQ(Error(), "Unresolved column 'a'");
+    EXPECT_EQ(ProgramListing(*generator_),
+              "0 Push_Literal 0 0 0 '1'\n"
+              "1 Jump 3 0 0\n"
+              "2 Jump 12 0 0\n"
+              "3 NOOP 0 0 0\n"
+              "4 LessThan 1 0 0\n"
+              "5 Jump_EQ 1 2 0\n"
+              "6 Push_Literal 0 0 0 '2'\n"
+              "7 GreaterThan 1 0 0\n"
+              "8 Jump_EQ 1 2 0\n"
+              "9 Pop 0 0 0\n"
+              "10 Push_Integer 1 0 0\n"
+              "11 Jump 14 0 0\n"
+              "12 Pop 0 0 0\n"
+              "13 Push_Integer 0 0 0\n"
+              "14 NOOP 0 0 0\n");
+}
+
+TEST_F(TreeFailures, GoOnAroundTheOperandsOfSubstring) {
+    SQLSubstring* const substring = expression_->AddSubstring();
+    substring->NewString()->SetColumn("a", "t");
+    substring->NewStart()->SetColumn("b", "t");
+    substring->NewLength()->SetColumn("c", "t");
+    ASSERT_TRUE(generator_->GenerateExpression(expression_->root));
+    EXPECT_EQ(Error(), "Unresolved column 'c'");
+    EXPECT_EQ(ProgramListing(*generator_), "0 Substring 1 0 0\n");
 }
 
 TEST_F(TreeFailures, EmitNothingForAnEmptyExpression) {
