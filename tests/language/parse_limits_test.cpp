@@ -120,8 +120,15 @@ TEST(ParseLimits, ParsesLongLists) {
     EXPECT_TRUE(Accepts("select a" + Repeat(", a", kChain) + " from t"));
     EXPECT_TRUE(Accepts("insert into t values (1" + Repeat(", 1", kChain) + ")"));
     EXPECT_TRUE(Accepts("select a from t order by a" + Repeat(", a", kChain)));
-    EXPECT_TRUE(Accepts("select a from t" + Repeat(" union all select a from t", 2000)));
-    EXPECT_TRUE(Accepts("select a from t" + Repeat(", t", 2000)));
+    EXPECT_TRUE(Accepts("select a from t" + Repeat(" union all select a from t", kChain)));
+}
+
+// One name written over and over is stored each time, and found to be wrong only later.
+TEST(ParseLimits, TakesOneNameAnyNumberOfTimes) {
+    EXPECT_TRUE(Accepts("select a from t" + Repeat(", t", kChain)));
+    EXPECT_TRUE(Accepts("insert into t (a" + Repeat(", a", kChain) + ") values (1)"));
+    EXPECT_TRUE(Accepts("delete t" + Repeat(", t", kChain) + " from t"));
+    EXPECT_TRUE(Accepts("create table t (a char" + Repeat(", a char", kChain) + ")"));
 }
 
 TEST(ParseLimits, ParsesLongTokens) {
