@@ -317,21 +317,21 @@ TEST_F(ModifyProgram, DeletesFromEveryTableOfTheJoin) {
 
 // In the order of the names, not of FROM; a name written twice is a target twice.
 TEST_F(ModifyProgram, DeletesInTheOrderOfTheNames) {
-    EXPECT_EQ(Compile("delete b, a, b from a, b"),
+    EXPECT_EQ(Compile("delete b, b, a from a, b"),
               R"(0 Cursor_Open 0 1 0 'a'
 1 Cursor_Open 1 1 0 'b'
 2 Cursor_First 0 10 0
 3 Cursor_First 1 8 0
 4 Cursor_Delete 1 0 0
-5 Cursor_Delete 0 0 0
-6 Cursor_Delete 1 0 0
+5 Cursor_Delete 1 0 0
+6 Cursor_Delete 0 0 0
 7 Cursor_Next 1 4 0
 8 NOOP 0 0 0
 9 Cursor_Next 0 3 0
 10 NOOP 0 0 0
 11 Cursor_Delete_Indexes 1 0 0
-12 Cursor_Delete_Indexes 0 0 0
-13 Cursor_Delete_Indexes 1 0 0
+12 Cursor_Delete_Indexes 1 0 0
+13 Cursor_Delete_Indexes 0 0 0
 )");
 }
 
