@@ -15,9 +15,8 @@
 //
 //   file           path                      key
 //   schema table   as given                  -
-//   Schema_1       less extension, ".ovx"    TYPE:TABLE:INDEX, unique; "T:<table>:",
-//   "I:<table>:<index>" Schema_2       less extension, "i.ovx"   INDEX; the empty key for a table's
-//   row
+//   Schema_1       less extension, ".ovx"    TYPE:TABLE:INDEX, unique; "T:<table>:" for a table
+//   Schema_2       less extension, "i.ovx"   INDEX; empty for a table
 
 #include <cstdint>
 #include <memory>
@@ -181,6 +180,7 @@ class Schema {
     OvraSQLField* fileField_ = nullptr;
     OvraSQLField* columnsField_ = nullptr;
     OvraSQLField* flagsField_ = nullptr;
+    bool catalogReady_ = false;
     String directory_;
     String path_;
     String schemaIndex1Path_;

@@ -53,6 +53,7 @@ bool Schema::Create(TextView path) {
     if (!schemaIndex1_->Create(schemaIndex1Path_) || !schemaIndex2_->Create(schemaIndex2Path_)) {
         return Fail(String::Join({"Error creating schema index: ", schemaIndex1_->File().Error()}));
     }
+    catalogReady_ = true;
     return true;
 }
 
@@ -67,10 +68,13 @@ bool Schema::Open(TextView path) {
     if (!schemaIndex2_->Open(schemaIndex2Path_)) {
         return Fail(String::Join({"Error opening schema index: ", schemaIndex2_->File().Error()}));
     }
-    return ValidateFields();
+    catalogReady_ = ValidateFields();
+    return catalogReady_;
 }
 
 void Schema::StartCatalog(TextView path) {
+    EmptyStatementCache();
+    openTables_.RemoveAll();
     DropCatalog();
     path_ = path;
     directory_ = DirectoryPart(path);
@@ -88,6 +92,7 @@ void Schema::StartCatalog(TextView path) {
 }
 
 void Schema::DropCatalog() {
+    catalogReady_ = false;
     typeField_ = tableField_ = indexField_ = fileField_ = columnsField_ = flagsField_ = nullptr;
     schemaIndex1_ = schemaIndex2_ = nullptr;
     schemaTable_.reset();
@@ -122,9 +127,9 @@ bool Schema::ValidateFields() {
     return true;
 }
 
-// Whether Create or Open got as far as the six fields. Files that did not open answer for
-// themselves.
-bool Schema::CatalogReady() { return flagsField_ != nullptr || FailNoCatalog(); }
+// Whether Create or Open went through. A catalog that lacks an index, or a column of an index's key
+// since memory ran out, must not be written to: its rows would never be found again.
+bool Schema::CatalogReady() { return catalogReady_ || FailNoCatalog(); }
 
 bool Schema::FailNoCatalog() {
     return Fail(String::Join({"File '", path_, "' is not a valid OvraSQL schema database"}));

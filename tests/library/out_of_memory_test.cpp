@@ -98,6 +98,26 @@ TEST_F(OutOfMemoryTest, CreateAndOpenFailCleanly) {
     Table().database_free(database);
 }
 
+// A catalog that is open in part must not be written to: its rows would get keys that nobody finds.
+TEST_F(OutOfMemoryTest, AnOpeningThatFailedIsNoCatalogToWriteTo) {
+    void* database = NewDatabase();
+    Table().database_free(database);
+    const std::string before = TheHost().FileText("main.dbf");
+    database = TheHost().MakeDatabase();
+    FailEachAllocation([](bool) {},
+                       [&] {
+                           const int32_t opened = Table().database_open(database, "main.dbf", -1);
+                           if (opened == 0) {
+                               counting = false;
+                               EXPECT_EQ(Query(database, "create table u (a integer)"), 0);
+                           }
+                           return opened;
+                       });
+    EXPECT_EQ(TheHost().FileText("main.dbf"), before);
+    EXPECT_FALSE(TheHost().HasFile("u.dbf"));
+    Table().database_free(database);
+}
+
 TEST_F(OutOfMemoryTest, AQueryFailsCleanlyAndTheDatabaseGoesOn) {
     void* database = NewDatabase();
     FailEachAllocation(

@@ -218,16 +218,19 @@ TEST_F(SchemaOpenTest, ASchemaWhoseTableFailedAnswersWithErrors) {
     ExpectAllFail(*schema_);
 }
 
-TEST_F(SchemaOpenTest, ASchemaWhoseIndexesFailedListsNoTable) {
+// A catalog with one index must not be written to: the other one would lack the keys.
+TEST_F(SchemaOpenTest, ASchemaWhoseIndexesFailedAnswersWithErrors) {
     for (int32_t call = 2; call <= 3; ++call) {
         SetUp();
         TheHost().FailCall("ovFile_Open", call);
         schema_ = NewSchema();
         ASSERT_FALSE(schema_->Create("db/main.dbf"));
+        const Texts files = TheHost().FilePaths();
         EXPECT_FALSE(CreateTable("t", {{"a", 0, 5}})) << call;
-        EXPECT_FALSE(schema_->IndexExists("i")) << call;
-        EXPECT_FALSE(schema_->DropIndex("i")) << call;
-        EXPECT_FALSE(schema_->DropTable("u")) << call;
+        EXPECT_EQ(Error(), "File 'db/main.dbf' is not a valid OvraSQL schema database") << call;
+        EXPECT_EQ(TheHost().FilePaths(), files) << call;
+        EXPECT_FALSE(schema_->DropTable("t")) << call;
+        ExpectAllFail(*schema_);
         schema_.reset();
     }
 }
@@ -237,6 +240,7 @@ TEST_F(SchemaOpenTest, CreatingTwiceStartsAnew) {
     ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}}));
     ASSERT_TRUE(schema_->Create("db/other.dbf"));
     EXPECT_FALSE(schema_->TableExists("t"));
+    EXPECT_EQ(schema_->GetTable("t"), nullptr);
 }
 
 TEST_F(SchemaOpenTest, TheTraceOpensUnderItsDefaultName) {
