@@ -272,5 +272,22 @@ TEST_F(IndexDefinitionTest, ANameThatCantBeFoundAgainIsNotMadeTwice) {
     EXPECT_EQ(TheHost().FileBytes("db/nan.ovx"), before);
 }
 
+// Keys are cut at 99 bytes: of a table and an index with 64 letters each, 32 of the index's count.
+TEST_F(IndexDefinitionTest, LongNamesThatAgreeInTheCatalogsKeyAreRefused) {
+    const std::string table(64, 't');
+    const std::string first = std::string(32, 'i') + "a";
+    const std::string second = std::string(32, 'i') + "b";
+    ASSERT_TRUE(CreateTable(table.c_str(), {{"a", 0, 5}}));
+    ASSERT_TRUE(CreateIndex(table.c_str(), first.c_str(), false, {"a"}));
+    EXPECT_FALSE(CreateIndex(table.c_str(), second.c_str(), false, {"a"}));
+    EXPECT_EQ(Error(), "Inserted record violates UNIQUE constraint on index 'Schema_1'");
+    EXPECT_FALSE(schema_->IndexExists(second.c_str()));
+    // The first one is as it was, and a name that differs within the key is free.
+    Insert(table.c_str(), {"x"});
+    EXPECT_EQ(Keys(table.c_str(), first.c_str()), Texts{"X=1"});
+    const std::string third = std::string(31, 'i') + "c";
+    EXPECT_TRUE(CreateIndex(table.c_str(), third.c_str(), false, {"a"})) << Error();
+}
+
 }  // namespace
 }  // namespace ovrasql
