@@ -62,14 +62,12 @@ void StoreBoolean(OvraSQLField* field, bool value) { field->SetValue(value ? "T"
     return (bits & 0xFFFFFFFFU) != 0;
 }
 
-// What a character field keeps of a text: first what fits, then that without the white space behind
-// it, so that the value in hand equals the one that a later read of the record gives.
-[[nodiscard]] TextView FitText(TextView text, int32_t width) {
-    int32_t length = text.length < width ? text.length : width;
+[[nodiscard]] TextView WithoutTrailingSpace(TextView text) {
+    int32_t length = text.length;
     while (length > 0 && IsSpace(text[length - 1])) {
         --length;
     }
-    return text.Part(0, length < 0 ? 0 : length);
+    return text.Part(0, length);
 }
 
 }  // namespace
@@ -129,8 +127,14 @@ void SQL_Stack::StoreText(const StackEntry& entry, OvraSQLField* field) {
         case kFieldMemo:
             field->SetValue(text);
             break;
+        case kFieldCharacter:
+            // Cut first, so that the value in hand equals the one that a later read of the record
+            // gives: a read takes off the blanks that the cut lays bare.
+            field->SetValue(WithoutTrailingSpace(text.Part(0, field->Length())));
+            break;
         default:
-            field->SetValue(FitText(text, field->Length()));
+            // A read of such a field takes nothing off, so what the cut lays bare stays.
+            field->SetValue(WithoutTrailingSpace(text));
             break;
     }
 }

@@ -98,6 +98,12 @@ TEST_F(FieldStore, ATextIsCutFirstAndTrimmedThen) {
     EXPECT_EQ(Literal(&text, "abcdef"), "abcde");
 }
 
+// A date is read with its blanks, so those that its cut lays bare stay.
+TEST_F(FieldStore, ADateIsTrimmedFirstAndCutThen) {
+    EXPECT_EQ(Literal(&date, "202401  x"), "202401  ");
+    EXPECT_EQ(Literal(&date, "202401   "), "202401");
+}
+
 TEST_F(FieldStore, AMemoKeepsItsTextWhole) {
     OvraSQLMemoField memo(nullptr, "MEMO", 10, 0);
     EXPECT_EQ(Literal(&memo, "a long text, with blanks behind it   "),
