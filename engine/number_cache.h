@@ -18,7 +18,8 @@ struct NumberCache {
     double value = 0.0;
     State state = State::kUnknown;
 
-    // Whether the whole text is a number; `value` holds it, or 0 if it is none.
+    // Whether the whole text is a number in range. `value` holds it; else what the text counts as,
+    // which is 0, or an infinity for a number too large.
     bool Parse(TextView text) {
         if (state == State::kUnknown) {
             int32_t error = 0;

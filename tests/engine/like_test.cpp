@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -209,6 +210,33 @@ TEST(Like, EqualsItsRulesOverAllShortTexts) {
             }
         }
     }
+}
+
+// Patterns of 96 to 102 runs over texts made from them: whether the limit strikes depends on what
+// stands behind the last runs, and on how far the search has come when it does.
+TEST(Like, EqualsItsRulesAroundTheLimit) {
+    std::mt19937 random(99);
+    const auto pick = [&random](uint32_t count) { return static_cast<uint32_t>(random() % count); };
+    int32_t matches = 0;
+    int32_t misses = 0;
+    for (int32_t round = 0; round < 3000; ++round) {
+        std::string text;
+        std::string pattern;
+        for (uint32_t runs = 96 + pick(7); runs > 0; --runs) {
+            // No two runs want the same byte, so that the rules as told come to an end.
+            const std::string byte(1, static_cast<char>('a' + runs % 26));
+            pattern += "%" + byte;
+            text += (pick(3) == 0 ? "-" : "") + byte;
+        }
+        text += pick(2) == 0 ? "z" : "";
+        pattern += pick(3) == 0 ? "z" : (pick(2) == 0 ? "%" : "");
+        pattern.erase(0, pick(2));
+        const bool expected = LiteralMatcher(text, pattern, false).Matches();
+        ASSERT_EQ(Like(text, pattern), expected) << text << " like " << pattern;
+        ++(expected ? matches : misses);
+    }
+    EXPECT_GT(matches, 300);
+    EXPECT_GT(misses, 300);
 }
 
 TEST(Substring, RaisesTheStartAndKeepsTheLength) {

@@ -218,6 +218,33 @@ TEST_F(StackTest, FlagsTellWhereAValueCameFrom) {
     EXPECT_EQ(stack.EntryAt(6).flags, 0);
 }
 
+// What IFNULL puts in place of NULL is a plain string: text only and exact are lost with it.
+TEST_F(StackTest, AReplacedNullIsAPlainString) {
+    OvraSQLField text(nullptr, "A", kFieldCharacter, 5, 0);
+    text.SetValue("10");
+    stack.PushNull();
+    stack.PushColumn(&text, 0);
+    stack.IfNull();
+    EXPECT_EQ(stack.EntryAt(0).tag, StackTag::kString);
+    EXPECT_EQ(stack.EntryAt(0).flags & (kTextOnly | kExactText), 0);
+    stack.PushString("9");
+    EXPECT_GT(stack.Compare(0, false), 0);  // as numbers
+
+    stack.PushNull();
+    stack.PushString("abc");
+    stack.Upper();
+    stack.IfNull();
+    EXPECT_EQ(stack.EntryAt(0).flags, kOwnedText);
+    stack.PushString("abc");
+    EXPECT_EQ(stack.Compare(0, true), 0);  // folded
+
+    stack.PushColumn(&text, 0);
+    stack.PushString("x");
+    stack.IfNull();
+    EXPECT_EQ(stack.EntryAt(0).tag, StackTag::kColumn);
+    EXPECT_EQ(stack.EntryAt(0).flags, kTextOnly);  // a left value that stays is as it was
+}
+
 TEST_F(StackTest, UpperLeavesColumnsOfOtherTypesAlone) {
     OvraSQLField number(nullptr, "A", kFieldNumeric, 5, 0);
     number.SetValue("12");
