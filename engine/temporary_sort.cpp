@@ -8,6 +8,10 @@
 // What costs in a sort is the comparison. Before the first one each row's first term is turned into
 // a key: the number itself, or eight bytes of the text as one integer. Cells keep the numbers that
 // they have been read as, so that later terms are parsed once as well.
+//
+// Required: a cell that has been compared as a text has that text from then on and counts as the
+// number it reads as, which may not be quite the one it was rendered from. So where such numbers
+// stand among texts no number can be taken beforehand, and the cells themselves are compared.
 
 #include <cstring>
 #include <memory>
@@ -81,11 +85,15 @@ class RowOrder {
         const SortTerm& term = terms_[0];
         TextView firstText;
         bool sawText = false;
+        bool sawUnrendered = false;
         for (int32_t i = 0; i < count; ++i) {
             SortRow& row = rows[i];
             SQLResult& cell = row.cells[term.position];
+            const bool isUnrendered =
+                (cell.Flags() & (SQLResult::kText | SQLResult::kDouble)) == SQLResult::kDouble;
             row.isNumber = !term.isText && cell.GetDoubleChecked(&row.number);
             if (row.isNumber) {
+                sawUnrendered = sawUnrendered || isUnrendered;
                 continue;
             }
             const TextView text = cell.GetString();
@@ -96,6 +104,7 @@ class RowOrder {
             }
             commonLength_ = CommonLength(firstText, text, commonLength_, term.folds);
         }
+        keysHold_ = !sawText || !sawUnrendered;
         for (int32_t i = 0; sawText && i < count; ++i) {
             if (!rows[i].isNumber) {
                 const TextView text = rows[i].cells[term.position].GetString();
@@ -107,6 +116,9 @@ class RowOrder {
 
     // 0 or less if the left row may stand first.
     [[nodiscard]] int32_t Compare(const SortRow& left, const SortRow& right) const {
+        if (!keysHold_) {
+            return CompareTerms(0, left, right);
+        }
         const SortTerm& term = terms_[0];
         if (left.isNumber && right.isNumber) {
             if (left.number != right.number) {
@@ -117,7 +129,7 @@ class RowOrder {
         } else if (const int32_t order = CompareFirstTexts(term, left, right); order != 0) {
             return order;
         }
-        return CompareOtherTerms(left, right);
+        return CompareTerms(1, left, right);
     }
 
   private:
@@ -143,8 +155,9 @@ class RowOrder {
         return order == 0 ? 0 : Directed(order < 0, term.ascending);
     }
 
-    [[nodiscard]] int32_t CompareOtherTerms(const SortRow& left, const SortRow& right) const {
-        for (int32_t i = 1; i < termCount_; ++i) {
+    [[nodiscard]] int32_t CompareTerms(int32_t firstTerm, const SortRow& left,
+                                       const SortRow& right) const {
+        for (int32_t i = firstTerm; i < termCount_; ++i) {
             if (const int32_t order = CompareCells(terms_[i], left, right); order != 0) {
                 return order;
             }
@@ -166,6 +179,7 @@ class RowOrder {
     const SortTerm* terms_;
     int32_t termCount_;
     int32_t commonLength_ = 0;  // of the texts of the first term
+    bool keysHold_ = true;      // and not the cells have to be compared
 };
 
 // Merges the runs [start, middle) and [middle, end) of `from` into `to`.

@@ -3,6 +3,8 @@
 
 #include "engine/sql_temporary_table.h"
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <string>
@@ -219,7 +221,29 @@ TEST_F(TemporaryTable, ATermOutsideTheRowIsRefused) {
     EXPECT_TRUE(table.Sort(none.list));
 }
 
-// The rule itself, on plain vectors.
+// The rule itself, on plain values. A cell parses its text at each look, and has a text from the
+// first time on that it is asked for one.
+struct PlainCell {
+    bool hasText;
+    std::string text;
+    double number;  // of a cell without a text; 0 is an empty one
+
+    bool IsNumber(double* value) const {
+        int32_t error = 0;
+        *value = hasText ? TextToDouble(text.c_str(), &error) : number;
+        return error == 0;
+    }
+    const std::string& Text() {
+        if (!hasText) {
+            text = number == 0.0 ? "" : ToText(DoubleToText(number, -1).View());
+            hasText = true;
+        }
+        return text;
+    }
+};
+
+using PlainRow = std::vector<PlainCell>;
+
 struct PlainSort {
     struct Term {
         bool ascending;
@@ -228,22 +252,25 @@ struct PlainSort {
     bool folds;
     std::vector<Term> terms;
 
-    int32_t Compare(const std::vector<std::string>& left, const std::vector<std::string>& right) {
+    int32_t CompareTexts(const std::string& left, const std::string& right) const {
+        const int32_t shorter = static_cast<int32_t>(std::min(left.size(), right.size()));
+        const int32_t order =
+            folds ? CompareNoCaseUpper(left.data(), right.data(), shorter)
+                  : std::memcmp(left.data(), right.data(), static_cast<size_t>(shorter));
+        if (order != 0 || left.size() == right.size()) {
+            return order;
+        }
+        return left.size() < right.size() ? -1 : 1;
+    }
+
+    int32_t Compare(PlainRow& left, PlainRow& right) const {
         for (size_t i = 0; i < terms.size(); ++i) {
-            int32_t leftError = 0;
-            int32_t rightError = 0;
-            const double leftNumber = TextToDouble(left[i].c_str(), &leftError);
-            const double rightNumber = TextToDouble(right[i].c_str(), &rightError);
+            double leftNumber = 0.0;
+            double rightNumber = 0.0;
             int32_t order = 0;
-            if (terms[i].isText || leftError != 0 || rightError != 0) {
-                const int32_t shorter =
-                    static_cast<int32_t>(std::min(left[i].size(), right[i].size()));
-                order = folds ? CompareNoCaseUpper(left[i].data(), right[i].data(), shorter)
-                              : std::memcmp(left[i].data(), right[i].data(),
-                                            static_cast<size_t>(shorter));
-                if (order == 0 && left[i].size() != right[i].size()) {
-                    order = left[i].size() < right[i].size() ? -1 : 1;
-                }
+            if (terms[i].isText || !left[i].IsNumber(&leftNumber) ||
+                !right[i].IsNumber(&rightNumber)) {
+                order = CompareTexts(left[i].Text(), right[i].Text());
             } else if (leftNumber != rightNumber) {
                 order = leftNumber < rightNumber ? -1 : 1;
             }
@@ -254,9 +281,9 @@ struct PlainSort {
         return 0;
     }
 
-    void Sort(std::vector<std::vector<std::string>>* rows) {
-        std::vector<std::vector<std::string>> from = *rows;
-        std::vector<std::vector<std::string>> to = from;
+    void Sort(std::vector<PlainRow*>* rows) const {
+        std::vector<PlainRow*> from = *rows;
+        std::vector<PlainRow*> to = from;
         for (size_t width = 1; width < from.size(); width *= 2) {
             for (size_t start = 0; start < from.size(); start += 2 * width) {
                 size_t left = start;
@@ -265,7 +292,7 @@ struct PlainSort {
                 const size_t end = std::min(start + 2 * width, from.size());
                 for (size_t out = start; out < end; ++out) {
                     const bool takeLeft =
-                        left < middle && (right == end || Compare(from[left], from[right]) <= 0);
+                        left < middle && (right == end || Compare(*from[left], *from[right]) <= 0);
                     to[out] = takeLeft ? from[left++] : from[right++];
                 }
             }
@@ -275,36 +302,109 @@ struct PlainSort {
     }
 };
 
+void Store(const PlainCell& value, SQLResult* cell) {
+    if (value.hasText) {
+        const TextView text(value.text.data(), static_cast<int32_t>(value.text.size()));
+        cell->SetString(text, true);
+    } else if (value.number == 7.0) {
+        cell->SetInteger(7);
+    } else if (value.number != 0.0) {
+        cell->SetDouble(value.number);
+    }
+}
+
 TEST_F(TemporaryTable, EqualsItsRuleOnMixedValues) {
     // Numbers and texts together have no consistent order, so the very comparisons count.
-    const char* const values[] = {"",  "0",         "9",         "10", "10.0", "5x",  "x",
-                                  "X", "abcdefgha", "abcdefghB", "-3", "1e1",  "nan", "2"};
+    std::vector<PlainCell> values;
+    for (const char* text : {"", "0", "9", "10", "10.0", "5x", "x", "X", "abcdefgha", "abcdefghB",
+                             "-3", "1e1", "2", "\xE9", "abcdefgh"}) {
+        values.push_back({true, text, 0.0});
+    }
+    for (const double number : {0.0, 7.0, 9.5, 2e-25, 1e-25, -4e-21, 1e300, 1.0 / 3000.0}) {
+        values.push_back({false, "", number});
+    }
     std::mt19937 random(7);
-    for (int32_t round = 0; round < 300; ++round) {
-        const bool caseInsensitive = round % 2 == 0;
-        PlainSort plain{caseInsensitive, {}};
+    for (int32_t round = 0; round < 1000; ++round) {
+        PlainSort plain{round % 2 == 0, {}};
         SortTerms terms;
         for (int32_t term = 0; term < 2; ++term) {
             const bool ascending = random() % 2 == 0;
-            const bool isText = random() % 2 == 0;
+            const bool isText = random() % 4 == 0;
             plain.terms.push_back({ascending, isText});
             terms.AddColumn(term, isText ? kFieldCharacter : kFieldNumeric, ascending);
         }
-        std::vector<std::vector<std::string>> rows;
-        SQLTemporaryTable table(3, caseInsensitive);
-        const size_t count = random() % 40;
-        for (size_t i = 0; i < count; ++i) {
-            rows.push_back({values[random() % 14], values[random() % 14], std::to_string(i)});
-            Append(&table, rows.back());
+        // Now all values, now texts only, now numbers for the most part.
+        const size_t from = round % 3 == 2 ? 12 : 0;
+        const size_t count = round % 3 == 1 ? 15 : values.size() - from;
+        std::vector<PlainRow> rows(random() % 40);
+        std::vector<PlainRow*> sorted;
+        SQLTemporaryTable table(3, plain.folds);
+        for (size_t i = 0; i < rows.size(); ++i) {
+            rows[i] = {values[from + random() % count],
+                       values[from + random() % count],
+                       {true, std::to_string(i), 0.0}};
+            sorted.push_back(&rows[i]);
+            table.AppendRow();
+            for (int32_t column = 0; column < 3; ++column) {
+                Store(rows[i][static_cast<size_t>(column)], table.Cell(column));
+            }
         }
-        plain.Sort(&rows);
+        plain.Sort(&sorted);
         ASSERT_TRUE(table.Sort(terms.list));
         std::string expected;
-        for (const std::vector<std::string>& row : rows) {
-            expected += row[2] + " ";
+        for (PlainRow* const row : sorted) {
+            expected += (*row)[2].text + " ";
         }
         ASSERT_EQ(Column(&table, 2), expected) << "round " << round;
     }
+}
+
+// Required: a cell that has been compared as a text counts by that text from then on. Twenty digits
+// behind the point leave nothing of so small a number.
+TEST_F(TemporaryTable, ANumberComparedAsATextCountsByItsText) {
+    SQLTemporaryTable table(2, false);
+    for (const char* mark : {"1", "2", "3", "4"}) {
+        Append(&table, {"", mark});
+        switch (*mark) {
+            case '1':
+                table.Cell(0)->SetDouble(2e-25);
+                break;
+            case '3':
+                table.Cell(0)->SetDouble(1e-25);
+                break;
+            default:
+                table.Cell(0)->SetString(*mark == '2' ? "x" : "y", true);
+        }
+    }
+    SortTerms terms;
+    terms.Add(0);
+    // The words meet the numbers first, and then the numbers are equal as the zeros they read as.
+    EXPECT_TRUE(table.Sort(terms.list));
+    EXPECT_EQ(Column(&table, 1), "1 3 2 4 ");
+    // Among themselves they stay what they are.
+    SQLTemporaryTable numbers(2, false);
+    for (const char* mark : {"1", "2"}) {
+        Append(&numbers, {"", mark});
+        numbers.Cell(0)->SetDouble(*mark == '1' ? 2e-25 : 1e-25);
+    }
+    EXPECT_TRUE(numbers.Sort(terms.list));
+    EXPECT_EQ(Column(&numbers, 1), "2 1 ");
+}
+
+// Texts that begin alike, with bytes beyond the letters: the order of the bytes counts, and with
+// folding that of the capital letters.
+TEST_F(TemporaryTable, SortsTextsThatBeginAlike) {
+    const std::vector<std::string> texts = {
+        "begin-a\xE9", "begin-a",          "BEGIN-A_",        "begin-az",
+        "begin-aZ",    "begin-a12345678z", "begin-a12345678", "begin-a123456789"};
+    SortTerms terms;
+    terms.AddColumn(0, kFieldCharacter);
+    EXPECT_EQ(Sorted(texts, &terms),
+              "BEGIN-A_ begin-a begin-a12345678 begin-a123456789 begin-a12345678z begin-aZ "
+              "begin-az begin-a\xE9 ");
+    EXPECT_EQ(Sorted(texts, &terms, true),
+              "begin-a begin-a12345678 begin-a123456789 begin-a12345678z begin-az begin-aZ "
+              "BEGIN-A_ begin-a\xE9 ");
 }
 
 class TemporaryProgram : public EngineTest {};
