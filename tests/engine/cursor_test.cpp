@@ -186,6 +186,67 @@ TEST_F(CursorTest, ARangeWhoseBoundRecordIsDeletedIsEmpty) {
     EXPECT_EQ(Walk(&program), Texts{});
 }
 
+// Two records named c, and the first of them in the index deleted.
+TEST_F(CursorTest, ADeletedRecordIsPassedOverAmongItsEquals) {
+    MakeNames();
+    ASSERT_EQ(Insert("names", {"name", "size"}, {"c", "6"}), "");
+    ASSERT_EQ(DeleteRecord("names", 6), "");  // the newest of equal keys comes first
+    for (const bool isRange : {false, true}) {
+        Program program;
+        Open(&program, 0, "names", {"name"});
+        program.Literal("c");
+        program.Emit(SQL_Cursor_Index, 0, isRange ? 0 : 1, isRange ? 1 : 0, "byname");
+        EXPECT_EQ(Walk(&program), isRange ? (Texts{"c", "d", "e"}) : Texts{"c"});
+    }
+}
+
+TEST_F(CursorTest, ARangeBehindKeyPartsStaysWithinThem) {
+    MakePlaces();
+    const Texts columns = {"land", "size", "coast", "town"};
+    ASSERT_EQ(Insert("places", columns, {"fr", "3", "1", "Calais"}), "");
+    ASSERT_EQ(Insert("places", columns, {"it", "9", "1", "Genova"}), "");
+    Program program;
+    Open(&program, 0, "places", {"town"});
+    program.Literal("7").Literal("fr");
+    program.Emit(SQL_Cursor_Index, 0, 1, 1, "three");
+    EXPECT_EQ(Walk(&program), (Texts{"Dijon", "Brest"}));
+}
+
+// Required: a search past the last key stands on the last entry; the condition refuses its record.
+TEST_F(CursorTest, ARangePastTheLastKeyGivesTheLastRecordAtMost) {
+    MakeNames();
+    Program program;
+    Open(&program, 0, "names", {"name"});
+    program.Literal("zz");
+    program.Emit(SQL_Cursor_Index, 0, 0, 1, "byname");
+    EXPECT_EQ(Walk(&program), Texts{"e"});
+}
+
+TEST_F(CursorTest, AFailedStepOfTheIndexLooksLikeTheEnd) {
+    MakeNames();
+    ASSERT_EQ(Insert("names", {"name"}, {"a"}), "");
+    for (const int32_t parts : {0, 1}) {
+        Program program;
+        Open(&program, 0, "names", {"name"});
+        if (parts == 1) {
+            program.Literal("a");
+        }
+        program.Emit(SQL_Cursor_Index, 0, parts, 0, "byname");
+        program.Emit(SQL_Result, 0, 1, 0, "value");
+        const int32_t first = program.Count();
+        program.Do(SQL_Cursor_First, 0, first + 5);
+        program.Do(SQL_Push_Column, 0, 0).Do(SQL_Pop_Result, 0).Do(SQL_Output);
+        program.Do(SQL_Cursor_Next, 0, first + 1);
+        Machine machine(schema.get());
+        EXPECT_EQ(machine.Run(program), 1);
+        EXPECT_EQ(machine.Result(0), "a");
+        TheHost().RefuseLocks(true);
+        EXPECT_EQ(machine.loop.Run(), 0);
+        EXPECT_TRUE(machine.loop.Cursor(0)->AtEnd());
+        TheHost().RefuseLocks(false);
+    }
+}
+
 TEST_F(CursorTest, ARangeInAnEmptyTreeIsEmpty) {
     ASSERT_EQ(CreateTable("names", {{"name", 0, 10}}), "");
     ASSERT_EQ(CreateIndex("byname", "names", {"name"}), "");
@@ -255,6 +316,20 @@ TEST_F(CursorTest, UnknownNamesHaveTheirMessages) {
     EXPECT_EQ(Run(index), "");  // the schema has no message for it
     Machine machine(schema.get());
     EXPECT_EQ(machine.Run(index), -1);
+}
+
+TEST_F(CursorTest, AnIndexFileThatIsGoneHasItsMessage) {
+    MakeNames();
+    Program program;
+    Open(&program, 0, "names", {"name"}, true);
+    EXPECT_EQ(Run(program), "");
+    TheHost().RemoveFile("byname.ovx");
+    const std::string message = "Error opening 'byname.ovx': No such file or directory";
+    EXPECT_EQ(Run(program), message);
+    Program selecting;
+    Open(&selecting, 0, "names", {"name"});
+    selecting.Emit(SQL_Cursor_Index, 0, 0, 0, "byname");
+    EXPECT_EQ(Run(selecting), message);
 }
 
 TEST_F(CursorTest, AColumnSlotNeverBoundIsRefused) {
