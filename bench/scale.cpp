@@ -2,6 +2,8 @@
 // size and at the full size, each in a process of its own, so that the peak memory is that
 // measure's; the last column is the growth of the time, 10 for a linear one.
 //
+// The last measures leave indexes behind and take records away, so they stand in this order.
+//
 // Usage: scale [folder] [rows]     (a temporary folder and 1,000,000 rows when none are named)
 
 #include <sys/resource.h>
@@ -34,17 +36,16 @@ class Connection {
     Connection& operator=(const Connection&) = delete;
 
     void Run(const std::string& statement, const std::vector<std::string>& values = {}) {
-        std::vector<ovra_parameter> parameters;
-        for (const std::string& value : values) {
-            parameters.push_back({value.c_str(), static_cast<int32_t>(value.size())});
-        }
+        const std::vector<ovra_parameter> parameters = ParametersOf(values);
         Check(ovra_query(database_, statement.c_str(), -1, parameters.data(),
                          static_cast<int32_t>(parameters.size())));
     }
 
     // How many rows there were; each value of each row is read.
-    int64_t Walk(const std::string& statement) {
-        ovra_view* view = ovra_open_view(database_, statement.c_str(), -1, nullptr, 0);
+    int64_t Walk(const std::string& statement, const std::vector<std::string>& values = {}) {
+        const std::vector<ovra_parameter> parameters = ParametersOf(values);
+        ovra_view* view = ovra_open_view(database_, statement.c_str(), -1, parameters.data(),
+                                         static_cast<int32_t>(parameters.size()));
         Check(view != nullptr);
         int64_t rows = 0;
         int64_t bytes = 0;
@@ -63,6 +64,13 @@ class Connection {
     void Pack() { Check(ovra_pack(database_)); }
 
   private:
+    static std::vector<ovra_parameter> ParametersOf(const std::vector<std::string>& values) {
+        std::vector<ovra_parameter> parameters;
+        for (const std::string& value : values) {
+            parameters.push_back({value.c_str(), static_cast<int32_t>(value.size())});
+        }
+        return parameters;
+    }
     void Check(int32_t good) const {
         if (good != 1) {
             throw std::runtime_error(ovra_error(database_));
@@ -89,19 +97,19 @@ uint64_t Scattered(int64_t i) {
 
 std::string DatabasePath(const std::string& folder) { return folder + "/scale.dbf"; }
 
-// Six columns; `half` has half as many different values as there are rows.
+// Six columns; `half` has half as many different values as there are rows, `fifth` a fifth.
 void Fill(const std::string& folder, int64_t rows) {
     std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder);
     Connection connection(DatabasePath(folder), true);
     connection.Run(
-        "create table t (id integer, half integer, grp integer, word char(20), price "
+        "create table t (id integer, half integer, fifth integer, word char(20), price "
         "numeric(8,2), good boolean)");
     for (int64_t i = 0; i < rows; ++i) {
         const uint64_t x = Scattered(i);
         connection.Run("insert into t values (?, ?, ?, ?, ?, ?)",
                        {std::to_string(i + 1), std::to_string(i % (rows / 2)),
-                        std::to_string(x % 100), "word" + std::to_string(x % 1000003),
+                        std::to_string(i % (rows / 5)), "word" + std::to_string(x % 1000003),
                         std::to_string(x % 100000) + ".25", i % 2 == 0 ? "1" : "0"});
     }
 }
@@ -134,6 +142,42 @@ void SortNumbers(const std::string& folder, int64_t rows) {
 void Distinct(const std::string& folder, int64_t rows) {
     Expect(Connection(DatabasePath(folder)).Walk("select distinct half from t"), rows / 2);
 }
+
+void CountDistinct(const std::string& folder, int64_t rows) {
+    Expect(Connection(DatabasePath(folder)).Walk("select count(distinct half) from t"), 1);
+    (void)rows;
+}
+
+void Group(const std::string& folder, int64_t rows) {
+    Expect(
+        Connection(DatabasePath(folder))
+            .Walk("select fifth, count(*), sum(price), min(word), max(id) from t group by fifth"),
+        rows / 5);
+}
+
+void CreateIndex(const std::string& folder, int64_t /*rows*/) {
+    Connection(DatabasePath(folder)).Run("create index by_id on t (id)");
+}
+
+// A tenth as many look-ups as there are rows, all over the table.
+void LookUp(const std::string& folder, int64_t rows) {
+    Connection connection(DatabasePath(folder));
+    int64_t found = 0;
+    for (int64_t i = 0; i < rows / 10; ++i) {
+        const uint64_t id = Scattered(i) % static_cast<uint64_t>(rows) + 1;
+        found += connection.Walk("select word from t where id = ?", {std::to_string(id)});
+    }
+    Expect(found, rows / 10);
+}
+
+// A second index, and a tenth of the records deleted.
+void PreparePack(const std::string& folder, int64_t /*rows*/) {
+    Connection connection(DatabasePath(folder));
+    connection.Run("create index by_word on t (word)");
+    connection.Run("delete from t where price < 10000");
+}
+
+void Pack(const std::string& folder, int64_t /*rows*/) { Connection(DatabasePath(folder)).Pack(); }
 
 void Nothing(const std::string& /*folder*/, int64_t /*rows*/) {}
 
@@ -190,6 +234,11 @@ int main(int argc, char** argv) {
         {"order by a text", 1, Nothing, Sort},
         {"order by a number", 1, Nothing, SortNumbers},
         {"distinct, half differ", 1, Nothing, Distinct},
+        {"count distinct, half", 1, Nothing, CountDistinct},
+        {"group into a fifth", 1, Nothing, Group},
+        {"create index", 1, Nothing, CreateIndex},
+        {"look up (rows / 10)", 1, Nothing, LookUp},
+        {"pack, two indexes", 1, PreparePack, Pack},
     };
     const std::string small = folder + "/small";
     const std::string large = folder + "/large";
