@@ -143,6 +143,10 @@ void Distinct(const std::string& folder, int64_t rows) {
     Expect(Connection(DatabasePath(folder)).Walk("select distinct half from t"), rows / 2);
 }
 
+void DistinctRows(const std::string& folder, int64_t rows) {
+    Expect(Connection(DatabasePath(folder)).Walk("select distinct * from t"), rows);
+}
+
 void CountDistinct(const std::string& folder, int64_t rows) {
     Expect(Connection(DatabasePath(folder)).Walk("select count(distinct half) from t"), 1);
     (void)rows;
@@ -234,6 +238,7 @@ int main(int argc, char** argv) {
         {"order by a text", 1, Nothing, Sort},
         {"order by a number", 1, Nothing, SortNumbers},
         {"distinct, half differ", 1, Nothing, Distinct},
+        {"distinct, all differ", 1, Nothing, DistinctRows},
         {"count distinct, half", 1, Nothing, CountDistinct},
         {"group into a fifth", 1, Nothing, Group},
         {"create index", 1, Nothing, CreateIndex},

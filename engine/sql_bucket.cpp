@@ -41,11 +41,11 @@ SQLBucket::~SQLBucket() = default;
 std::unique_ptr<SQLBucketRecord> SQLBucket::NewRecord(TextView key) {
     auto record = std::make_unique<SQLBucketRecord>();
     record->key = key;
-    if (accumulatorCount_ > 0) {
-        record->entries =
-            std::make_unique<SQLBucketEntry[]>(static_cast<size_t>(accumulatorCount_));
-    }
     return record;
+}
+
+void SQLBucket::MakeEntries(SQLBucketRecord* record) const {
+    record->entries = std::make_unique<SQLBucketEntry[]>(static_cast<size_t>(accumulatorCount_));
 }
 
 void SQLBucket::MakeDefault() {

@@ -1,7 +1,7 @@
 #pragma once
 
 // SQLBucket: the groups of an aggregating query, each with a fixed number of accumulators; also the
-// set of rows seen by DISTINCT and UNION, which has no accumulators.
+// set of rows seen by DISTINCT and UNION, which use no accumulator.
 //
 // Owner: the run loop's slot of buckets. Groups are found by their key text, without regard to case
 // on a case-insensitive database, and come out in the order of their first appearance with the
@@ -45,6 +45,7 @@ struct SQLBucketEntry {
 // One group.
 struct SQLBucketRecord {
     TextView key;  // in the bucket's arena
+    // Made when one of them is first asked for.
     std::unique_ptr<SQLBucketEntry[]> entries;
 };
 
@@ -68,10 +69,14 @@ class SQLBucket {
     [[nodiscard]] bool Next();
 
     // An accumulator of the current group; null without one. The number was checked.
-    [[nodiscard]] SQLBucketEntry* Entry(int32_t accumulator) const {
-        return currentRecord_ == nullptr
-                   ? nullptr
-                   : &currentRecord_->entries[static_cast<size_t>(accumulator)];
+    [[nodiscard]] SQLBucketEntry* Entry(int32_t accumulator) {
+        if (currentRecord_ == nullptr) {
+            return nullptr;
+        }
+        if (currentRecord_->entries == nullptr) {
+            MakeEntries(currentRecord_);
+        }
+        return &currentRecord_->entries[static_cast<size_t>(accumulator)];
     }
 
     [[nodiscard]] bool HasAccumulator(int32_t accumulator) const {
@@ -81,7 +86,8 @@ class SQLBucket {
     [[nodiscard]] bool CaseInsensitive() const { return caseInsensitive_; }
 
   private:
-    [[nodiscard]] std::unique_ptr<SQLBucketRecord> NewRecord(TextView key);
+    [[nodiscard]] static std::unique_ptr<SQLBucketRecord> NewRecord(TextView key);
+    void MakeEntries(SQLBucketRecord* record) const;
 
     // The walk's position when it is over the default group, or has not begun.
     static constexpr int32_t kOverDefault = -1;

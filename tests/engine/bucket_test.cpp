@@ -205,6 +205,19 @@ TEST_F(BucketTest, AKeyOfMoreValuesThanThereAreUnderflows) {
     EXPECT_EQ(Evaluate(program), "error: Stack underflow");
 }
 
+// DISTINCT and UNION give their buckets accumulators and use none of them.
+TEST_F(BucketTest, AGroupTakesMemoryForWhatItUsesAlone) {
+    SQLBucket bucket(1000, false);
+    EXPECT_FALSE(bucket.FindOrCreate("a:"));
+    EXPECT_EQ(bucket.CurrentRecord()->entries, nullptr);
+    bucket.Entry(999)->Sum(1.0);
+    EXPECT_NE(bucket.CurrentRecord()->entries, nullptr);
+    EXPECT_EQ(bucket.Entry(999)->distinctValues, nullptr);
+    bucket.Entry(999)->CountDistinct("a", false);
+    EXPECT_NE(bucket.Entry(999)->distinctValues, nullptr);
+    EXPECT_EQ(bucket.Entry(0)->distinctValues, nullptr);
+}
+
 TEST_F(BucketTest, HoldsManyGroups) {
     SQLBucket bucket(1, false);
     for (int32_t i = 0; i < 3000; ++i) {
