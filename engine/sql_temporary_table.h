@@ -26,7 +26,7 @@ class SQLTemporaryTable : private SQLResultHolder {
     SQLTemporaryTable(const SQLTemporaryTable&) = delete;
     SQLTemporaryTable& operator=(const SQLTemporaryTable&) = delete;
 
-    // As if made anew, with the memory kept for the next rows.
+    // As if made anew. The list of the rows keeps its memory; rows and texts give theirs back.
     void Restart(int32_t columnCount);
 
     // A new row of empty cells, which becomes current.
