@@ -14,7 +14,6 @@ constexpr uint32_t kFirstPage = 1;
 constexpr int32_t kNewerVersion = 4;  // the first version that this code does not read
 
 constexpr TextView kReadError = "Error reading from '";
-constexpr TextView kWriteError = "Error writing to '";
 
 int64_t PageOffset(uint32_t number, int32_t pageSize) {
     return static_cast<int64_t>(number) * pageSize;
@@ -26,14 +25,16 @@ int64_t PageOffset(uint32_t number, int32_t pageSize) {
 
 bool OvraSQLIndex::Create(TextView path, TextView keyExpression, int32_t flags) {
     failed_ = false;
-    Close();
-    path_ = path;
+    const String newPath(path);
     void* handle =
-        ovFile_Open(Program(), kDatabaseLocation, path_.CText(), path_.Length(), kOpenNew);
+        ovFile_Open(Program(), kDatabaseLocation, newPath.CText(), newPath.Length(), kOpenNew);
     if (handle == nullptr) {
-        return FailWithHostText("Error creating '");
+        failed_ = true;  // the index that is open, if any, keeps its path
+        error_ =
+            String::Join({"Error creating '", newPath, "': ", HostFileError(Program(), nullptr)});
+        return false;
     }
-    if (!CreateFromHandles(handle, path_, keyExpression, flags)) {
+    if (!CreateFromHandles(handle, newPath, keyExpression, flags)) {
         Close();
         return false;
     }
@@ -67,13 +68,13 @@ bool OvraSQLIndex::Open(TextView path, int32_t openFlags) {
         return false;
     }
     if (!image.HasMagic()) {
-        return Fail("'", "' is either corrupt or is not a valid index file");
+        return FailAsNoIndex();
     }
     if (image.Version() >= kNewerVersion) {
         return Fail("'", "' was created by a newer version of the software");
     }
     if (!image.SizesHold()) {
-        return Fail("'", "' is either corrupt or is not a valid index file");
+        return FailAsNoIndex();
     }
     header_ = image;
     return true;
@@ -108,7 +109,7 @@ bool OvraSQLIndex::ReadHeader() {
         return false;
     }
     if (!image.SizesHold()) {
-        return Fail("'", "' is either corrupt or is not a valid index file");
+        return FailAsNoIndex();
     }
     header_ = image;
     return true;
@@ -116,7 +117,7 @@ bool OvraSQLIndex::ReadHeader() {
 
 bool OvraSQLIndex::WriteHeader() {
     if (!SeekTo(0) || !file_.Write(header_.Bytes(), kIndexHeaderLength)) {
-        return FailWithHostText(kWriteError);
+        return FailToWrite();
     }
     return true;
 }
@@ -168,7 +169,7 @@ OvraSQLIndexPage* OvraSQLIndex::LoadPagePushed(uint32_t number) {
 bool OvraSQLIndex::StorePage(const OvraSQLIndexPage& page) {
     if (!SeekTo(PageOffset(page.Number(), page.PageSize())) ||
         !file_.Write(page.Bytes(), page.PageSize())) {
-        return FailWithHostText(kWriteError);
+        return FailToWrite();
     }
     return true;
 }
@@ -212,6 +213,12 @@ bool OvraSQLIndex::FailWithoutPath(TextView message) {
     failed_ = true;
     error_ = message;
     return false;
+}
+
+bool OvraSQLIndex::FailToWrite() { return FailWithHostText("Error writing to '"); }
+
+bool OvraSQLIndex::FailAsNoIndex() {
+    return Fail("'", "' is either corrupt or is not a valid index file");
 }
 
 bool OvraSQLIndex::FailAsCorrupt() { return Fail(kReadError, "': File is corrupt"); }

@@ -6,6 +6,7 @@
 // root; then the header with the raised generation. A failure in between leaves what was written.
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 #include <utility>
 
@@ -28,7 +29,7 @@ bool OvraSQLIndex::InsertKey(uint32_t recordNumber, TextView key) {
         return false;
     }
     if (header_.PageCount() > std::numeric_limits<uint32_t>::max() - kMostNewPages) {
-        return FailWithHostText("Error writing to '");  // page numbers would run out half-way
+        return FailToWrite();  // page numbers would run out half-way
     }
     if (header_.RootPage() == 0) {
         return FailAsCorrupt();  // page 0 is the header
@@ -47,9 +48,7 @@ bool OvraSQLIndex::InsertKey(uint32_t recordNumber, TextView key) {
 // The root has split: a new root above its two halves.
 bool OvraSQLIndex::GrowRoot(Change* change) {
     const uint32_t number = header_.PageCount();
-    if (change->IsOnPath(number)) {
-        return FailAsCorrupt();
-    }
+    assert(!change->IsOnPath(number));  // the split below has taken a number that was not less
     const IndexPageHolder root = NewPage(number);
     root->InsertEntry(0, header_.RootPage(), change->newRecord, promotedKey_);
     root->SetChild(1, change->newPage);

@@ -40,8 +40,9 @@ class OvraSQLIndex {
     OvraSQLIndex(const OvraSQLIndex&) = delete;
     OvraSQLIndex& operator=(const OvraSQLIndex&) = delete;
 
-    // A new, empty index. Create makes the file; CreateFromHandles takes over an open, empty one,
-    // and keeps it in its own hands also when it fails. The key expression is stored and handed
+    // A new, empty index. Create makes the file, and only then closes the one open before;
+    // CreateFromHandles takes over an open, empty one, and keeps it in its own hands also when it
+    // fails. The key expression is stored and handed
     // back, cut to 399 bytes; it has no part in comparison.
     [[nodiscard]] bool Create(TextView path, TextView keyExpression, int32_t flags);
     [[nodiscard]] bool CreateFromHandles(void* file, TextView path, TextView keyExpression,
@@ -123,6 +124,8 @@ class OvraSQLIndex {
     bool Fail(TextView before, TextView after);
     bool FailWithHostText(TextView before);
     bool FailWithoutPath(TextView message);
+    bool FailToWrite();
+    bool FailAsNoIndex();
     bool FailAsCorrupt();
 
     // Search and walk (index_walk.cpp).

@@ -76,6 +76,25 @@ TEST_F(IndexFileTest, CreateFromHandlesTakesTheHandleOver) {
               IndexFile({.flags = 2, .expression = "e"}, {PageBytes({})}));
 }
 
+// The new file is made before the one open so far is closed, which a failure leaves as it was.
+TEST_F(IndexFileTest, CreateReplacesAnOpenFileOnlyWhenTheNewOneIsThere) {
+    Create(0);
+    Insert("A");
+    TheHost().FailCall("ovFile_Open", 1);
+    EXPECT_FALSE(index_->Create("u.ovx", "", 0));
+    EXPECT_EQ(Text(index_->Error()), "Error creating 'u.ovx': host text");
+    TheHost().ClearFailures();
+    EXPECT_EQ(Text(index_->Path()), "t.ovx");
+    EXPECT_EQ(Forward(*index_), "1");
+    TheHost().ClearLog();
+    ASSERT_TRUE(index_->Create("u.ovx", "", 0));
+    EXPECT_EQ(TheHost().LogText({"ovFile_Open", "ovFile_Close", "ovFile_Write"}),
+              "ovFile_Open u.ovx flags 15\n"
+              "ovFile_Close t.ovx\n"
+              "ovFile_Write u.ovx at 0 length 427\n"
+              "ovFile_Write u.ovx at 1024 length 1024\n");
+}
+
 TEST_F(IndexFileTest, CreateFromANullHandleIsAnInternalError) {
     EXPECT_FALSE(index_->CreateFromHandles(nullptr, "t.ovx", "", 0));
     EXPECT_EQ(Text(index_->Error()), "Internal error opening 't.ovx'");
