@@ -241,6 +241,77 @@ TEST_F(IndexDamageTest, PagesWithoutKeysAreWalkedOver) {
     EXPECT_EQ(record, 1U);
 }
 
+// The page between two keys has none: a search for what would stand there ends on the key before,
+// and a step from it on the key behind.
+TEST_F(IndexDamageTest, AStepFromBesideAPageWithoutKeysSkipsNothing) {
+    OpenBytes(IndexFile({.nextPage = 5},
+                        {PageBytes({{2, 1, "C"}, {3, 2, "F"}}, 4), PageBytes({{0, 3, "A"}}),
+                         PageBytes({}), PageBytes({{0, 4, "Z"}})}));
+    EXPECT_EQ(Sought(*index_, "D"), "at 1");
+    uint32_t record = 0;
+    ASSERT_TRUE(index_->Next(&record, nullptr, true));
+    EXPECT_EQ(record, 2U);
+    EXPECT_EQ(Sought(*index_, "D"), "at 1");
+    ASSERT_TRUE(index_->Previous(&record, true));
+    EXPECT_EQ(record, 3U);
+}
+
+// A root without keys is an empty index, whatever child it names.
+TEST_F(IndexDamageTest, ARootWithoutKeysHasNoEnds) {
+    OpenBytes(IndexFile({.nextPage = 3}, {PageBytes({}, 2), PageBytes({{0, 2, "A"}})}));
+    EXPECT_EQ(Forward(*index_), "");
+    EXPECT_EQ(Backward(*index_), "");
+    EXPECT_EQ(Sought(*index_, "A"), "found 2");
+}
+
+// Sizes that change under a walk without a new generation: its pages are not stored by them.
+TEST_F(IndexDamageTest, APageOfOtherSizesIsNotDeletedFrom) {
+    Create(0);
+    Insert("A B C");
+    ASSERT_TRUE(index_->SeekRecord("B", 2, true));
+    const std::string bytes =
+        IndexFile({.generation = 3, .entrySize = 54}, {PageBytes({{0, 1, "A"}}, 0, "", 1024, 54)});
+    TheHost().SetFile("t.ovx", bytes);
+    EXPECT_FALSE(index_->DeleteCurrentKey(2));
+    EXPECT_EQ(Message(), kCorrupt);
+    EXPECT_EQ(TheHost().FileText("t.ovx"), bytes);
+}
+
+// A page with room for one key: two leaves and the key between them are too many for it.
+TEST_F(IndexDamageTest, AMergeThatDoesNotFitFailsBeforeAnyWrite) {
+    const HeaderValues header{.nextPage = 7, .root = 4, .pageSize = 116};
+    std::string bytes = Padded(IndexHeaderBytes(header), size_t{4} * 116);
+    bytes += PageBytes({{5, 1, "M"}}, 6, "", 116);
+    bytes += PageBytes({{0, 2, "A"}}, 0, "", 116) + PageBytes({{0, 3, "P"}}, 0, "", 116);
+    for (const bool leftOne : {true, false}) {
+        OpenBytes(bytes);
+        EXPECT_EQ(Forward(*index_), "2 1 3");
+        EXPECT_FALSE(index_->DeleteKey(leftOne ? 2 : 3, leftOne ? "A" : "P"));
+        EXPECT_EQ(Message(), kCorrupt);
+        EXPECT_EQ(TheHost().FileText("t.ovx"), bytes);
+    }
+}
+
+// However small the order, a page without keys is too small.
+TEST_F(IndexDamageTest, ATinyOrderDoesNotLeaveEmptyPages) {
+    for (const uint32_t order : {0U, 2U, 3U}) {
+        OpenBytes(IndexFile(
+            {.nextPage = 4, .order = order},
+            {PageBytes({{2, 1, "M"}}, 3), PageBytes({{0, 2, "A"}}), PageBytes({{0, 3, "P"}})}));
+        ASSERT_TRUE(index_->DeleteKey(2, "A"));
+        EXPECT_EQ(index_->RootPage(), 2U);
+        EXPECT_EQ(Forward(*index_), "1 3");
+    }
+}
+
+// An order of more keys than fit counts as what fits, nine, when a page may run short as well.
+TEST_F(IndexDamageTest, AnOrderBeyondThePageCountsAsWhatFits) {
+    OpenBytes(IndexFile({.order = 65535}, {PageBytes({})}));
+    Insert("A B C D E F G H I J");
+    ASSERT_TRUE(index_->DeleteKey(1, "A"));
+    EXPECT_EQ(IndexShape("t.ovx").Line(), "(B2 C3 D4) E5 (F6 G7 H8 I9 J10)");
+}
+
 // A leaf left short with siblings that are damaged: nothing is merged into a page of the path.
 TEST_F(IndexDamageTest, ASiblingOnThePathIsCorrupt) {
     for (const uint32_t sibling : {0U, 1U, 2U}) {

@@ -272,6 +272,50 @@ TEST_F(IndexDeleteTest, ADeepTreeShrinksToNothing) {
     EXPECT_EQ(index_->Generation(), 2 * count);
 }
 
+// Ten leaves of four keys, five under each of two inner pages. A merge leaves the left inner page
+// with the three keys that it needs; the next one leaves it short, and it takes from the right.
+TEST_F(IndexDeleteTest, AnInnerPageIsMendedOnlyWhenItIsShort) {
+    Create(0);
+    for (uint32_t record = 1; record <= 49; ++record) {
+        ASSERT_TRUE(index_->InsertKey(record, View(std::to_string(100 + record))));
+    }
+    EXPECT_EQ(IndexShape("t.ovx").Line().substr(0, 75),
+              "((1011 1022 1033 1044) 1055 (1066 1077 1088 1099) 11010 (11111 11212 11313 ");
+    Delete("106", 6);
+    Delete("101", 1);
+    TheHost().ClearLog();
+    Delete("102", 2);
+    EXPECT_EQ(Writes(),
+              "ovFile_Write t.ovx at 1024 length 1024\n"  // the two leaves
+              "ovFile_Write t.ovx at 2048 length 1024\n"
+              "ovFile_Write t.ovx at 3072 length 1024\n"  // their parent
+              "ovFile_Write t.ovx at 0 length 427\n");
+    for (const uint32_t record : {11U, 3U, 4U, 5U}) {
+        Delete(std::to_string(100 + record), record);
+    }
+    TheHost().ClearLog();
+    Delete("107", 7);
+    EXPECT_EQ(Writes(),
+              "ovFile_Write t.ovx at 1024 length 1024\n"
+              "ovFile_Write t.ovx at 4096 length 1024\n"
+              "ovFile_Write t.ovx at 3072 length 1024\n"   // left, right and their parent,
+              "ovFile_Write t.ovx at 12288 length 1024\n"  // of the inner pages
+              "ovFile_Write t.ovx at 13312 length 1024\n"
+              "ovFile_Write t.ovx at 0 length 427\n");
+    EXPECT_EQ(IndexShape("t.ovx").Faults(), "");
+}
+
+// More subtrees than a path is long are looked through, one after the other.
+TEST_F(IndexDeleteTest, ASearchInVainMayVisitManyPages) {
+    Create(0);
+    for (uint32_t record = 1; record <= 600; ++record) {
+        ASSERT_TRUE(index_->InsertKey(record, View(std::to_string(10000 + record))));
+    }
+    EXPECT_GT(index_->PageCount(), 100U);
+    EXPECT_FALSE(index_->DeleteKey(601, "10001"));
+    EXPECT_EQ(Text(index_->Error()), "Record is not in index");
+}
+
 // --- Failures
 
 TEST_F(IndexDeleteTest, EachFailureHasItsMessageAndLeavesTheGeneration) {
@@ -354,6 +398,14 @@ TEST_F(IndexDeleteTest, TheCurrentEntryIsFoundAgainAfterAChange) {
     ASSERT_TRUE(other.InsertKey(20, "FF"));
     ASSERT_TRUE(index_->DeleteCurrentKey(7));
     EXPECT_EQ(Shape(), "(A1 B2 C3 D4) E5 (F6 FF20 H8 I9)");
+}
+
+// A missed search stands behind the last entry; what is left there of an older one does not count.
+TEST_F(IndexDeleteTest, BehindTheLastEntryThereIsNothingToDelete) {
+    OpenBytes(IndexFile({}, {PageBytes({{0, 1, "A"}}, 0, Little32(7) + "B")}));
+    EXPECT_EQ(Sought(*index_, "X"), "at 1");
+    EXPECT_FALSE(index_->DeleteCurrentKey(7));
+    EXPECT_EQ(Text(index_->Error()), "Record is not in index");
 }
 
 TEST_F(IndexDeleteTest, AnotherRecordOrNoWalkIsNotDeleted) {

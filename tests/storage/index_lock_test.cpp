@@ -113,6 +113,32 @@ TEST_F(IndexLockTest, AWalkAmongEqualKeysFindsItsRecordAgain) {
     EXPECT_EQ(Next(), 5U);
 }
 
+TEST_F(IndexLockTest, AGenerationThatStartsOverIsNoticed) {
+    OpenBytes(IndexFile({.generation = 0xFFFFFFFFU}, {PageBytes({{0, 1, "A"}, {0, 2, "C"}})}));
+    OpenOther();
+    uint32_t record = 0;
+    ASSERT_TRUE(index_->First(&record, true));
+    ASSERT_TRUE(other_->InsertKey(9, "B"));
+    EXPECT_EQ(other_->Generation(), 0U);
+    EXPECT_EQ(Next(), 9U);
+}
+
+// The search for the place is part of the step: what stops it is the end, with a message.
+TEST_F(IndexLockTest, AWalkThatCannotFindItsPlaceEndsWithAMessage) {
+    Create(0);
+    Insert("A B C D");
+    OpenOther();
+    for (const bool forward : {true, false}) {
+        ASSERT_TRUE(index_->SeekRecord("B", 2, true));
+        ASSERT_TRUE(other_->InsertKey(9, "E"));
+        TheHost().FailCall("ovFile_Read", 3);  // the step's header, the search's, the page
+        EXPECT_EQ(forward ? Next() : Previous(), 0U);
+        EXPECT_TRUE(index_->Failed());
+        EXPECT_EQ(Text(index_->Error()), "Error reading from 't.ovx': host text");
+        TheHost().ClearFailures();
+    }
+}
+
 // The entry under the walk has gone: the walk is over, which is no failure.
 TEST_F(IndexLockTest, AWalkWhoseEntryIsDeletedEnds) {
     Create(0);

@@ -137,6 +137,14 @@ TEST_F(IndexWalkTest, AMissedKeyReportsANeighbourInItsLeaf) {
     EXPECT_EQ(record, 4U);  // behind the last entry: the step back is onto it
 }
 
+// Whatever stands behind a page's live entries is not a child.
+TEST_F(IndexWalkTest, AStepFromBehindTheLastEntryReadsNothingStale) {
+    const std::string stale = Little32(2) + Padded("B", 100) + Little32(9) + Little32(3) + "C";
+    OpenBytes(IndexFile({}, {PageBytes({{0, 1, "A"}}, 0, stale)}));
+    EXPECT_EQ(NextFrom("X"), "at 1, then 0");
+    EXPECT_FALSE(index_->Failed());
+}
+
 TEST_F(IndexWalkTest, ADescendingIndexIsSearchedDownward) {
     Create(kIndexDescending);
     Insert("B D F H J L N P R");
@@ -180,6 +188,16 @@ TEST_F(IndexWalkTest, SeekRecordRunsOnThroughLaterKeys) {
     uint32_t record = 9;
     EXPECT_TRUE(index_->Next(&record, nullptr, true));
     EXPECT_EQ(record, 0U);  // it ran to the end
+}
+
+// Each step of it is an operation of its own, with its own lock.
+TEST_F(IndexWalkTest, SeekRecordLocksEachOfItsSteps) {
+    Create(0);
+    Insert("A B C D");
+    TheHost().ClearLog();
+    EXPECT_TRUE(index_->SeekRecord("A", 3, true));
+    EXPECT_EQ(TheHost().CallCount("ovFile_Lock"), 3);
+    EXPECT_EQ(TheHost().CallCount("ovFile_Release"), 3);
 }
 
 // When the key is not there, no walk starts; the neighbour counts if it is the record.
