@@ -47,12 +47,18 @@ fs::path MemoFileOf(const fs::path& dataFile) {
     return {};
 }
 
+void Replace(const std::string& from, const std::string& to, std::string* text) {
+    for (std::size_t at = 0; (at = text->find(from, at)) != std::string::npos; at += to.size()) {
+        text->replace(at, from.size(), to);
+    }
+}
+
 // The file is read by the library itself, as the table of a database made for the purpose: a copy
 // of it takes the place of the table's own data file. So every cell comes out as the library reads
 // it.
 class DbfSource final : public ImportSource {
   public:
-    explicit DbfSource(const std::string& path) : columns_(DbfFile(path).Columns()) {
+    explicit DbfSource(const std::string& path) : path_(path), columns_(DbfFile(path).Columns()) {
         const std::string schema = folder_.File("scratch.dbf").string();
         Database::Create(schema).Query("create table t (a char)");
         fs::copy_file(path, folder_.File("t.dbf"), fs::copy_options::overwrite_existing);
@@ -72,15 +78,28 @@ class DbfSource final : public ImportSource {
     const std::vector<Column>& Columns() const override { return columns_; }
 
     void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) override {
-        View view = database_->Select("select * from t");
-        uint32_t done = 0;
-        while (view.Next()) {
-            onRow(view.Values(), static_cast<double>(++done) / std::max<double>(1, rows_));
+        try {
+            View view = database_->Select("select * from t");
+            uint32_t done = 0;
+            while (view.Next()) {
+                onRow(view.Values(), static_cast<double>(++done) / std::max<double>(1, rows_));
+            }
+        } catch (const Error& error) {
+            throw Error(WithOwnPaths(error.what()));
         }
     }
 
   private:
+    // The library's message with the paths of the user's files in place of the copies'.
+    std::string WithOwnPaths(std::string message) const {
+        Replace(folder_.File("t.dbf").string(), path_, &message);
+        Replace(folder_.File("t.dbt").string(), fs::path(path_).replace_extension(".dbt").string(),
+                &message);
+        return message;
+    }
+
     ScratchFolder folder_;
+    std::string path_;
     std::vector<Column> columns_;
     std::vector<std::string> names_;
     double rows_ = 0;

@@ -141,7 +141,7 @@ void ReadFile(Session* session, const Words& words) {
     if (!file) {
         throw Error("Cannot read '" + words[0] + "'");
     }
-    session->RunStream(&file);
+    session->RunStream(&file, words[0]);
 }
 
 void SetOutput(Session* session, const Words& words) {
@@ -245,7 +245,8 @@ void RunDotCommand(Session* session, const std::string& line) {
         throw Error("Unknown command '" + name + "'; .help lists the commands");
     }
     if (words.size() < command->fewest || words.size() > command->most) {
-        throw Error("Usage: " + name + ' ' + std::string(command->arguments));
+        throw Error("Usage: " + name + (command->arguments.empty() ? "" : " ") +
+                    std::string(command->arguments));
     }
     command->run(session, words);
 }

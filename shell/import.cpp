@@ -153,8 +153,10 @@ void Report(const Plan& plan, const ImportSource& source, uint64_t rows, std::os
     for (std::size_t i = 0; i < plan.columns.size(); ++i) {
         const char letter = plan.columns[i].letter;
         if (plan.emptyValues[i] > 0 && (letter == 'N' || letter == 'L')) {
-            *report << plan.emptyValues[i] << " empty values of " << plan.columns[i].name
-                    << (letter == 'N' ? " are stored as 0\n" : " are stored as false\n");
+            const bool one = plan.emptyValues[i] == 1;
+            *report << plan.emptyValues[i] << (one ? " empty value of " : " empty values of ")
+                    << plan.columns[i].name << (one ? " is" : " are")
+                    << (letter == 'N' ? " stored as 0\n" : " stored as false\n");
         }
     }
 }

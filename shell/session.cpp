@@ -14,6 +14,8 @@ namespace ovrashell {
 namespace {
 
 constexpr std::string_view kSelect = "select";
+// Some editors begin a UTF-8 file with it; it belongs to no statement.
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 bool IsSelect(std::string_view statement) {
     return EqualNoCase(statement.substr(0, kSelect.size()), kSelect);
@@ -74,18 +76,33 @@ void Session::RunLine(std::string_view line) {
     }
 }
 
-void Session::RunStream(std::istream* input) {
+void Session::RunStream(std::istream* input, const std::string& name) {
     StatementReader reader;
     std::string line;
+    std::size_t number = 0;
+    std::size_t first = 1;  // the line where the statement at hand began
+    const auto run = [&] {
+        try {
+            RunLine(reader.Take());
+        } catch (const Error& error) {
+            throw Error((name.empty() ? "line " : name + ":") + std::to_string(first) + ": " +
+                        error.what());
+        }
+        first = number + 1;
+    };
     bool pending = false;
     while (!quitting_ && std::getline(*input, line)) {
-        pending = !reader.Add(line);
+        std::string_view text = line;
+        if (++number == 1 && text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+            text.remove_prefix(kByteOrderMark.size());
+        }
+        pending = !reader.Add(text);
         if (!pending) {
-            RunLine(reader.Take());
+            run();
         }
     }
     if (pending && !quitting_) {
-        RunLine(reader.Take());
+        run();
     }
     Out()->flush();
 }

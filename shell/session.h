@@ -25,8 +25,9 @@ class Session {
     // first statement that fails.
     void RunLine(std::string_view line);
 
-    // Runs the lines of a stream to its end.
-    void RunStream(std::istream* input);
+    // Runs the lines of a stream to its end. An Error tells the number of the line where the
+    // statement began, behind `name`, the file's, unless that is empty.
+    void RunStream(std::istream* input, const std::string& name = std::string());
 
     // True once .quit was typed.
     bool IsQuitting() const { return quitting_; }

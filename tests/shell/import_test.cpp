@@ -131,8 +131,11 @@ TEST_F(ImportTest, FileWithoutHeaderGetsNumberedColumns) {
 
 TEST_F(ImportTest, EmptyNumbersAreReported) {
     folder_.Write("t1.csv", "a,b\n1,x\n,y\n");
-    EXPECT_EQ(Import("t1.csv"), "2 rows imported into t1\n1 empty values of a are stored as 0\n");
+    EXPECT_EQ(Import("t1.csv"), "2 rows imported into t1\n1 empty value of a is stored as 0\n");
     EXPECT_EQ(Select("select a, b from t1"), (Rows{{"1", "x"}, {"0", "y"}}));
+    folder_.Write("t2.csv", "a,b\ntrue,1\n,2\n,3\n");
+    EXPECT_EQ(Import("t2.csv"),
+              "3 rows imported into t2\n2 empty values of a are stored as false\n");
 }
 
 TEST_F(ImportTest, RowWithTooManyValuesIsRefusedBeforeAnythingIsMade) {
@@ -181,6 +184,30 @@ TEST_F(ImportTest, DbfWithMemoComesInWithoutItsDeletedRecords) {
     EXPECT_EQ(Import("s.dbf", "taken"), "2 rows imported into taken\n");
     EXPECT_EQ(Select("select word, price, good, story from taken"),
               (Rows{{"one", "1.50", "1", "a story"}, {"two", "-2.25", "0", ""}}));
+}
+
+TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {
+    {
+        Database source = Database::Create(folder_.File("source.dbf"));
+        source.Query("create table s (n numeric(6,2), story memo)");
+    }
+    const auto messageOf = [&] {
+        try {
+            Import("s.dbf", "taken");
+        } catch (const Error& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    std::filesystem::remove(folder_.File("s.dbt"));
+    EXPECT_EQ(messageOf().rfind("Error opening '" + folder_.File("s.dbt") + "': ", 0), 0U)
+        << messageOf();
+    std::string bytes = folder_.Read("s.dbf");
+    bytes[32 + 11] = 'F';  // the letter of the first column's type
+    folder_.Write("s.dbf", bytes);
+    EXPECT_EQ(messageOf(),
+              "'" + folder_.File("s.dbf") + "' contains an unsupported field (N) of type 'F'");
+    EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
 }
 
 // Files that other people's programs wrote, when the folder with them is there.

@@ -130,6 +130,24 @@ TEST_F(ProgramTest, FileIsRunAndQuitEndsIt) {
     EXPECT_EQ(Run("--no-headers db.dbf '.read script'").output, "ANV\nBRK\n");
 }
 
+TEST_F(ProgramTest, ErrorsInScriptsTellTheLine) {
+    MakePorts();
+    folder_.Write("script", "select code \\\nfrom ports\n\nselect nothing \\\nfrom ports\n");
+    EXPECT_EQ(Run("--no-headers -f script db.dbf").output, "ANV\nBRK\n");
+    EXPECT_EQ(Errors(), "script:4: Unknown field 'nothing'\n");
+    EXPECT_EQ(Run("db.dbf", "delete from ports; .quit\ndelete from nowhere").status, 1);
+    EXPECT_EQ(Errors().rfind("line 1: ", 0), 0U) << Errors();
+    EXPECT_EQ(Run("db.dbf", ".echo off\n.read script").status, 1);
+    EXPECT_EQ(Errors(), "line 2: script:4: Unknown field 'nothing'\n");
+}
+
+TEST_F(ProgramTest, ByteOrderMarkOfAScriptIsNoStatement) {
+    MakePorts();
+    EXPECT_EQ(Run("--no-headers db.dbf", "\xEF\xBB\xBFselect code from ports\r\n").output,
+              "ANV\nBRK\n")
+        << Errors();
+}
+
 TEST_F(ProgramTest, ParametersTakeQuestionMarksAndNumbers) {
     MakePorts();
     EXPECT_EQ(
@@ -227,6 +245,8 @@ TEST_F(ProgramTest, WrongCommandsAreExplained) {
     EXPECT_EQ(Errors(), "Unknown table 'nothing'\n");
     EXPECT_EQ(Run("db.dbf .import").status, 1);
     EXPECT_EQ(Errors(), "Usage: .import [--no-header] FILE [TABLE]\n");
+    EXPECT_EQ(Run("db.dbf '.help me'").status, 1);
+    EXPECT_EQ(Errors(), "Usage: .help\n");
     EXPECT_EQ(Run("db.dbf '.timer maybe'").status, 1);
     EXPECT_EQ(Errors(), "Expected on or off, found 'maybe'\n");
     EXPECT_EQ(Run("db.dbf '.read nothing'").status, 1);
