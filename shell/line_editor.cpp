@@ -18,6 +18,7 @@ namespace ovrashell {
 namespace {
 
 constexpr int kHistoryLines = 1000;
+constexpr int kCancelKey = 'C' & 0x1F;
 
 // libedit's callbacks carry no context, so what they need stands here. One editor at a time.
 struct CompletionContext {
@@ -69,6 +70,19 @@ char* NextMatch(const char* text, int state) {
                : nullptr;
 }
 
+bool cancelTyped = false;
+
+// While a line is edited, Ctrl-C is a key and no signal: that would end the program, and its
+// history would be lost. libedit forgets the setting at the start of every line.
+int TakeInterruptsAsKeys() { return rl_parse_and_bind("setty -d -isig"); }
+
+// Ends the line without a result.
+int Cancel(int /*count*/, int /*key*/) {
+    cancelTyped = true;
+    rl_done = 1;
+    return 0;
+}
+
 char** Complete(const char* text, int /*start*/, int /*end*/) {
     rl_attempted_completion_over = 1;
     return rl_completion_matches(text, NextMatch);
@@ -82,6 +96,8 @@ LineEditor::LineEditor(std::string databasePath, std::string historyPath)
     rl_readline_name = "ovrasql";
     rl_attempted_completion_function = Complete;
     rl_initialize();
+    rl_pre_input_hook = TakeInterruptsAsKeys;
+    rl_add_defun("cancel-line", Cancel, kCancelKey);
     using_history();
     stifle_history(kHistoryLines);
     if (!historyPath_.empty()) {
@@ -96,7 +112,9 @@ LineEditor::~LineEditor() {
 }
 
 std::optional<std::string> LineEditor::Read(const char* prompt) {
+    cancelTyped = false;
     char* typed = readline(prompt);
+    cancelled_ = std::exchange(cancelTyped, false);
     if (typed == nullptr) {
         return std::nullopt;
     }

@@ -18,11 +18,15 @@ class LineEditor {
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
-    // Nothing at the end of the input (Ctrl-D).
+    // Nothing at the end of the input (Ctrl-D), or when the line was given up (Ctrl-C).
     std::optional<std::string> Read(const char* prompt);
+
+    // Whether the last line was given up.
+    bool WasCancelled() const { return cancelled_; }
 
   private:
     std::string historyPath_;
+    bool cancelled_ = false;
 };
 
 // Where the history is kept: .ovrasql_history in the home folder; empty when there is no home.

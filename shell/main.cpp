@@ -95,6 +95,11 @@ void RunPrompt(Session* session, const std::string& databasePath) {
     ovrashell::StatementReader reader;
     while (!session->IsQuitting()) {
         const auto line = editor.Read(reader.IsContinuing() ? "    ...> " : "ovrasql> ");
+        if (editor.WasCancelled()) {
+            std::cout << "^C\n" << std::flush;
+            reader.Take();
+            continue;
+        }
         if (!line.has_value()) {
             std::cout << '\n';
             return;
@@ -116,7 +121,7 @@ void RunFile(Session* session, const std::string& path) {
     if (!file) {
         throw Error("Cannot read '" + path + "'");
     }
-    session->RunStream(&file);
+    session->RunStream(&file, path);
 }
 
 void Run(const Arguments& arguments) {
