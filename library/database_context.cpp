@@ -19,6 +19,9 @@ using StartFunction = bool (Schema::*)(TextView path);
 // Create and open differ in the Schema's operation alone. The context is attached before the Schema
 // touches a file, so that the error can be read and the database freed after a failure.
 int32_t StartDatabase(void* database, TextView path, StartFunction start) {
+    if (database == nullptr) {
+        return 0;
+    }
     DatabaseContext* context = DatabaseContext::Attach(database);
     if (ovDatabase_data(database) != context) {
         context->Free();  // the host has not kept the word and could never free it
@@ -56,16 +59,16 @@ DatabaseContext* DatabaseContext::Attach(void* hostDatabase) {
     context->live_ = true;
     context->freed_ = false;
     context->errorText_[0] = '\0';
-    ovDatabase_SetData(hostDatabase, context);
-    // The word of a handle that was freed before can by now lead to another database's context.
-    if (former != nullptr && former->hostDatabase_ == hostDatabase) {
-        former->Free();
-    }
     try {
         context->schema_ = std::make_unique<Schema>(ovDatabase_Program(hostDatabase), hostDatabase,
                                                     Schema::kDefaultStatementCacheSize);
     } catch (const std::bad_alloc&) {
         context->schema_ = nullptr;
+    }
+    ovDatabase_SetData(hostDatabase, context);
+    // The word of a handle that was freed before can by now lead to another database's context.
+    if (former != nullptr && former->hostDatabase_ == hostDatabase) {
+        former->Free();
     }
     return context;
 }

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "library/host_services.h"
 #include "tests/support/test_database.h"
 
 namespace ovrasql {
@@ -33,6 +34,44 @@ TEST_F(DatabaseEntriesTest, AHandleWithoutADatabaseFailsAtEveryEntry) {
     Table().database_free(handle);
     EXPECT_STREQ(Table().database_error(handle), "Unknown OvraSQL error");
     EXPECT_EQ(TheHost().Database(handle)->views.size(), 0U);
+}
+
+TEST_F(DatabaseEntriesTest, ANullHandleFailsAtEveryEntry) {
+    EXPECT_EQ(Table().database_create(nullptr, "main.dbf", 8), 0);
+    EXPECT_EQ(Table().database_open(nullptr, "main.dbf", 8), 0);
+    EXPECT_EQ(Table().database_query(nullptr, "select 1", 8, nullptr, 0), 0);
+    EXPECT_EQ(Table().view_skip(nullptr, 1), 0);
+    EXPECT_STREQ(Table().database_error(nullptr), "Unknown OvraSQL error");
+    EXPECT_STREQ(Table().view_error(nullptr), "Unknown OvraSQL error");
+    Table().database_free(nullptr);
+    EXPECT_EQ(TheHost().FilePaths(), std::vector<std::string>());
+}
+
+// The host sees these calls: its program is asked for, then the word is set, then files are
+// touched.
+TEST_F(DatabaseEntriesTest, TheWordIsSetBehindTheProgramAndBeforeTheFirstFile) {
+    static std::string order;
+    order = "";
+    hostServices.ovDatabase_Program = [](void* database) {
+        order += "program ";
+        return ::ovDatabase_Program(database);
+    };
+    hostServices.ovDatabase_SetData = [](void* database, void* data) {
+        order += "word ";
+        ::ovDatabase_SetData(database, data);
+    };
+    hostServices.ovFile_Open = [](void* program, int32_t location, const char* path, int32_t length,
+                                  int32_t flags) {
+        order += "file ";
+        return ::ovFile_Open(program, location, path, length, flags);
+    };
+    {
+        TestDatabase database;
+        EXPECT_FALSE(database.Open("missing.dbf"));
+    }
+    BindHostServices(nullptr);
+    EXPECT_EQ(order.find("program word "), 0U) << order;
+    EXPECT_LT(order.find("word "), order.find("file ")) << order;
 }
 
 TEST_F(DatabaseEntriesTest, CreateMakesTheSchemaTableAndItsTwoIndexes) {
