@@ -4,9 +4,9 @@
 //
 // What the arena makes lives until the arena goes or is emptied; nothing is freed singly. Objects
 // that need a destructor have it called then, the last made first, one after another, so that long
-// chains of objects are taken down without recursion. Such a destructor must not touch objects made
-// before its own was (their destructors run later, so they still stand) nor after it (they are
-// gone). One thread at a time.
+// chains of objects are taken down without recursion. Such a destructor may still read objects that
+// were made before its own, since theirs run later; it must not touch those made after it, which
+// are gone. One thread at a time.
 
 #include <cstddef>
 #include <cstdint>

@@ -12,14 +12,14 @@ inline constexpr int32_t kNoDecimalPoint = 9999;
 
 // Writes the digits of the value without sign and point, NUL-ended, without trailing zeros, and
 // gives their number. `*decimalPoint` is where the point stands, counted from in front of the first
-// digit;
+// digit.
 // `*negative` is 1 when the sign bit is set, else 0.
 //
 // mode 0, 1   the shortest digits that read back as the same double
 // mode 2      at most `digits` digits (at least 1), correctly rounded, ties to even
-// mode 3      rounded at `digits` decimals (negative: in front of the point); no digit when the
-// value
-//             rounds away, and then `*decimalPoint` is -digits
+// mode 3      rounded at `digits` decimals (negative: in front of the point);
+//             no digit when the value rounds away,
+//             and then `*decimalPoint` is -digits
 // mode 4, 5   as 2 and 3, but the digits of mode 0 when those are no more than asked
 //
 // Zero is the one digit "0" with the point behind it. An infinity or NaN gives the result 0, the

@@ -3,9 +3,9 @@
 // HashTable2: items found by a key of a type of its own.
 //
 // Three functions in the namespace of item or key say how:
-//   Key ItemKey(const Item&)                          the key of an item, unchanged while it is
-//   held uint32_t HashOfKey(const Key&)                    equal keys have equal hashes int32_t
-//   CompareKeys(const Key&, const Key&)       negative, 0 or positive
+//   Key ItemKey(const Item&)                     the key of an item, unchanged while it is held
+//   uint32_t HashOfKey(const Key&)               equal keys have equal hashes
+//   int32_t CompareKeys(const Key&, const Key&)  negative, 0 or positive
 //
 // Owning, order and memory are as in HashTable. Several items may have one key; the first is found.
 

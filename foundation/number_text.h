@@ -30,9 +30,9 @@ int32_t FormatInteger(int32_t value, char* out, int32_t room);
 // For record numbers and sizes.
 int32_t FormatUnsigned(uint64_t value, char* out, int32_t room);
 
-// An optional '-' and digits, nothing else: blanks and '+' are errors. On an error the value is 0
-// and
-// `*error` becomes 1; it is left alone otherwise, and may be null.
+// An optional '-' and digits, nothing else: blanks and '+' are errors.
+// On an error the value is 0 and `*error` becomes 1; otherwise `*error` is left alone.
+// `error` may be null.
 // Required: the value wraps at 32 bits without an error, and "-" alone is 0 without an error.
 int32_t TextToInteger(TextView text, int32_t* error);
 

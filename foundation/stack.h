@@ -111,8 +111,8 @@ class Stack {
     std::unique_ptr<Item*[]> items_;
     int32_t room_ = 0;
     int32_t depth_ = 0;
-    int32_t walk_ =
-        -1;  // index of the entry that the walk stands on, -1 when it has left the stack
+    // Index of the entry that the walk stands on, -1 when it has left the stack.
+    int32_t walk_ = -1;
 };
 
 }  // namespace ovrasql
