@@ -2,9 +2,13 @@
 
 #include <editline/readline.h>
 
+#include <algorithm>
+#include <array>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <set>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -83,7 +87,23 @@ int Cancel(int /*count*/, int /*key*/) {
     return 0;
 }
 
+// Behind a command that takes a file, libedit's own completion offers the files.
+bool IsFileWanted() {
+    static constexpr std::array<std::string_view, 4> kCommands = {".import ", ".output ", ".read ",
+                                                                  ".trace "};
+    const std::string_view line(rl_line_buffer);
+    return std::any_of(kCommands.begin(), kCommands.end(), [&](std::string_view command) {
+        return line.substr(0, command.size()) == command;
+    });
+}
+
 char** Complete(const char* text, int /*start*/, int /*end*/) {
+    const bool isFileWanted = IsFileWanted();
+    // A folder's name goes on with what is in it, so no blank follows.
+    rl_completion_append_character = isFileWanted ? '\0' : ' ';
+    if (isFileWanted) {
+        return nullptr;
+    }
     rl_attempted_completion_over = 1;
     return rl_completion_matches(text, NextMatch);
 }
@@ -113,7 +133,10 @@ LineEditor::~LineEditor() {
 
 std::optional<std::string> LineEditor::Read(const char* prompt) {
     cancelTyped = false;
+    // The prompt is shown a moment before the keys are taken over.
+    auto* const handler = std::signal(SIGINT, SIG_IGN);
     char* typed = readline(prompt);
+    std::signal(SIGINT, handler);
     cancelled_ = std::exchange(cancelTyped, false);
     if (typed == nullptr) {
         return std::nullopt;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -31,9 +32,10 @@ class Terminal {
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
-    // Types the keys as soon as the text has come. False when the program ended before.
+    // Types the keys when the text has come and a line is being edited. False when the program
+    // ended before.
     bool Type(const std::string& text, const std::string& keys) {
-        return WaitFor(text) &&
+        return WaitFor(text) && WaitForEditor() &&
                ::write(terminal_, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size());
     }
 
@@ -60,6 +62,18 @@ class Terminal {
     }
 
   private:
+    // The prompt is shown before the editor takes the keys over, which turns their signals off.
+    bool WaitForEditor() const {
+        for (int tries = 0; tries < 10000; ++tries) {
+            termios settings{};
+            if (::tcgetattr(terminal_, &settings) == 0 && (settings.c_lflag & ISIG) == 0) {
+                return true;
+            }
+            ::usleep(1000);
+        }
+        return false;
+    }
+
     int terminal_ = -1;
     pid_t child_ = -1;
     std::string shown_;
@@ -78,6 +92,21 @@ TEST(LineEditorTest, InterruptGivesTheStatementUpAndNothingElse) {
     EXPECT_EQ(terminal.Status(), 0);
     const std::string history = folder.Read(".ovrasql_history");
     EXPECT_NE(history.find(".tables\n"), std::string::npos) << history;
+}
+
+TEST(LineEditorTest, TabCompletesNamesAndBehindACommandFiles) {
+    const ovratest::TemporaryFolder folder;
+    ovrashell::Database::Create(folder.File("db.dbf")).Query("create table harbours (a char(5))");
+    std::filesystem::create_directory(folder.File("scripts"));
+    folder.Write("scripts/one", "delete from nowhere\n");
+    Terminal terminal(folder);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n from harb\t\r"));
+    EXPECT_TRUE(terminal.WaitFor("\r\n0\r\n")) << "the statement ran";
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".read " + folder.File("scr") + "\t/o\t\r"));
+    EXPECT_TRUE(terminal.WaitFor("scripts/one:1: ")) << "the file was read";
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitFor("nothing more");
+    EXPECT_EQ(terminal.Status(), 0);
 }
 
 }  // namespace
