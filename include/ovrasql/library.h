@@ -87,7 +87,11 @@ typedef int32_t (*ovra_success_function)(void);
  * there is none. `count` must be the number of "?" in the statement; ":1", ":2" and so on take
  * values by their place in the list and are not counted. On failure no view has been
  * made if the statement could not be compiled; otherwise (a parameter count that is wrong, a
- * failure in the first row) the view exists and still has to be closed with view_close. */
+ * failure in the first row) the view exists and still has to be closed with view_close.
+ *
+ * A statement without rows (INSERT and the like) succeeds here too: it has run to its end, and its
+ * view has no variables, so no "eof" either. A host that loops until "eof" is 1 must take a missing
+ * one for the end. */
 typedef int32_t (*ovra_database_open_view_function)(void* database, const char* name,
                                                     int32_t name_length, const char* text,
                                                     int32_t text_length, void* list, int32_t count);
@@ -124,8 +128,9 @@ typedef int32_t (*ovra_view_reveal_structure_function)(void* view, void** variab
 /* The text of the last failure of the view's database, as database_error gives it. */
 typedef const char* (*ovra_view_error_function)(void* view);
 
-/* The value of a view's variable in the current row, as an integer. 1 if it was a good integer,
- * otherwise 0. Writes the output in both cases. */
+/* The value of a view's variable in the current row, as an integer. `variable` is the handle that
+ * ovDatabaseView_AddVariable has returned for the column. 1 if it was a good integer, otherwise 0.
+ * Writes the output in both cases. */
 typedef int32_t (*ovra_variable_value_integer_function)(void* variable, int32_t* value);
 
 /* The same as a double. */
