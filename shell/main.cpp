@@ -145,6 +145,10 @@ void Run(const Arguments& arguments) {
     } else {
         session.RunStream(&std::cin);
     }
+    session.SendOutputTo("");
+    if (!std::cout.flush()) {
+        throw Error("The output cannot be written");
+    }
 }
 
 }  // namespace

@@ -48,8 +48,15 @@ void Session::SetTrace(const std::string& path) {
 }
 
 void Session::SendOutputTo(const std::string& path) {
-    if (path.empty()) {
+    // What still waits in the buffer may find the disk full.
+    const bool written = file_ == nullptr || file_->flush().good();
+    if (!written || path.empty()) {
         file_.reset();
+    }
+    if (!written) {
+        throw Error("The output cannot be written");
+    }
+    if (path.empty()) {
         return;
     }
     auto file = std::make_unique<std::ofstream>(path, std::ios::binary);

@@ -186,6 +186,18 @@ TEST_F(ProgramTest, OutputGoesToAFileAndBack) {
     EXPECT_EQ(folder_.Read("rows"), "ANV\nBRK\n");
 }
 
+TEST_F(ProgramTest, OutputThatCannotBeWrittenIsAnError) {
+    MakePorts();
+    for (const char* arguments :
+         {"db.dbf 'select code from ports' > /dev/full",
+          "db.dbf '.output /dev/full' 'select code from ports'",
+          "db.dbf '.output /dev/full' 'select code from ports' .output 'drop table ports'"}) {
+        EXPECT_EQ(Run(arguments).status, 1) << arguments;
+        EXPECT_EQ(Errors(), "The output cannot be written\n");
+    }
+    EXPECT_EQ(Sql(".tables"), "ports\n") << "nothing behind the failure was run";
+}
+
 TEST_F(ProgramTest, TraceIsWrittenUntilItIsTurnedOff) {
     MakePorts();
     EXPECT_EQ(Run("db.dbf '.trace log' 'delete from ports where depth = 1' '.trace off' "
