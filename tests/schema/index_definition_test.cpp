@@ -87,6 +87,19 @@ TEST_F(IndexDefinitionTest, KeysOfLiveRecordsAreBuiltInOrder) {
     EXPECT_EQ(Keys("t", "down"), (Texts{"C=1", "B=3"}));
 }
 
+// The keys end where a record can't be read, whatever the file's count says.
+TEST_F(IndexDefinitionTest, AnUnreadableRecordEndsTheKeysWithoutAMessage) {
+    for (const char* value : {"c", "a", "b"}) {
+        Insert("t", {value, "1", "T", ""});
+    }
+    Bytes bytes = TheHost().FileBytes("db/t.dbf");
+    // Four descriptors behind 32 bytes, a terminator, and one record of 1 + 5 + 4 + 1 + 10 bytes.
+    bytes.resize(32 + 4 * 32 + 1 + 21 + 1);
+    TheHost().SetFile("db/t.dbf", bytes);
+    ASSERT_TRUE(CreateIndex("t", "i", false, {"a"})) << Error();
+    EXPECT_EQ(Keys("t", "i"), Texts{"C=1"});
+}
+
 TEST_F(IndexDefinitionTest, AnIndexOnAnEmptyTableHasNoKeys) {
     ASSERT_TRUE(CreateIndex("t", "i", false, {"a"}));
     EXPECT_TRUE(Keys("t", "i").empty());
@@ -128,6 +141,21 @@ TEST_F(IndexDefinitionTest, AFailedRowLeavesTheFile) {
     EXPECT_EQ(Error(), "Error writing to 'db/main.dbf': disk full");
     EXPECT_TRUE(TheHost().HasFile("db/i.ovx"));
     EXPECT_FALSE(schema_->IndexExists("i"));
+}
+
+TEST_F(IndexDefinitionTest, AFailedRowTakenBackLeavesTheFile) {
+    ASSERT_TRUE(CreateIndex("t", "i", false, {"a"}));
+    ASSERT_TRUE(schema_->DropIndex("i"));
+    TheHost().SetErrorText("disk full");
+    // Header and page of the new file, then the row.
+    TheHost().FailCall("ovFile_Write", 3);
+    EXPECT_FALSE(CreateIndex("t", "i", false, {"n"}));
+    EXPECT_EQ(Error(), "Error writing to 'db/main.dbf': disk full");
+    EXPECT_TRUE(TheHost().HasFile("db/i.ovx"));
+    EXPECT_FALSE(schema_->IndexExists("i"));
+    EXPECT_TRUE(CreateIndex("t", "i", false, {"n"})) << Error();
+    ASSERT_TRUE(schema_->IndexExists("i"));
+    EXPECT_EQ(CatalogText("COLUMNS"), "n");
 }
 
 TEST_F(IndexDefinitionTest, ACatalogThatCantBeReadIsNotAFreeName) {

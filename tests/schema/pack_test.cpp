@@ -23,6 +23,16 @@ class PackTest : public SchemaTest {
         Delete("t", 2);
     }
 
+    // Tables one and two: two records each, the first deleted.
+    void FillTwoTables() {
+        for (const char* name : {"one", "two"}) {
+            ASSERT_TRUE(CreateTable(name, {{"a", 0, 5}}));
+            Insert(name, {"x"});
+            Insert(name, {"y"});
+            Delete(name, 1);
+        }
+    }
+
     // Whether there is more than the catalog's three files, the table's two and two indexes.
     [[nodiscard]] bool HasTemporaryFiles() const { return TheHost().FilePaths().size() > 7U; }
 };
@@ -48,6 +58,21 @@ TEST_F(PackTest, MemoTextsAreWrittenWithoutHoles) {
     EXPECT_EQ(Records("t"), Texts{"three"});
     // The header's block, and one block with the text and its two end marks.
     EXPECT_EQ(TheHost().FileBytes("db/t.dbt").size(), 512U + 5U + 2U);
+    EXPECT_EQ(TheHost().FileBytes("db/t.dbf")[0], 0x83);
+}
+
+// A memo column in a file that is marked as having none: its texts must not go.
+TEST_F(PackTest, MemoTextsGoOverFromAFileMarkedWithout) {
+    ASSERT_TRUE(CreateTable("t", {{"text", 4, 10}}));
+    Insert("t", {"one"});
+    Insert("t", {"two"});
+    Delete("t", 1);
+    Reopen();
+    Bytes bytes = TheHost().FileBytes("db/t.dbf");
+    bytes[0] = 0x03;
+    TheHost().SetFile("db/t.dbf", bytes);
+    ASSERT_TRUE(schema_->Pack()) << Error();
+    EXPECT_EQ(Records("t"), Texts{"two"});
     EXPECT_EQ(TheHost().FileBytes("db/t.dbf")[0], 0x83);
 }
 
@@ -153,14 +178,41 @@ TEST_F(PackTest, ATableThatWontOpenIsReportedAndTheLockGivenBack) {
     EXPECT_TRUE(TheHost().Locks().empty());
 }
 
+// Rows of the catalog that can't be read: the first is passed over, any later one is the end.
+TEST_F(PackTest, AnUnreadableFirstRowIsPassedOver) {
+    FillTwoTables();
+    // The header of the schema table, then its first row.
+    TheHost().FailCall("ovFile_Read", 2);
+    EXPECT_TRUE(schema_->Pack()) << Error();
+    EXPECT_EQ(Records("one"), (Texts{"*x", "y"}));
+    EXPECT_EQ(Records("two"), Texts{"y"});
+}
+
+TEST_F(PackTest, AnUnreadableLaterRowEndsThePackWithoutAMessage) {
+    FillTwoTables();
+    ASSERT_TRUE(CreateTable("three", {{"a", 0, 5}}));
+    schema_.reset();
+    const Bytes whole = TheHost().FileBytes("db/main.dbf");
+    Bytes cut = whole;
+    const size_t headerLength = whole[8] + 256U * whole[9];
+    const size_t recordLength = whole[10] + 256U * whole[11];
+    cut.resize(headerLength + recordLength + 1);
+    TheHost().SetFile("db/main.dbf", cut);
+    Reopen();
+    ASSERT_TRUE(schema_->OpenTrace("trace.log"));
+    EXPECT_TRUE(schema_->Pack()) << Error();
+    EXPECT_EQ(TheHost().FileText("trace.log"),
+              "Starting Packing\nPacking one...done\nPacking done\n");
+    EXPECT_TRUE(TheHost().Locks().empty());
+    schema_.reset();
+    TheHost().SetFile("db/main.dbf", whole);
+    Reopen();
+    EXPECT_EQ(Records("one"), Texts{"y"});
+    EXPECT_EQ(Records("two"), (Texts{"*x", "y"}));
+}
+
 TEST_F(PackTest, TablesDoneBeforeAFailureStayPacked) {
-    ASSERT_TRUE(CreateTable("one", {{"a", 0, 5}}));
-    ASSERT_TRUE(CreateTable("two", {{"a", 0, 5}}));
-    for (const char* name : {"one", "two"}) {
-        Insert(name, {"x"});
-        Insert(name, {"y"});
-        Delete(name, 1);
-    }
+    FillTwoTables();
     TheHost().FailCall("ovFile_Rename", 2);
     TheHost().SetErrorText("refused");
     EXPECT_FALSE(schema_->Pack());
@@ -253,7 +305,18 @@ TEST_F(PackTest, AFailedRenameOfAnyFileIsReported) {
     }
 }
 
-// A key that a unique index refuses and an append that fails do not stop the copying.
+TEST_F(PackTest, AnAppendThatFailsDoesNotStopTheRebuild) {
+    ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}}));
+    for (const char* value : {"x", "y", "z"}) {
+        Insert("t", {value});
+    }
+    // Header, descriptors and end mark of the new file, then the first record.
+    TheHost().FailCall("ovFile_Write", 4);
+    EXPECT_TRUE(schema_->Pack()) << Error();
+    EXPECT_TRUE(TheHost().FailureHappened());
+    EXPECT_EQ(Records("t"), (Texts{"y", "z"}));
+}
+
 TEST_F(PackTest, ADuplicateInAUniqueIndexDoesNotStopTheRebuild) {
     ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}}));
     Insert("t", {"x"});
