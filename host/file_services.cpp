@@ -72,7 +72,7 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
                              int reason = 0;
                              auto file = PosixFile::Open(resolved, flags, &reason);
                              if (file == nullptr) {
-                                 *error = ovrahost::SystemErrorText(reason, resolved);
+                                 *error = ovrahost::SystemErrorText(reason);
                                  return nullptr;
                              }
                              return HandOut(std::move(file), program);

@@ -16,11 +16,11 @@ namespace {
 // How often another name is tried when somebody's file has the one just made.
 constexpr int kTemporaryNameTries = 100;
 
-int32_t Outcome(int result, const std::string& path, std::string* error) {
+int32_t Outcome(int result, std::string* error) {
     if (result == 0) {
         return 0;
     }
-    *error = SystemErrorText(errno, path);
+    *error = SystemErrorText(errno);
     return -1;
 }
 
@@ -47,19 +47,19 @@ bool IsDirectory(const std::string& path) {
 }
 
 int32_t MakeDirectory(const std::string& path, std::string* error) {
-    return Outcome(::mkdir(path.c_str(), 0777), path, error);
+    return Outcome(::mkdir(path.c_str(), 0777), error);
 }
 
 int32_t RemoveDirectory(const std::string& path, std::string* error) {
-    return Outcome(::rmdir(path.c_str()), path, error);
+    return Outcome(::rmdir(path.c_str()), error);
 }
 
 int32_t DeleteFile(const std::string& path, std::string* error) {
-    return Outcome(::unlink(path.c_str()), path, error);
+    return Outcome(::unlink(path.c_str()), error);
 }
 
 int32_t RenameFile(const std::string& from, const std::string& to, std::string* error) {
-    return Outcome(::rename(from.c_str(), to.c_str()), from, error);
+    return Outcome(::rename(from.c_str(), to.c_str()), error);
 }
 
 std::unique_ptr<PosixFile> MakeTemporaryFile(const std::string& path, int32_t flags,
@@ -72,7 +72,8 @@ std::unique_ptr<PosixFile> MakeTemporaryFile(const std::string& path, int32_t fl
             return file;
         }
     }
-    *error = SystemErrorText(reason, path + *suffix);
+    // The library names the table here, and not the file.
+    *error = SystemErrorText(reason) + " (" + path + *suffix + ")";
     return nullptr;
 }
 

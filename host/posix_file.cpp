@@ -41,9 +41,7 @@ bool IsBusy(int error) { return error == EAGAIN || error == EACCES; }
 
 }  // namespace
 
-std::string SystemErrorText(int error, const std::string& path) {
-    return std::generic_category().message(error) + " (" + path + ")";
-}
+std::string SystemErrorText(int error) { return std::generic_category().message(error); }
 
 std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flags, int* error) {
     int descriptor = -1;
@@ -79,11 +77,11 @@ int32_t PosixFile::Read(void* buffer, int32_t length) {
             continue;
         }
         if (count < 0) {
-            Fail(SystemErrorText(errno, path_));
+            Fail(SystemErrorText(errno));
             break;
         }
         if (count == 0) {
-            Fail("Unexpected end of file (" + path_ + ")");
+            Fail("Unexpected end of file");
             break;
         }
         done += static_cast<int32_t>(count);
@@ -103,7 +101,7 @@ int32_t PosixFile::Write(const void* buffer, int32_t length) {
             continue;
         }
         if (count <= 0) {
-            Fail(SystemErrorText(count < 0 ? errno : ENOSPC, path_));
+            Fail(SystemErrorText(count < 0 ? errno : ENOSPC));
             break;
         }
         done += static_cast<int32_t>(count);
@@ -114,7 +112,7 @@ int32_t PosixFile::Write(const void* buffer, int32_t length) {
 
 int64_t PosixFile::Seek(int64_t offset) {
     if (offset < 0) {
-        Fail(SystemErrorText(EINVAL, path_));
+        Fail(SystemErrorText(EINVAL));
         return -1;
     }
     position_ = offset;
@@ -151,9 +149,9 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
     if (error == 0) {
         return 0;
     }
-    Fail(IsBusy(error) ? "Lock not granted within " + std::to_string(timeoutMilliseconds) +
-                             " milliseconds (" + path_ + ")"
-                       : SystemErrorText(error, path_));
+    Fail(IsBusy(error)
+             ? "Lock not granted within " + std::to_string(timeoutMilliseconds) + " milliseconds"
+             : SystemErrorText(error));
     return -1;
 }
 
@@ -162,7 +160,7 @@ int32_t PosixFile::Release(int64_t offset, int64_t length) {
     if (error == 0) {
         return 0;
     }
-    Fail(SystemErrorText(error, path_));
+    Fail(SystemErrorText(error));
     return -1;
 }
 

@@ -67,7 +67,7 @@ class PosixFile {
     std::string error_;
 };
 
-// The system's text for an errno value, with the path behind it.
-std::string SystemErrorText(int error, const std::string& path);
+// The system's text for an errno value. The library puts the path in front of it, in its own words.
+std::string SystemErrorText(int error);
 
 }  // namespace ovrahost

@@ -30,7 +30,7 @@ bool IsNumber(std::string_view text) {
 }
 
 // Aligned columns. The widths are those of the first rows, which are held back until there are
-// enough of them; a wider value later on pushes its own line out and nothing else.
+// enough of them, up to a bound; a wider value pushes its own line out and nothing else.
 class TableWriter final : public RowWriter {
   public:
     TableWriter(bool headers, std::ostream* out) : headers_(headers), out_(out) {}
@@ -55,6 +55,7 @@ class TableWriter final : public RowWriter {
 
   private:
     static constexpr std::size_t kRowsHeldBack = 500;
+    static constexpr std::size_t kWidestColumn = 100;
 
     void Flush() {
         if (std::exchange(flushed_, true)) {
@@ -83,7 +84,8 @@ class TableWriter final : public RowWriter {
         }
         for (const Row& row : held_) {
             for (std::size_t i = 0; i < row.size(); ++i) {
-                widths_[i] = std::max(widths_[i], DisplayWidth(row[i]));
+                const std::size_t width = std::min(DisplayWidth(row[i]), kWidestColumn);
+                widths_[i] = std::max(widths_[i], width);
                 rightAligned_[i] = rightAligned_[i] && (row[i].empty() || IsNumber(row[i]));
             }
         }

@@ -44,14 +44,14 @@ TEST(FileSystemTest, DirectoriesAreMadeFoundAndRemoved) {
     EXPECT_TRUE(IsDirectory(folder.File("sub")));
     EXPECT_TRUE(FileExists(folder.File("sub")));
     EXPECT_EQ(MakeDirectory(folder.File("sub"), &error), -1);
-    EXPECT_EQ(error, "File exists (" + folder.File("sub") + ")");
+    EXPECT_EQ(error, "File exists");
     folder.Write("sub/file", "x");
     EXPECT_EQ(RemoveDirectory(folder.File("sub"), &error), -1) << "it is not empty";
     EXPECT_EQ(DeleteFile(folder.File("sub/file"), &error), 0);
     EXPECT_EQ(RemoveDirectory(folder.File("sub"), &error), 0);
     EXPECT_FALSE(IsDirectory(folder.File("sub")));
     EXPECT_EQ(DeleteFile(folder.File("sub"), &error), -1);
-    EXPECT_EQ(error, "No such file or directory (" + folder.File("sub") + ")");
+    EXPECT_EQ(error, "No such file or directory");
 }
 
 TEST(FileSystemTest, RenameReplacesTheOtherFile) {
@@ -62,7 +62,7 @@ TEST(FileSystemTest, RenameReplacesTheOtherFile) {
     EXPECT_EQ(RenameFile(folder.File("new"), folder.File("old"), &error), 0);
     EXPECT_EQ(folder.Read("old"), "new content");
     EXPECT_EQ(RenameFile(folder.File("new"), folder.File("old"), &error), -1);
-    EXPECT_EQ(error, "No such file or directory (" + folder.File("new") + ")");
+    EXPECT_EQ(error, "No such file or directory");
 }
 
 TEST(FileSystemTest, TemporaryNamesNeverMeet) {

@@ -70,6 +70,14 @@ TEST_F(ProgramTest, TableModeMeasuresCharactersAndNotBytes) {
               "東京  y\n");
 }
 
+TEST_F(ProgramTest, LongTextPushesItsOwnLineOutOnly) {
+    const std::string story(300, 's');
+    Sql("create table t (m memo, a char(3))");
+    Sql("insert into t values ('" + story + "', 'x')");
+    EXPECT_EQ(Sql("select m, a from t"), "m" + std::string(101, ' ') + "a\n" +
+                                             std::string(100, '-') + "  -\n" + story + "  x\n");
+}
+
 TEST_F(ProgramTest, CsvModeQuotesWhatNeedsIt) {
     Sql("create table t (a char(20), m memo)");
     Sql("insert into t values ('say \"hi\", you', 'plain')");
