@@ -102,6 +102,12 @@ bool DbfFile::HasMemo() const {
                        [](const Column& column) { return column.letter == 'M'; });
 }
 
+bool DbfFile::IsCutShort() const {
+    std::ifstream file(path_, std::ios::binary | std::ios::ate);
+    return file.tellg() < static_cast<std::streamoff>(headerLength_) +
+                              static_cast<std::streamoff>(recordCount_) * recordLength_;
+}
+
 std::vector<std::vector<std::string>> DbfFile::LiveRecords() const {
     const auto width = std::accumulate(columns_.begin(), columns_.end(), std::size_t{1},
                                        [](std::size_t sum, const Column& column) {

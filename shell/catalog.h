@@ -28,6 +28,9 @@ class DbfFile {
     uint32_t RecordCount() const { return recordCount_; }
     bool HasMemo() const;
 
+    // Whether the file ends before the records that its header counts.
+    bool IsCutShort() const;
+
     // The fields of every live record, in record order, without trailing blanks. For small files:
     // all of it is in memory.
     std::vector<std::vector<std::string>> LiveRecords() const;

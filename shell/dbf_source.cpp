@@ -77,6 +77,10 @@ class DbfSource final : public ImportSource {
     const std::vector<std::string>& Names() const override { return names_; }
     const std::vector<Column>& Columns() const override { return columns_; }
 
+    std::string Fault() const override {
+        return DbfFile(path_).IsCutShort() ? "'" + path_ + "' ends before its last record" : "";
+    }
+
     void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) override {
         try {
             View view = database_->Select("select * from t");

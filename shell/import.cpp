@@ -144,6 +144,9 @@ uint64_t InsertRows(Database* database, ImportSource* source, const Plan& plan) 
 
 void Report(const Plan& plan, const ImportSource& source, uint64_t rows, std::ostream* report) {
     *report << rows << (rows == 1 ? " row" : " rows") << " imported into " << plan.table << '\n';
+    if (const std::string fault = source.Fault(); !fault.empty()) {
+        *report << fault << '\n';
+    }
     for (std::size_t i = 0; i < plan.columns.size(); ++i) {
         if (!EqualNoCase(plan.columns[i].name, source.Names()[i])) {
             *report << "column '" << source.Names()[i] << "' is named " << plan.columns[i].name

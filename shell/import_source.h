@@ -24,6 +24,9 @@ class ImportSource {
     // The columns as the file defines them; empty where it defines none (CSV).
     virtual const std::vector<Column>& Columns() const = 0;
 
+    // What is wrong with a file whose rows can be read all the same; empty when nothing is.
+    virtual std::string Fault() const { return {}; }
+
     // Calls back for each row, with as many values as there are names, and with how much of the
     // file is behind it, 0 to 1.
     virtual void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) = 0;

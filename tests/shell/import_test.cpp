@@ -210,6 +210,20 @@ TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {
     EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
 }
 
+TEST_F(ImportTest, DbfThatIsCutShortSaysSo) {
+    Database::Create(folder_.File("source.dbf")).Query("create table s (word char(10))");
+    {
+        Database source = Database::Open(folder_.File("source.dbf"));
+        source.Query("insert into s values ('one')");
+        source.Query("insert into s values ('two')");
+    }
+    // 65 bytes of header and two records of 11: the second one loses its end.
+    std::filesystem::resize_file(folder_.File("s.dbf"), 65 + 11 + 5);
+    EXPECT_EQ(Import("s.dbf", "taken"), "1 row imported into taken\n'" + folder_.File("s.dbf") +
+                                            "' ends before its last record\n");
+    EXPECT_EQ(Select("select word from taken"), (Rows{{"one"}}));
+}
+
 // Files that other people's programs wrote, when the folder with them is there.
 TEST_F(ImportTest, RealFilesComeInWhole) {
     const char* named = std::getenv("OVRA_SHARED_DATA");
