@@ -53,8 +53,7 @@ std::string FolderOf(const std::string& path) {
 }
 
 IndexEntry MakeIndexEntry(const std::vector<std::string>& row) {
-    const std::string flagText = row[kIndexFlags];
-    const int flags = std::atoi(flagText.c_str());
+    const int flags = std::atoi(row[kIndexFlags].c_str());
     return {row[kIndex], row[kColumns], (flags & kUniqueFlag) != 0, (flags & kDescendingFlag) != 0};
 }
 

@@ -51,6 +51,7 @@ std::string_view View::Text(int32_t column) const {
 
 std::vector<std::string> View::Names() const {
     std::vector<std::string> names;
+    names.reserve(static_cast<std::size_t>(ColumnCount()));
     for (int32_t i = 0; i < ColumnCount(); ++i) {
         names.push_back(ColumnName(i));
     }

@@ -100,7 +100,7 @@ bool IsFileWanted() {
 char** Complete(const char* text, int /*start*/, int /*end*/) {
     const bool isFileWanted = IsFileWanted();
     // A folder's name goes on with what is in it, so no blank follows.
-    rl_completion_append_character = isFileWanted ? '\0' : ' ';
+    rl_completion_append_character = isFileWanted ? 0 : static_cast<unsigned char>(' ');
     if (isFileWanted) {
         return nullptr;
     }

@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -151,9 +153,8 @@ void Run(const Arguments& arguments) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// The exit status.
+int RunProgram(int argc, char** argv) {
     CLI::App app("SQL over xBase files, at a prompt.");
     Arguments arguments;
     Declare(&app, &arguments);
@@ -162,12 +163,21 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 1;
     }
-    try {
-        Run(arguments);
-    } catch (const std::exception& error) {
-        std::cout.flush();
-        std::cerr << error.what() << '\n';
-        return 1;
-    }
+    Run(arguments);
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return RunProgram(argc, argv);
+    } catch (const std::exception& error) {
+        std::fflush(stdout);
+        std::fputs(error.what(), stderr);
+        std::fputc('\n', stderr);
+    } catch (...) {
+        std::fputs("Failed for an unknown reason\n", stderr);
+    }
+    return 1;
 }

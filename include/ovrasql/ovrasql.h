@@ -19,10 +19,10 @@
  *
  * Conventions
  *  - Text arguments are counted. A length of -1 says that the text ends with a NUL.
- *  - A result of 1 is success and 0 failure, unless told otherwise. After a failure ovra_error tells
- *    why; the text of the last failure stays until the next one.
- *  - Text handed out is NUL-ended besides having a length (a NULL length pointer is fine), belongs to
- *    the library, and says below how long it lives.
+ *  - A result of 1 is success and 0 failure, unless told otherwise. After a failure ovra_error
+ *    tells why; the text of the last failure stays until the next one.
+ *  - Text handed out is NUL-ended besides having a length (a NULL length pointer is fine), belongs
+ *    to the library, and says below how long it lives.
  *  - A database, with its views, is used from one thread at a time. Different databases may be used
  *    from different threads, and any number of processes may use the same files.
  *  - The host waits for a file lock that somebody else holds, and gives up after 30 seconds, unless
@@ -52,7 +52,7 @@ typedef struct ovra_view ovra_view;
  * copied by the call that takes them.
  */
 typedef struct ovra_parameter {
-    const char *text;
+    const char* text;
     int32_t length;
 } ovra_parameter;
 
@@ -63,22 +63,22 @@ typedef struct ovra_parameter {
  * `*database` receives a handle, also on failure (so that ovra_error can tell why), and must go to
  * ovra_close in every case. It is NULL only when there is no memory for it.
  */
-OVRA_API int32_t ovra_create(const char *path, ovra_database **database);
+OVRA_API int32_t ovra_create(const char* path, ovra_database** database);
 
 /* Opens an existing database. Otherwise like ovra_create. */
-OVRA_API int32_t ovra_open(const char *path, ovra_database **database);
+OVRA_API int32_t ovra_open(const char* path, ovra_database** database);
 
 /*
- * Closes the database, with any view still open, whose handles are dead from then on. NULL is passed
- * over.
+ * Closes the database, with any view still open, whose handles are dead from then on. NULL is
+ * passed over.
  */
-OVRA_API void ovra_close(ovra_database *database);
+OVRA_API void ovra_close(ovra_database* database);
 
 /*
- * The text of the last failure, never NULL. Valid until the next call that fails on this database or
- * until it is closed.
+ * The text of the last failure, never NULL. Valid until the next call that fails on this database
+ * or until it is closed.
  */
-OVRA_API const char *ovra_error(ovra_database *database);
+OVRA_API const char* ovra_error(ovra_database* database);
 
 /*
  * Sets an option. The library's are "log" (path of a trace file), "subdir_char" (one character),
@@ -86,12 +86,13 @@ OVRA_API const char *ovra_error(ovra_database *database);
  * host's own is "lock_timeout", in milliseconds; 0 does not wait at all. Keys ignore case, and an
  * unknown key is ignored.
  */
-OVRA_API int32_t ovra_set_option(ovra_database *database, const char *key, const char *value);
+OVRA_API int32_t ovra_set_option(ovra_database* database, const char* key, const char* value);
 
 /*
- * Rewrites every table without its deleted records and builds all indexes again. No view may be open.
+ * Rewrites every table without its deleted records and builds all indexes again. No view may be
+ * open.
  */
-OVRA_API int32_t ovra_pack(ovra_database *database);
+OVRA_API int32_t ovra_pack(ovra_database* database);
 
 /*
  * Runs one statement that yields no rows: INSERT, UPDATE, DELETE and the definition statements.
@@ -99,58 +100,60 @@ OVRA_API int32_t ovra_pack(ovra_database *database);
  * n-th. A statement with `?` alone must be given exactly as many parameters as it has of them.
  * `parameters` may be NULL when `count` is 0.
  */
-OVRA_API int32_t ovra_query(ovra_database *database, const char *statement, int32_t length,
-                            const ovra_parameter *parameters, int32_t count);
+OVRA_API int32_t ovra_query(ovra_database* database, const char* statement, int32_t length,
+                            const ovra_parameter* parameters, int32_t count);
 
 /*
- * Compiles one statement of any kind without running it. With the option "log" set, the program that
- * it became is in the trace file afterwards, with what the optimizer had to say.
+ * Compiles one statement of any kind without running it. With the option "log" set, the program
+ * that it became is in the trace file afterwards, with what the optimizer had to say.
  */
-OVRA_API int32_t ovra_compile(ovra_database *database, const char *statement, int32_t length);
+OVRA_API int32_t ovra_compile(ovra_database* database, const char* statement, int32_t length);
 
 /*
  * Opens a SELECT as a view that stands before its first row. NULL on failure. The caller closes the
  * view with ovra_close_view, before the database is closed.
  */
-OVRA_API ovra_view *ovra_open_view(ovra_database *database, const char *statement, int32_t length,
-                                   const ovra_parameter *parameters, int32_t count);
+OVRA_API ovra_view* ovra_open_view(ovra_database* database, const char* statement, int32_t length,
+                                   const ovra_parameter* parameters, int32_t count);
 
-/* Goes to the next row: 1 there is one, 0 the rows have ended, -1 failure. Views go forward only. */
-OVRA_API int32_t ovra_next(ovra_view *view);
+/* Goes to the next row: 1 there is one, 0 the rows have ended, -1 failure. Views go forward only.
+ */
+OVRA_API int32_t ovra_next(ovra_view* view);
 
 /* How many columns each row has. */
-OVRA_API int32_t ovra_column_count(ovra_view *view);
+OVRA_API int32_t ovra_column_count(ovra_view* view);
 
 /*
  * The name of a column, counted from 0; NULL for a column that is not there. `length`, when not
  * NULL, receives its length. Valid until the view is closed.
  */
-OVRA_API const char *ovra_column_name(ovra_view *view, int32_t column, int32_t *length);
+OVRA_API const char* ovra_column_name(ovra_view* view, int32_t column, int32_t* length);
 
 /*
- * The index of the first column of that name, ignoring case, or -1. A length of -1 measures the name.
+ * The index of the first column of that name, ignoring case, or -1. A length of -1 measures the
+ * name.
  */
-OVRA_API int32_t ovra_column_index(ovra_view *view, const char *name, int32_t length);
+OVRA_API int32_t ovra_column_index(ovra_view* view, const char* name, int32_t length);
 
 /*
  * The value of a column in the current row, as text; the empty text is NULL. NULL is returned where
  * there is no such column or no current row. Valid until the next ovra_next or ovra_close_view.
  */
-OVRA_API const char *ovra_text(ovra_view *view, int32_t column, int32_t *length);
+OVRA_API const char* ovra_text(ovra_view* view, int32_t column, int32_t* length);
 
 /* The same, by name. The name is NUL-ended and ignores case. */
-OVRA_API const char *ovra_text_by_name(ovra_view *view, const char *name, int32_t *length);
+OVRA_API const char* ovra_text_by_name(ovra_view* view, const char* name, int32_t* length);
 
 /*
- * The value of a column as a number. 1 when the value is a good number of that kind, else 0; `*value`
- * is 0 then. The integer form takes digits with an optional "-", and nothing else, from a text, and
- * cuts the fraction of a computed number.
+ * The value of a column as a number. 1 when the value is a good number of that kind, else 0;
+ * `*value` is 0 then. The integer form takes digits with an optional "-", and nothing else, from a
+ * text, and cuts the fraction of a computed number.
  */
-OVRA_API int32_t ovra_integer(ovra_view *view, int32_t column, int32_t *value);
-OVRA_API int32_t ovra_double(ovra_view *view, int32_t column, double *value);
+OVRA_API int32_t ovra_integer(ovra_view* view, int32_t column, int32_t* value);
+OVRA_API int32_t ovra_double(ovra_view* view, int32_t column, double* value);
 
 /* Closes the view. NULL is passed over. */
-OVRA_API void ovra_close_view(ovra_view *view);
+OVRA_API void ovra_close_view(ovra_view* view);
 
 #ifdef __cplusplus
 }
