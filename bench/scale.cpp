@@ -161,6 +161,12 @@ void Group(const std::string& folder, int64_t rows) {
         rows / 5);
 }
 
+void GroupFew(const std::string& folder, int64_t /*rows*/) {
+    Expect(Connection(DatabasePath(folder))
+               .Walk("select grp, count(*), sum(price), min(word), max(id) from t group by grp"),
+           100);
+}
+
 void CreateIndex(const std::string& folder, int64_t /*rows*/) {
     Connection(DatabasePath(folder)).Run("create index by_id on t (id)");
 }
@@ -244,6 +250,7 @@ int main(int argc, char** argv) {
         {"distinct, half differ", 1, Nothing, Distinct},
         {"distinct, all differ", 1, Nothing, DistinctRows},
         {"count distinct, half", 1, Nothing, CountDistinct},
+        {"group into 100", 1, Nothing, GroupFew},
         {"group into a fifth", 1, Nothing, Group},
         {"create index", 1, Nothing, CreateIndex},
         {"look up (rows / 10)", 1, Nothing, LookUp},
