@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing, and says which.
-# Usage: tools/setup.sh build|test     (set OVRA_NO_INSTALL=1 to only look)
+# Usage: tools/setup.sh build|test|coverage     (set OVRA_NO_INSTALL=1 to only look)
 set -euo pipefail
 
 build_packages=(g++ cmake ninja-build libcli11-dev libcsv-dev libedit-dev nlohmann-json3-dev)
@@ -10,11 +10,12 @@ peer_packages=(shapelib libdbd-xbase-perl gdal-bin)
 
 case "${1:-build}" in
     build) wanted=("${build_packages[@]}") ;;
-    test)
+    test | coverage)
         wanted=("${build_packages[@]}" "${test_packages[@]}")
+        [ "$1" = test ] || wanted+=(gcovr)
         [ -n "${OVRA_NO_PEERS:-}" ] || wanted+=("${peer_packages[@]}")
         ;;
-    *) echo "usage: $0 build|test" >&2; exit 2 ;;
+    *) echo "usage: $0 build|test|coverage" >&2; exit 2 ;;
 esac
 
 missing=()
