@@ -103,7 +103,8 @@ OVRA_EXPORT void ovDatabaseVariable_SetData(void* variable, void* data);
 
 /* The value behind the variable has changed: a copy that the host keeps is stale. Called on every
  * store into a column of a view, so it should be cheap. Reading the variable from inside this call
- * is allowed. */
+ * is allowed; no other entry point of the library may be called here, since the statement that
+ * stores is in the middle of its run. */
 OVRA_EXPORT void ovDatabaseVariable_SetDirty(void* variable);
 
 /* --- Variables --------------------------------------------------------------------------------
