@@ -159,13 +159,21 @@ std::vector<TableEntry> ReadCatalog(const std::string& databasePath) {
     return tables;
 }
 
-TableEntry FindTable(const std::string& databasePath, std::string_view name) {
+std::optional<TableEntry> LookUpTable(const std::string& databasePath, std::string_view name) {
     for (TableEntry& table : ReadCatalog(databasePath)) {
         if (EqualNoCase(table.name, name)) {
             return std::move(table);
         }
     }
-    throw Error("Unknown table '" + std::string(name) + "'");
+    return std::nullopt;
+}
+
+TableEntry FindTable(const std::string& databasePath, std::string_view name) {
+    auto table = LookUpTable(databasePath, name);
+    if (!table.has_value()) {
+        throw Error("Unknown table '" + std::string(name) + "'");
+    }
+    return *std::move(table);
 }
 
 std::string ColumnText(const Column& column) {

@@ -5,6 +5,7 @@
 // public (docs/formats-dbf.md); the language has no statement for it.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -59,7 +60,10 @@ struct TableEntry {
 // The tables of the database at that path, in name order.
 std::vector<TableEntry> ReadCatalog(const std::string& databasePath);
 
-// The entry of that name, ignoring case. Throws when there is none.
+// The entry of that name, ignoring case; nothing when there is none.
+std::optional<TableEntry> LookUpTable(const std::string& databasePath, std::string_view name);
+
+// The same, where there must be one: throws otherwise.
 TableEntry FindTable(const std::string& databasePath, std::string_view name);
 
 // The column as it is written in CREATE TABLE.

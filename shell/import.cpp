@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <optional>
 
 #include "shell/column_guess.h"
 #include "shell/import_source.h"
@@ -30,15 +29,6 @@ std::unique_ptr<ImportSource> OpenSource(const ImportRequest& request) {
     return EqualNoCase(path.extension().string(), ".dbf")
                ? OpenDbfSource(request.path)
                : OpenCsvSource(request.path, request.hasHeader);
-}
-
-std::optional<TableEntry> ExistingTable(const std::string& databasePath, const std::string& name) {
-    for (TableEntry& table : ReadCatalog(databasePath)) {
-        if (EqualNoCase(table.name, name)) {
-            return std::move(table);
-        }
-    }
-    return std::nullopt;
 }
 
 // The first columns keep their types; from the one that would make the record too long, the widest
@@ -175,7 +165,7 @@ void ImportFile(Database* database, const ImportRequest& request, std::ostream* 
         request.table.empty()
             ? UsableName(std::filesystem::path(request.path).stem().string(), kTableNameLimit)
             : request.table;
-    const auto existing = ExistingTable(database->Path(), name);
+    const auto existing = LookUpTable(database->Path(), name);
     const Plan plan = existing.has_value() ? PlanExistingTable(source.get(), *existing)
                                            : PlanNewTable(source.get(), name);
     if (plan.create) {

@@ -10,34 +10,7 @@
 
 #include "foundation/ignore_result.h"
 #include "tests/library/failure_statements.h"
-
-namespace {
-
-bool counting = false;
-int64_t allocations = 0;
-int64_t failingAllocation = 0;
-
-void* Allocate(std::size_t size) {
-    if (counting && ovrasql::ServiceDepth() == 0 && ++allocations == failingAllocation) {
-        throw std::bad_alloc();
-    }
-    void* memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/support/failing_allocations.h"
 
 namespace ovrasql {
 namespace {
@@ -48,13 +21,13 @@ void FailEachAllocation(const std::function<void(bool failed)>& prepare,
     constexpr int64_t kMostAllocations = 100000;
     for (int64_t number = 1; number < kMostAllocations; ++number) {
         prepare(false);
-        allocations = 0;
-        failingAllocation = number;
-        counting = true;
+        ovratest::allocationCount = 0;
+        ovratest::failingAllocation = number;
+        ovratest::countingAllocations = true;
         const int32_t result = entry();
-        counting = false;
+        ovratest::countingAllocations = false;
         ASSERT_TRUE(result == 0 || result == 1) << "allocation " << number;
-        if (allocations < number) {
+        if (ovratest::allocationCount < number) {
             EXPECT_EQ(result, 1) << "nothing failed";
             EXPECT_GT(number, 1) << "the entry allocates nothing at all";
             return;
@@ -108,7 +81,7 @@ TEST_F(OutOfMemoryTest, AnOpeningThatFailedIsNoCatalogToWriteTo) {
                        [&] {
                            const int32_t opened = Table().database_open(database, "main.dbf", -1);
                            if (opened == 0) {
-                               counting = false;
+                               ovratest::countingAllocations = false;
                                EXPECT_EQ(Query(database, "create table u (a integer)"), 0);
                            }
                            return opened;
@@ -159,11 +132,11 @@ TEST_F(OutOfMemoryTest, AViewFailsCleanlyAndTheDatabaseGoesOn) {
 
 TEST_F(OutOfMemoryTest, TheErrorTextSaysSo) {
     void* database = NewDatabase();
-    counting = true;
-    allocations = 0;
-    failingAllocation = 1;
+    ovratest::countingAllocations = true;
+    ovratest::allocationCount = 0;
+    ovratest::failingAllocation = 1;
     EXPECT_EQ(Query(database, "insert into t (a) values (4)"), 0);
-    counting = false;
+    ovratest::countingAllocations = false;
     EXPECT_STREQ(Table().database_error(database), "Out of memory");
     Table().database_free(database);
 }
@@ -182,9 +155,9 @@ TEST_P(StatementMemoryTest, EachAllocationMayFail) {
         ASSERT_TRUE(database.Open());
         void* handle = database.Handle();
         int32_t result = 0;
-        allocations = 0;
-        failingAllocation = number;
-        counting = true;
+        ovratest::allocationCount = 0;
+        ovratest::failingAllocation = number;
+        ovratest::countingAllocations = true;
         // No texts of the test's own in here: their allocations would fail too.
         if (statement == "pack") {
             result = Library().database_pack(handle);
@@ -200,14 +173,14 @@ TEST_P(StatementMemoryTest, EachAllocationMayFail) {
         } else {
             result = Library().database_query(handle, statement.c_str(), -1, nullptr, 0);
         }
-        counting = false;
+        ovratest::countingAllocations = false;
         EXPECT_EQ(TheHost().Locks().size(), 0U) << "allocation " << number;
         IgnoreResult(database.RowsText("select * from t"));  // it may fail, but not crash
         database.Free();
         EXPECT_EQ(TheHost().OpenFileCount(), 0) << "allocation " << number;
         EXPECT_EQ(TheHost().AllocatedCount(), 0) << "allocation " << number;
         EXPECT_EQ(TheHost().Misuses(), std::vector<std::string>()) << "allocation " << number;
-        if (allocations < number) {
+        if (ovratest::allocationCount < number) {
             EXPECT_EQ(result, 1) << "nothing failed";
             EXPECT_GT(number, 1);
             return;

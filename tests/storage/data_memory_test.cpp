@@ -7,44 +7,16 @@
 #include "foundation/ignore_result.h"
 #include "storage/memo_text.h"
 #include "tests/storage/data_support.h"
-
-namespace {
-
-bool counting = false;
-int64_t allocations = 0;
-int64_t failingAllocation = 0;
-
-// The host's own allocations are spared.
-void* Allocate(std::size_t size) {
-    if (counting && ovrasql::ServiceDepth() == 0 && ++allocations == failingAllocation) {
-        throw std::bad_alloc();
-    }
-    void* memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/support/failing_allocations.h"
 
 namespace ovrasql {
 namespace {
 
 // Counts from now on and lets the given allocation fail, 0 for none.
 void StartCounting(int64_t failing) {
-    allocations = 0;
-    failingAllocation = failing;
-    counting = true;
+    ovratest::allocationCount = 0;
+    ovratest::failingAllocation = failing;
+    ovratest::countingAllocations = true;
 }
 
 // Runs `work` once for each of its allocations, with that one failing, and `check` after each of
@@ -60,11 +32,11 @@ void FailEachAllocation(const Prepare& prepare, const Work& work, const Check& c
         try {
             work();
         } catch (const std::bad_alloc&) {
-            counting = false;
+            ovratest::countingAllocations = false;
             ++failures;
             check();
         }
-        counting = false;
+        ovratest::countingAllocations = false;
     }
     EXPECT_GT(failures, 0) << "nothing is allocated at all";
 }
@@ -106,8 +78,8 @@ TEST_F(DataMemory, ReadingAndDecodingRecordsAllocatesNothing) {
         table.SwapFieldValues();
         text->SetValue("other");
     }
-    counting = false;
-    EXPECT_EQ(allocations, 0);
+    ovratest::countingAllocations = false;
+    EXPECT_EQ(ovratest::allocationCount, 0);
     EXPECT_EQ(lengths, 100 * (1 + 4 + 100));
     EXPECT_EQ(sum, 5100.0);  // 1 + ... + 100 and a hundred halves
 }
