@@ -1,0 +1,266 @@
+#include "tests/kill/aftermath.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <utility>
+
+namespace ovratest {
+
+namespace {
+
+namespace fs = std::filesystem;
+using ovrasql::checker::CheckDatabase;
+using ovrasql::checker::CheckedTable;
+using ovrasql::checker::Finding;
+using ovrasql::checker::FindingKind;
+using ovrasql::checker::ReadFolder;
+using ovrasql::checker::ReadTables;
+
+constexpr char kCatalogName[] = "shop.dbf";
+constexpr int64_t kMemoryPage = 4096;
+constexpr char kAllRows[] = "select id, batch, number, word, story from item";
+
+std::vector<LedgerRow> RowsOf(HostConnection& connection) {
+    std::vector<LedgerRow> rows;
+    for (const auto& row : connection.Select(kAllRows)) {
+        rows.push_back({std::stoi(row[0]), std::stoi(row[1]), std::stoi(row[2]), row[3], row[4]});
+    }
+    return rows;
+}
+
+std::string Text(const LedgerRow& row) {
+    return std::to_string(row.id) + "|" + std::to_string(row.batch) + "|" +
+           std::to_string(row.number) + "|" + row.word + "|" + row.story;
+}
+
+// The first row that differs, for a message.
+std::string Difference(const std::vector<LedgerRow>& expected,
+                       const std::vector<LedgerRow>& found) {
+    const std::size_t common = std::min(expected.size(), found.size());
+    std::size_t at = 0;
+    while (at < common && expected[at] == found[at]) {
+        ++at;
+    }
+    return std::to_string(expected.size()) + " rows expected, " + std::to_string(found.size()) +
+           " found; row " + std::to_string(at) + ":\n  expected " +
+           (at < expected.size() ? Text(expected[at]) : "none") + "\n  found    " +
+           (at < found.size() ? Text(found[at]) : "none");
+}
+
+std::vector<fs::path> Temporaries(const std::string& folder, const std::string& beginning) {
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename();
+        if (entry.path().extension() == ".tmp" &&
+            name.compare(0, beginning.size(), beginning) == 0) {
+            found.push_back(entry.path());
+        }
+    }
+    return found;
+}
+
+bool IsOfCatalog(const Finding& finding) {
+    return finding.kind == FindingKind::kCatalog || finding.file.find("shop") != std::string::npos;
+}
+
+bool IsOfIndex(const Finding& finding) {
+    return finding.kind == FindingKind::kMissingKey || finding.kind == FindingKind::kStaleKey ||
+           finding.kind == FindingKind::kIndexStructure;
+}
+
+}  // namespace
+
+Aftermath::Aftermath(std::string folder, Ledger* ledger, const LedgerStatement& killed,
+                     KillCounts* counts)
+    : folder_(std::move(folder)), ledger_(ledger), killed_(killed), counts_(counts) {}
+
+void Aftermath::Settle() {
+    FinishBrokenSwap();
+    CheckFiles();
+    CheckRows();
+    HostConnection connection(Catalog());
+    SettleDefinitions(connection);
+    if (!connection.Pack()) {
+        Fault("pack: " + connection.Error());
+    }
+    for (const fs::path& path : Temporaries(folder_, "")) {
+        fs::remove(path);
+    }
+    CheckAfterPack();
+    CheckSearches(connection);
+}
+
+// The swap of a rebuilt table begins with its data file. With that one in its place, the new memo
+// file that still lies beside it is the one that it belongs to.
+void Aftermath::FinishBrokenSwap() {
+    for (const std::string table : {"item", "source"}) {
+        const auto memos = Temporaries(folder_, table + ".dbt.");
+        if (memos.empty() || !Temporaries(folder_, table + ".dbf.").empty()) {
+            continue;
+        }
+        // Made but not yet in use: the data file is made first, so it would be there.
+        fs::rename(memos.front(), folder_ + "/" + table + ".dbt");
+        ++counts_->brokenSwaps;
+        if (!killed_.Rebuilds()) {
+            Fault("a memo file without its data file, and no rebuild was killed");
+        }
+    }
+}
+
+bool Aftermath::Concerns(const Finding& finding) const {
+    const auto tables = ReadTables(ReadFolder(folder_), kCatalogName);
+    for (const CheckedTable& table : tables) {
+        if (table.name != "item") {
+            continue;
+        }
+        const auto place =
+            std::find(table.recordNumbers.begin(), table.recordNumbers.end(), finding.record);
+        if (place == table.recordNumbers.end()) {
+            return true;  // a deleted record's key, which only DELETE and UPDATE leave behind
+        }
+        const auto row = table.rows[static_cast<std::size_t>(place - table.recordNumbers.begin())];
+        return std::any_of(
+            killed_.changes.begin(), killed_.changes.end(),
+            [&row](const RowChange& change) { return std::to_string(change.row.id) == row[0]; });
+    }
+    return false;
+}
+
+void Aftermath::CheckFiles() {
+    bool ownKeys = false;
+    bool otherKeys = false;
+    for (const Finding& finding : CheckDatabase(ReadFolder(folder_), kCatalogName)) {
+        if (finding.harmless) {
+            continue;
+        }
+        const bool ofDefinition =
+            finding.kind == FindingKind::kUnlistedFile || IsOfCatalog(finding);
+        if (ofDefinition && killed_.IsDefinition()) {
+            continue;
+        }
+        if (!ofDefinition && IsOfIndex(finding)) {
+            const bool own = finding.kind != FindingKind::kIndexStructure &&
+                             !killed_.IsDefinition() && Concerns(finding);
+            (own ? ownKeys : otherKeys) = true;
+            continue;
+        }
+        Fault("after the kill: " + finding.text);
+    }
+    counts_->ownKeys += ownKeys ? 1 : 0;
+    counts_->otherKeys += otherKeys ? 1 : 0;
+}
+
+void Aftermath::CheckRows() {
+    HostConnection connection(Catalog());
+    if (!connection.IsGood()) {
+        Fault("open: " + connection.Error());
+        return;
+    }
+    const auto found = RowsOf(connection);
+    counts_->rowsChecked += found.size();
+    for (std::size_t count = 0; count <= killed_.changes.size(); ++count) {
+        Ledger candidate = *ledger_;
+        candidate.Apply(killed_, count);
+        if (candidate.Rows() == found) {
+            counts_->insideStatement += count > 0 ? 1 : 0;
+            *ledger_ = candidate;
+            return;
+        }
+    }
+    if (!MatchTornRow(found)) {
+        Fault("rows: " + Difference(ledger_->Rows(), found) + "\n" + connection.Error());
+    }
+}
+
+// The same, but that the row being overwritten is neither its old nor its new self.
+bool Aftermath::MatchTornRow(const std::vector<LedgerRow>& found) {
+    for (std::size_t count = 0; count < killed_.changes.size(); ++count) {
+        const RowChange& torn = killed_.changes[count];
+        const auto actual = std::find_if(
+            found.begin(), found.end(), [&torn](const auto& row) { return row.id == torn.row.id; });
+        if (torn.kind != RowChange::Kind::kReplace || actual == found.end()) {
+            continue;
+        }
+        LedgerStatement mixture = killed_;
+        mixture.changes.resize(count + 1);
+        mixture.changes[count].row = *actual;
+        Ledger candidate = *ledger_;
+        candidate.Apply(mixture, mixture.changes.size());
+        if (candidate.Rows() == found && LiesAcrossPages(torn.row.id)) {
+            ++counts_->tornRecords;
+            *ledger_ = candidate;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Aftermath::LiesAcrossPages(int id) {
+    const auto files = ReadFolder(folder_);
+    const auto& data = files.at("item.dbf");
+    const int64_t header = data[8] + 256 * data[9];
+    const int64_t length = data[10] + 256 * data[11];
+    for (const CheckedTable& table : ReadTables(files, kCatalogName)) {
+        for (std::size_t i = 0; table.name == "item" && i < table.rows.size(); ++i) {
+            if (table.rows[i][0] == std::to_string(id)) {
+                const int64_t first = header + (int64_t{table.recordNumbers[i]} - 1) * length;
+                return first / kMemoryPage != (first + length - 1) / kMemoryPage;
+            }
+        }
+    }
+    return false;
+}
+
+// Whether the definition that was killed came true is for the files to tell. An index that may be
+// half there is dropped; its name is not used again.
+void Aftermath::SettleDefinitions(HostConnection& connection) {
+    if (killed_.kind == StatementKind::kCreateIndex) {
+        connection.Run("drop index " + killed_.text.substr(13, killed_.text.find(" on ") - 13));
+    } else if (killed_.kind == StatementKind::kDropIndex) {
+        connection.Run(killed_.text);
+    }
+    if (killed_.kind == StatementKind::kCreateIndex || killed_.kind == StatementKind::kDropIndex) {
+        ledger_->SetIndexed(false);
+        for (const auto& entry : fs::directory_iterator(folder_)) {
+            const std::string name = entry.path().filename();
+            if (name.rfind("itemnumber", 0) == 0) {
+                fs::remove(entry.path());
+            }
+        }
+    }
+    connection.Select("select extra from item");
+    ledger_->SetWidened(connection.Error().find("extra") == std::string::npos);
+    ledger_->SkipAhead();
+}
+
+void Aftermath::CheckAfterPack() {
+    for (const Finding& finding : CheckDatabase(ReadFolder(folder_), kCatalogName)) {
+        if (IsOfCatalog(finding) && killed_.IsDefinition() && !killed_.Rebuilds()) {
+            catalogIsBroken_ = true;
+        } else if (!finding.harmless) {
+            Fault("after pack: " + finding.text);
+        }
+    }
+    counts_->catalogs += catalogIsBroken_ ? 1 : 0;
+}
+
+// Every row through both indexes, which pack has built anew.
+void Aftermath::CheckSearches(HostConnection& connection) {
+    if (RowsOf(connection) != ledger_->Rows()) {
+        Fault("after pack: " + Difference(ledger_->Rows(), RowsOf(connection)));
+    }
+    for (const LedgerRow& row : ledger_->Rows()) {
+        const std::string id = std::to_string(row.id);
+        const auto byId = connection.Select("select word from item where id = ?", {id});
+        if (byId != HostConnection::Rows{{row.word}}) {
+            Fault("row " + id + " is not found by its id");
+        }
+        const auto byWord = connection.Select("select id from item where word = ?", {row.word});
+        if (std::find(byWord.begin(), byWord.end(), HostConnection::Row{id}) == byWord.end()) {
+            Fault("row " + id + " is not found by its word");
+        }
+    }
+}
+
+}  // namespace ovratest

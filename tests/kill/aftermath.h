@@ -1,0 +1,70 @@
+#pragma once
+
+// Aftermath: looks at what a killed process left behind, says everything that must not be, and puts
+// the database in order the way a user would: pack, and away with files that nobody names.
+//
+// Promised after a kill:
+//  - every row of an acknowledged statement is there and whole;
+//  - a statement that was killed has changed its first rows and not the others, each wholly. One
+//    record may be a mixture, if it was overwritten in place across two pages of memory;
+//  - data and memo files are sound; indexes may lack keys or have too many until pack;
+//  - pack leaves everything sound.
+
+#include <string>
+#include <vector>
+
+#include "tests/kill/ledger.h"
+#include "tests/support/checker/checker.h"
+
+namespace ovratest {
+
+// How often a kill met what. Totals over all kills of a run.
+struct KillCounts {
+    int kills = 0;
+    int insideStatement = 0;  // some of the statement's work was found
+    int ownKeys = 0;          // an index waited for pack on account of the killed statement's rows
+    int otherKeys = 0;        // and of other rows: the kill fell between two pages of a split
+    int tornRecords = 0;
+    int brokenSwaps = 0;  // the new data file in its place, the new memo file not yet
+    int catalogs = 0;     // a definition was half in the catalog, which pack does not rebuild
+    std::size_t acknowledged = 0;
+    std::size_t rowsChecked = 0;
+};
+
+class Aftermath {
+  public:
+    // `ledger` is as the acknowledged statements left it, `killed` the statement behind them.
+    Aftermath(std::string folder, Ledger* ledger, const LedgerStatement& killed,
+              KillCounts* counts);
+
+    // Checks and mends. The ledger then holds what the database holds.
+    void Settle();
+
+    const std::vector<std::string>& Faults() const { return faults_; }
+    // The catalog itself was caught half written. Rows are safe; go on with a new database.
+    bool CatalogIsBroken() const { return catalogIsBroken_; }
+
+  private:
+    using Findings = std::vector<ovrasql::checker::Finding>;
+
+    void FinishBrokenSwap();
+    void CheckFiles();
+    void CheckRows();
+    bool MatchTornRow(const std::vector<LedgerRow>& found);
+    bool LiesAcrossPages(int id);
+    void SettleDefinitions(HostConnection& connection);
+    void CheckAfterPack();
+    void CheckSearches(HostConnection& connection);
+    bool Concerns(const ovrasql::checker::Finding& finding) const;
+    void Fault(std::string text) { faults_.push_back(std::move(text)); }
+    std::string Catalog() const { return folder_ + "/shop.dbf"; }
+
+    std::string folder_;
+    Ledger* ledger_;
+    const LedgerStatement& killed_;
+    KillCounts* counts_;
+    std::vector<std::string> faults_;
+    bool catalogIsBroken_ = false;
+};
+
+}  // namespace ovratest
