@@ -73,8 +73,10 @@ void CheckIndexHeader(const IndexFile& index, const std::vector<const Column*>& 
         return;
     }
     std::string expression = "toupper( ";
+    const char* before = "d.";
     for (const Column* column : columns) {
-        expression += (column == columns.front() ? "d." : " $ ':' $ d.") + column->name;
+        expression += before + column->name;
+        before = " $ ':' $ d.";
     }
     expression = (expression + " )").substr(0, kLongestExpression);
     if (index.Expression() != expression) {
