@@ -1,22 +1,37 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing, and says which.
-# Usage: tools/setup.sh build|test|coverage     (set OVRA_NO_INSTALL=1 to only look)
+# Usage: tools/setup.sh [JOB]     build (when none is named), test, coverage, or one of the long runs
+#        OVRA_NO_INSTALL=1        only looks
+#        OVRA_NO_PEERS=1          does without the other programs that read .dbf files
 set -euo pipefail
 
 build_packages=(g++ cmake ninja-build libcli11-dev libcsv-dev libedit-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev python3 binutils clang-format clang-tidy)
 # Other programs that read and write the same files; the tests against them are skipped without them.
 peer_packages=(shapelib libdbd-xbase-perl gdal-bin)
+# What a job needs besides the packages of the tests.
+declare -A job_packages=(
+    [test]=""
+    [coverage]="clang-14 llvm-14 libclang-rt-14-dev"
+    [bare_debian]="debootstrap git"
+    [big_endian]="g++-s390x-linux-gnu googletest qemu-user-static"
+    [clang]="clang-14"
+    [locale]="locales"
+    [thirty_two_bit]="g++-i686-linux-gnu googletest"
+    [valgrind]="valgrind"
+)
 
-case "${1:-build}" in
-    build) wanted=("${build_packages[@]}") ;;
-    test | coverage)
-        wanted=("${build_packages[@]}" "${test_packages[@]}")
-        [ "$1" = test ] || wanted+=(gcovr)
-        [ -n "${OVRA_NO_PEERS:-}" ] || wanted+=("${peer_packages[@]}")
-        ;;
-    *) echo "usage: $0 build|test|coverage" >&2; exit 2 ;;
-esac
+job=${1:-build}
+wanted=("${build_packages[@]}")
+if [ "$job" != build ]; then
+    if [ -z "${job_packages[$job]+known}" ]; then
+        echo "usage: $0 build|$(IFS='|'; echo "${!job_packages[*]}")" >&2
+        exit 2
+    fi
+    read -ra more <<<"${job_packages[$job]}"
+    wanted+=("${test_packages[@]}" "${more[@]}")
+    [ -n "${OVRA_NO_PEERS:-}${OVRA_NO_INSTALL:-}" ] || wanted+=("${peer_packages[@]}")
+fi
 
 missing=()
 for package in "${wanted[@]}"; do
