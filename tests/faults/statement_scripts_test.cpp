@@ -10,10 +10,6 @@
 namespace ovrasql {
 namespace {
 
-std::string TestName(const ::testing::TestParamInfo<StatementScript>& script) {
-    return script.param.name;
-}
-
 class StatementScriptTest : public ::testing::TestWithParam<StatementScript> {};
 
 TEST_P(StatementScriptTest, RunsAsItSays) {
@@ -33,7 +29,7 @@ TEST_P(StatementScriptTest, RunsAsItSays) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EachScript, StatementScriptTest, ::testing::ValuesIn(StatementScripts()),
-                         TestName);
+                         [](const auto& script) { return script.param.name; });
 
 TEST(StatementScriptsTest, HaveNamesOfTheirOwn) {
     std::set<std::string> names;

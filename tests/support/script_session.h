@@ -43,7 +43,8 @@ class ScriptSession {
 // How a test of the script is called when it fails.
 inline void PrintTo(const StatementScript& script, std::ostream* out) { *out << script.name; }
 
-// The files that a script's setup leaves. Resets the host.
+// The files that a script's setup leaves, with one table more: "other", with columns x and m, an
+// index on x and a row, which no script touches. None where the setup is empty. Resets the host.
 FileSet SetupFiles(const StatementScript& script);
 
 // Opens the database unless the script's first tested step does.
