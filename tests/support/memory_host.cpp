@@ -93,6 +93,11 @@ HostCall& MemoryHost::State::Log(HostCall call) {
     return calls.back();
 }
 
+void MemoryHost::State::LogBare() {
+    calls.resize(1);
+    calls.back().failed = false;
+}
+
 void MemoryHost::State::Fail(std::string_view text) {
     calls.back().failed = true;
     errorText = text;
@@ -101,10 +106,9 @@ void MemoryHost::State::Fail(std::string_view text) {
 void MemoryHost::State::Misuse(std::string_view text) { misuses.emplace_back(text); }
 
 FileHandle* MemoryHost::State::OpenHandle(void* file, std::string_view service) {
-    for (const auto& handle : handles) {
-        if (handle.get() == file) {
-            return handle.get();
-        }
+    const auto open = openHandles.find(file);
+    if (open != openHandles.end()) {
+        return open->second->get();
     }
     for (const auto& handle : closedHandles) {
         if (handle.get() == file) {
@@ -116,13 +120,39 @@ FileHandle* MemoryHost::State::OpenHandle(void* file, std::string_view service) 
     return nullptr;
 }
 
+void MemoryHost::State::AddHandle(std::unique_ptr<FileHandle> handle) {
+    const void* key = handle.get();
+    openHandles[key] = handles.insert(handles.end(), std::move(handle));
+}
+
 void MemoryHost::State::CloseHandle(FileHandle* handle) {
-    const auto found = std::find_if(handles.begin(), handles.end(),
-                                    [handle](const auto& open) { return open.get() == handle; });
-    handle->locks.clear();
+    const auto found = openHandles.find(handle);
+    std::erase_if(handle->node->locks,
+                  [handle](const HandleLock& lock) { return lock.holder == handle; });
     handle->node.reset();
-    closedHandles.push_back(std::move(*found));
-    handles.erase(found);
+    closedHandles.push_back(std::move(*found->second));
+    handles.erase(found->second);
+    openHandles.erase(found);
+}
+
+void MemoryHost::State::Changed(FileChange change) const {
+    if (changeHandler) {
+        changeHandler(change);
+    }
+}
+
+void MemoryHost::State::Wrote(const FileHandle& handle, const void* bytes, int32_t count) const {
+    if (!changeHandler || count <= 0) {
+        return;
+    }
+    for (const auto& [path, node] : files) {
+        if (node == handle.node) {
+            const uint8_t* start = static_cast<const uint8_t*>(bytes);
+            changeHandler(
+                {FileChangeKind::kWrite, path, "", handle.position, Bytes(start, start + count)});
+            return;
+        }
+    }
 }
 
 std::string MemoryHost::State::Text(const char* text, int32_t length) {
@@ -149,9 +179,11 @@ MemoryHost& TheHost() {
 int32_t ServiceDepth() { return ServiceScope::depth; }
 
 void MemoryHost::Reset() {
-    state_ = std::make_unique<State>();
+    Clear();
     BindHostServices(nullptr);
 }
+
+void MemoryHost::Clear() { state_ = std::make_unique<State>(); }
 
 void MemoryHost::SetFile(std::string_view path, const Bytes& bytes) {
     AddDirectory(FolderOf(path));
@@ -255,8 +287,11 @@ void MemoryHost::KillProcess(int32_t process) {
 std::vector<HeldLock> MemoryHost::Locks() const {
     std::vector<HeldLock> locks;
     for (const auto& handle : state_->handles) {
-        for (const HandleLock& lock : handle->locks) {
-            locks.push_back({handle->process, handle->path, lock.mode, lock.offset, lock.length});
+        for (const HandleLock& lock : handle->node->locks) {
+            if (lock.holder == handle.get()) {
+                locks.push_back(
+                    {handle->process, handle->path, lock.mode, lock.offset, lock.length});
+            }
         }
     }
     return locks;
@@ -272,7 +307,23 @@ void MemoryHost::SetDirtyHandler(std::function<void(void* variable)> handler) {
     state_->dirtyHandler = std::move(handler);
 }
 
-void MemoryHost::RefuseLocks(bool refused) { state_->locksRefused = refused; }
+void MemoryHost::SetLongestFile(int64_t bytes) { state_->longestFile = bytes; }
+
+void MemoryHost::SetChangeHandler(std::function<void(const FileChange& change)> handler) {
+    state_->changeHandler = std::move(handler);
+}
+
+void MemoryHost::RefuseLocks(bool refused) {
+    state_->locksRefused = refused;
+    state_->locksTimeOut = false;
+}
+
+void MemoryHost::TimeOutLocks(bool timesOut) {
+    state_->locksRefused = timesOut;
+    state_->locksTimeOut = timesOut;
+}
+
+void MemoryHost::SetMandatoryLocks(bool mandatory) { state_->locksMandatory = mandatory; }
 
 const std::vector<HostCall>& MemoryHost::Calls() const { return state_->calls; }
 

@@ -31,7 +31,8 @@ using Bytes = std::vector<uint8_t>;
 
 // How an injected failure looks. The two short kinds are for ovFile_Read and ovFile_Write (the
 // bytes that are counted are moved); on any other service they fail outright.
-enum class FailureKind { kOutright, kShortByOne, kHalf };
+// kTimedOut tells of a wait that was given up, which a host does for locks.
+enum class FailureKind { kOutright, kShortByOne, kHalf, kTimedOut };
 enum class FailureSpan { kOnce, kForEver };
 
 // One call of a service, as it is logged. What a service has no use for stays 0 or empty.
@@ -47,6 +48,25 @@ struct HostCall {
     // For example "ovFile_Open t.dbf flags 3", "ovFile_Read t.dbf at 0 length 32",
     // "ovFile_Lock t.dbf mode 2 at 0 length 1", "ovFile_Rename a to b", with " failed" behind.
     [[nodiscard]] std::string Text() const;
+};
+
+// What happened to a file, as a process that died at once would have left it.
+enum class FileChangeKind {
+    kCreate,  // empty
+    kTruncate,
+    kWrite,
+    kRename,  // over what was there
+    kDelete,
+    kMakeDirectory,
+    kRemoveDirectory,
+};
+
+struct FileChange {
+    FileChangeKind kind;
+    std::string path;
+    std::string newPath;  // kRename
+    int64_t offset = 0;   // kWrite
+    Bytes bytes;          // kWrite: those that were written
 };
 
 struct HeldLock {
@@ -97,6 +117,9 @@ class MemoryHost {
     ~MemoryHost();
 
     void Reset();
+    // The same without binding, for a program that starts anew a thousand times a second. The
+    // library must have been bound once.
+    void Clear();
 
     // --- Files. A path is taken as it is written; "/" separates folders.
     void SetFile(std::string_view path, const Bytes& bytes);  // makes the folders above it
@@ -106,6 +129,8 @@ class MemoryHost {
     [[nodiscard]] std::string FileText(std::string_view path) const;
     [[nodiscard]] std::vector<std::string> FilePaths() const;  // sorted
     void RemoveFile(std::string_view path);
+    // A write that would make a file longer fails, as on a full disk.
+    void SetLongestFile(int64_t bytes);
     void AddDirectory(std::string_view path);  // with the folders above it
     [[nodiscard]] bool HasDirectory(std::string_view path) const;
 
@@ -130,8 +155,16 @@ class MemoryHost {
     // Called when a lock is refused because of another holder; the request is tried once more after
     // it, so a test can let the holder go on here.
     void SetConflictHandler(std::function<void()> handler);
-    // Every lock call is refused from now on, or is not.
+    // Every lock call is refused from now on, or is not; or its wait times out.
     void RefuseLocks(bool refused);
+    void TimeOutLocks(bool timesOut);
+    // Locks as some systems have them, which nobody can pass by: a read of a range that another
+    // handle has locked exclusively fails, and a write of one that another handle has locked at
+    // all.
+    void SetMandatoryLocks(bool mandatory);
+
+    // Called behind each change of a file or folder, in their order.
+    void SetChangeHandler(std::function<void(const FileChange& change)> handler);
 
     // Called inside ovDatabaseVariable_SetDirty with the variable: a host may read it there.
     void SetDirtyHandler(std::function<void(void* variable)> handler);

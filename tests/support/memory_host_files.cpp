@@ -9,6 +9,7 @@
 
 using ovrasql::Bytes;
 using ovrasql::FailureKind;
+using ovrasql::FileChangeKind;
 using ovrasql::FileHandle;
 using ovrasql::FileNode;
 using ovrasql::HandleLock;
@@ -25,6 +26,8 @@ constexpr int32_t kAppend = 16;
 constexpr int32_t kMustNotExist = 32;
 
 constexpr std::string_view kInjected = "Injected failure";
+constexpr std::string_view kTimedOut = "Timed out waiting for a lock";
+constexpr std::string_view kLocked = "The range is locked";
 constexpr std::string_view kMissing = "No such file or directory";
 
 MemoryHost::State& Host() { return ovrasql::TheHost().Inner(); }
@@ -40,11 +43,15 @@ std::string_view FolderOf(std::string_view path) {
 bool PathCall(const char* name, void* program, int32_t location, const std::string& path,
               int32_t flags, bool counted) {
     MemoryHost::State& host = Host();
-    HostCall call;
-    call.name = name;
-    call.path = path;
-    call.flags = flags;
-    host.Log(std::move(call));
+    if (host.logging) {
+        HostCall call;
+        call.name = name;
+        call.path = path;
+        call.flags = flags;
+        host.Log(std::move(call));
+    } else {
+        host.LogBare();
+    }
     if (program != &host.program || location != OVRA_LOCATION_DATABASE) {
         host.Misuse(std::string(name) + " with a wrong program or location");
     }
@@ -62,12 +69,16 @@ void* AddHandle(const std::string& path, std::shared_ptr<FileNode> node, int32_t
     handle->node = std::move(node);
     handle->flags = flags;
     handle->process = Host().currentProcess;
-    Host().handles.push_back(std::move(handle));
+    Host().AddHandle(std::move(handle));
     return Host().handles.back().get();
 }
 
 void LogFile(const char* name, const FileHandle& handle, int64_t offset, int64_t length,
              int32_t flags) {
+    if (!Host().logging) {
+        Host().LogBare();
+        return;
+    }
     HostCall call;
     call.name = name;
     call.path = handle.path;
@@ -86,6 +97,7 @@ int32_t MovedBytes(const char* name, int32_t length) {
     Host().Fail(kInjected);
     switch (kind) {
         case FailureKind::kOutright:
+        case FailureKind::kTimedOut:
             return 0;
         case FailureKind::kShortByOne:
             return length == 0 ? 0 : length - 1;
@@ -100,19 +112,28 @@ bool Overlaps(const HandleLock& lock, int64_t offset, int64_t length) {
 }
 
 bool Conflicts(const FileHandle& wanting, int32_t mode, int64_t offset, int64_t length) {
-    for (const auto& holder : Host().handles) {
-        const bool self = holder.get() == &wanting;
-        if (holder->node != wanting.node || (self && !Host().selfConflict)) {
-            continue;
-        }
-        for (const HandleLock& lock : holder->locks) {
-            const bool exclusive = mode == OVRA_LOCK_EXCLUSIVE || lock.mode == OVRA_LOCK_EXCLUSIVE;
-            if (exclusive && Overlaps(lock, offset, length)) {
-                return true;
-            }
-        }
+    const auto& locks = wanting.node->locks;
+    return std::any_of(locks.begin(), locks.end(), [&](const HandleLock& lock) {
+        const bool counts = lock.holder != &wanting || Host().selfConflict;
+        const bool exclusive = mode == OVRA_LOCK_EXCLUSIVE || lock.mode == OVRA_LOCK_EXCLUSIVE;
+        return counts && exclusive && Overlaps(lock, offset, length);
+    });
+}
+
+// Whether the locks of other handles stop a read or a write (as a lock of this mode would be).
+bool LockedOut(const FileHandle& handle, int32_t mode, int32_t length) {
+    if (!Host().locksMandatory) {
+        return false;
     }
-    return false;
+    const auto& locks = handle.node->locks;
+    const bool stopped = std::any_of(locks.begin(), locks.end(), [&](const HandleLock& lock) {
+        const bool exclusive = mode == OVRA_LOCK_EXCLUSIVE || lock.mode == OVRA_LOCK_EXCLUSIVE;
+        return lock.holder != &handle && exclusive && Overlaps(lock, handle.position, length);
+    });
+    if (stopped) {
+        Host().Fail(kLocked);
+    }
+    return stopped;
 }
 
 }  // namespace
@@ -135,6 +156,7 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
     if (found != host.files.end()) {
         if ((flags & kTruncate) != 0) {
             found->second->bytes.clear();
+            host.Changed({FileChangeKind::kTruncate, name, "", 0, {}});
         }
         return AddHandle(name, found->second, flags);
     }
@@ -144,6 +166,7 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
     }
     auto node = std::make_shared<FileNode>();
     host.files[name] = node;
+    host.Changed({FileChangeKind::kCreate, name, "", 0, {}});
     return AddHandle(name, node, flags);
 }
 
@@ -181,6 +204,7 @@ int32_t ovFile_MakeDirectory(void* program, int32_t location, const char* path, 
         return -1;
     }
     host.directories.insert(name);
+    host.Changed({FileChangeKind::kMakeDirectory, name, "", 0, {}});
     return 0;
 }
 
@@ -203,6 +227,7 @@ int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path
         host.Fail(kMissing);
         return -1;
     }
+    host.Changed({FileChangeKind::kRemoveDirectory, name, "", 0, {}});
     return 0;
 }
 
@@ -216,6 +241,7 @@ int32_t ovFile_Delete(void* program, int32_t location, const char* path, int32_t
         Host().Fail(kMissing);
         return -1;
     }
+    Host().Changed({FileChangeKind::kDelete, name, "", 0, {}});
     return 0;
 }
 
@@ -241,6 +267,7 @@ int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t
     std::shared_ptr<FileNode> node = found->second;
     host.files.erase(found);
     host.files[newName] = std::move(node);
+    host.Changed({FileChangeKind::kRename, name, newName, 0, {}});
     return 0;
 }
 
@@ -274,6 +301,7 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
     host.blocks[block.get()] = std::move(block);
     auto node = std::make_shared<FileNode>();
     host.files[made] = node;
+    host.Changed({FileChangeKind::kCreate, made, "", 0, {}});
     return AddHandle(made, node, flags);
 }
 
@@ -296,6 +324,9 @@ int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
         return -1;
     }
     LogFile("ovFile_Read", *handle, handle->position, length, 0);
+    if (LockedOut(*handle, OVRA_LOCK_SHARED, length)) {
+        return -1;
+    }
     const int64_t rest =
         std::max<int64_t>(0, static_cast<int64_t>(handle->node->bytes.size()) - handle->position);
     const int64_t moved = std::min<int64_t>(rest, MovedBytes("ovFile_Read", length));
@@ -322,7 +353,14 @@ int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
         Host().Fail("Bad file descriptor");
         return -1;
     }
+    if (LockedOut(*handle, OVRA_LOCK_EXCLUSIVE, length)) {
+        return -1;
+    }
     const int32_t moved = MovedBytes("ovFile_Write", length);
+    if (handle->position > Host().longestFile - moved) {
+        Host().Fail("No space left on device");
+        return 0;
+    }
     const size_t end = static_cast<size_t>(handle->position) + static_cast<size_t>(moved);
     if (moved > 0 && end > bytes.size()) {
         bytes.resize(end);
@@ -330,6 +368,7 @@ int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
     if (moved > 0) {
         std::memcpy(bytes.data() + handle->position, buffer, static_cast<size_t>(moved));
     }
+    Host().Wrote(*handle, buffer, moved);
     handle->position += moved;
     return moved;
 }
@@ -364,7 +403,7 @@ int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
     MemoryHost::State& host = Host();
     FailureKind kind = FailureKind::kOutright;
     if (host.Strikes("ovFile_Lock", true, &kind)) {
-        host.Fail(kInjected);
+        host.Fail(kind == FailureKind::kTimedOut ? kTimedOut : kInjected);
         return -1;
     }
     if (offset < 0 || length <= 0 || (mode != OVRA_LOCK_SHARED && mode != OVRA_LOCK_EXCLUSIVE)) {
@@ -382,16 +421,16 @@ int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
         }
     }
     if (refused) {
-        host.Fail("The range is locked");
+        host.Fail(host.locksTimeOut ? kTimedOut : kLocked);
         return -1;
     }
-    for (HandleLock& lock : handle->locks) {
-        if (lock.offset == offset && lock.length == length) {
+    for (HandleLock& lock : handle->node->locks) {
+        if (lock.holder == handle && lock.offset == offset && lock.length == length) {
             lock.mode = mode;
             return 0;
         }
     }
-    handle->locks.push_back({mode, offset, length});
+    handle->node->locks.push_back({handle, mode, offset, length});
     return 0;
 }
 
@@ -402,8 +441,8 @@ int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
         return -1;
     }
     LogFile("ovFile_Release", *handle, offset, length, 0);
-    const size_t removed = std::erase_if(handle->locks, [&](const HandleLock& lock) {
-        return lock.offset == offset && lock.length == length;
+    const size_t removed = std::erase_if(handle->node->locks, [&](const HandleLock& lock) {
+        return lock.holder == handle && lock.offset == offset && lock.length == length;
     });
     FailureKind kind = FailureKind::kOutright;
     if (Host().Strikes("ovFile_Release", true, &kind)) {

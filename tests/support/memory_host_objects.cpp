@@ -26,6 +26,10 @@ bool Struck(const char* name) {
 }
 
 void LogPlain(const char* name, const std::string& subject) {
+    if (!Host().logging) {
+        Host().LogBare();
+        return;
+    }
     HostCall call;
     call.name = name;
     call.path = subject;
