@@ -39,6 +39,36 @@ Result Guarded(ovra_database* database, Result failure, Operation operation) {
     }
 }
 
+// A call of the library that may open files: what it has claimed of them ends with it, unless a
+// view is open.
+class CallScope {
+  public:
+    explicit CallScope(ovra_database* database, bool exclusive = false) : database_(database) {
+        database_->program.Claims().BeginCall(exclusive);
+    }
+    ~CallScope() { database_->program.Claims().EndCall(!database_->views.empty()); }
+    CallScope(const CallScope&) = delete;
+    CallScope& operator=(const CallScope&) = delete;
+
+  private:
+    ovra_database* database_;
+};
+
+// Runs a statement. One that turns out to rebuild a table which others use is begun again, and
+// waits for them before it opens the table.
+template <class Operation>
+auto RunStatement(ovra_database* database, Operation operation) {
+    {
+        const CallScope scope(database);
+        const auto result = operation();
+        if (!database->program.Claims().WasRefused()) {
+            return result;
+        }
+    }
+    const CallScope scope(database, /*exclusive=*/true);
+    return operation();
+}
+
 int32_t TextLength(const char* text, int32_t length) {
     if (text == nullptr) {
         return 0;
@@ -55,6 +85,7 @@ int32_t OpenWith(const char* path, ovra_database** result,
         const ovra_library_table* library = ovrahost::LibraryTable(&error);
         database->hostError = error;
         *result = database.release();
+        const CallScope scope(*result);
         return library == nullptr ? 0 : open(library, *result, path == nullptr ? "" : path);
     } catch (const std::exception&) {
         return 0;
@@ -144,6 +175,25 @@ void Forget(ovra_database* database, const ovra_view* view) {
                 views.end());
 }
 
+ovra_view* OpenView(ovra_database* database, const char* statement, int32_t length,
+                    Parameters* given) {
+    const std::size_t viewsBefore = database->views.size();
+    const int32_t opened = Library()->database_open_view(database, "view", -1, statement, length,
+                                                         &given->list, given->count);
+    // The library adds the view before it runs the statement, so a failed one may have one.
+    if (database->views.size() == viewsBefore) {
+        return nullptr;
+    }
+    ovra_view* view = database->views.back().get();
+    if (opened == 0) {
+        Library()->view_close(view);
+        Forget(database, view);
+        return nullptr;
+    }
+    view->visibleColumns = CountVisibleColumns(view);
+    return view;
+}
+
 }  // namespace
 
 extern "C" {
@@ -201,8 +251,10 @@ int32_t ovra_set_option(ovra_database* database, const char* key, const char* va
 }
 
 int32_t ovra_pack(ovra_database* database) {
-    return Guarded<int32_t>(
-        database, 0, [&] { return Library() == nullptr ? 0 : Library()->database_pack(database); });
+    return Guarded<int32_t>(database, 0, [&] {
+        const CallScope scope(database, /*exclusive=*/true);
+        return Library() == nullptr ? 0 : Library()->database_pack(database);
+    });
 }
 
 int32_t ovra_query(ovra_database* database, const char* statement, int32_t length,
@@ -212,9 +264,13 @@ int32_t ovra_query(ovra_database* database, const char* statement, int32_t lengt
         const char* text = statement == nullptr ? "" : statement;
         Parameters given;
         Fill(&given, text, statementLength, parameters, count);
-        return Library() == nullptr ? 0
-                                    : Library()->database_query(database, text, statementLength,
-                                                                &given.list, given.count);
+        if (Library() == nullptr) {
+            return 0;
+        }
+        return RunStatement(database, [&] {
+            return Library()->database_query(database, text, statementLength, &given.list,
+                                             given.count);
+        });
     });
 }
 
@@ -226,6 +282,7 @@ int32_t ovra_compile(ovra_database* database, const char* statement, int32_t len
         // A statement whose parameters do not match is compiled and not run, and no statement has a
         // negative number of them. A SELECT is compiled and then refused for the lack of a view.
         HostVariableList none;
+        const CallScope scope(database);
         Library()->database_query(database, statement == nullptr ? "" : statement,
                                   TextLength(statement, length), &none, -1);
         const std::string_view outcome = Library()->database_error(database);
@@ -246,21 +303,8 @@ ovra_view* ovra_open_view(ovra_database* database, const char* statement, int32_
         const char* text = statement == nullptr ? "" : statement;
         Parameters given;
         Fill(&given, text, statementLength, parameters, count);
-        const std::size_t viewsBefore = database->views.size();
-        const int32_t opened = Library()->database_open_view(
-            database, "view", -1, text, statementLength, &given.list, given.count);
-        // The library adds the view before it runs the statement, so a failed one may have one.
-        if (database->views.size() == viewsBefore) {
-            return nullptr;
-        }
-        ovra_view* view = database->views.back().get();
-        if (opened == 0) {
-            Library()->view_close(view);
-            Forget(database, view);
-            return nullptr;
-        }
-        view->visibleColumns = CountVisibleColumns(view);
-        return view;
+        return RunStatement(database,
+                            [&] { return OpenView(database, text, statementLength, &given); });
     });
 }
 
@@ -326,6 +370,7 @@ void ovra_close_view(ovra_view* view) {
         return;
     }
     ovra_database* database = view->database;
+    const CallScope scope(database);
     Library()->view_close(view);
     Forget(database, view);
 }

@@ -49,7 +49,25 @@ Result OnPath(void* program, int32_t location, const char* path, int32_t length,
 }
 
 void* HandOut(std::unique_ptr<PosixFile> file, void* program) {
-    return new OpenFile{std::move(file), Program(program)};
+    auto opened = std::make_unique<OpenFile>(OpenFile{std::move(file), Program(program)});
+    opened->program->Claims().Add(opened->file.get());
+    return opened.release();
+}
+
+// The trace file is no part of the database, and everybody may append to it.
+bool IsDatabaseFile(int32_t flags) { return (flags & ovrahost::kOpenAppend) == 0; }
+
+std::unique_ptr<PosixFile> Open(HostProgram* program, const std::string& path, int32_t flags,
+                                std::string* error) {
+    if (IsDatabaseFile(flags)) {
+        return program->Claims().Open(path, flags, program->LockTimeout(), error);
+    }
+    int reason = 0;
+    auto file = PosixFile::Open(path, flags, &reason);
+    if (file == nullptr) {
+        *error = ovrahost::SystemErrorText(reason);
+    }
+    return file;
 }
 
 // A copy that the library frees with ovProgram_Free.
@@ -69,13 +87,8 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
                   int32_t flags) {
     return OnPath<void*>(program, location, path, length, nullptr,
                          [&](const std::string& resolved, std::string* error) -> void* {
-                             int reason = 0;
-                             auto file = PosixFile::Open(resolved, flags, &reason);
-                             if (file == nullptr) {
-                                 *error = ovrahost::SystemErrorText(reason);
-                                 return nullptr;
-                             }
-                             return HandOut(std::move(file), program);
+                             auto file = Open(Program(program), resolved, flags, error);
+                             return file == nullptr ? nullptr : HandOut(std::move(file), program);
                          });
 }
 
@@ -102,7 +115,11 @@ int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path
 }
 
 int32_t ovFile_Delete(void* program, int32_t location, const char* path, int32_t length) {
-    return OnPath<int32_t>(program, location, path, length, -1, ovrahost::DeleteFile);
+    return OnPath<int32_t>(program, location, path, length, -1,
+                           [&](const std::string& resolved, std::string* error) {
+                               Program(program)->Claims().Settle(resolved);
+                               return ovrahost::DeleteFile(resolved, error);
+                           });
 }
 
 int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t length,
@@ -113,7 +130,9 @@ int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t
             if (!Program(program)->Resolve(newLocation, newPath, newLength, &to)) {
                 return -1;
             }
-            return ovrahost::RenameFile(from, to, error);
+            const int32_t result = ovrahost::RenameFile(from, to, error);
+            Program(program)->Claims().Settle(from);
+            return result;
         });
 }
 
@@ -122,11 +141,17 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
     return OnPath<void*>(
         program, location, path, length, nullptr,
         [&](const std::string& resolved, std::string* error) -> void* {
+            ovrahost::FileClaims& claims = Program(program)->Claims();
+            std::unique_ptr<PosixFile> claim;
             std::string suffix;
+            if (!claims.BeginRebuild(resolved, Program(program)->LockTimeout(), &claim, error)) {
+                return nullptr;
+            }
             auto file = ovrahost::MakeTemporaryFile(resolved, flags, &suffix, error);
             if (file == nullptr) {
                 return nullptr;
             }
+            claims.AddTemporary(*file, std::move(claim));
             // The name is given in the library's own terms, relative where the given path was.
             const std::string given = std::string(path, static_cast<size_t>(length)) + suffix;
             *name = AllocateText(given);
@@ -135,7 +160,12 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
         });
 }
 
-void ovFile_Close(void* file) { delete static_cast<OpenFile*>(file); }
+void ovFile_Close(void* file) {
+    if (file != nullptr) {
+        static_cast<OpenFile*>(file)->program->Claims().Remove(File(file));
+        delete static_cast<OpenFile*>(file);
+    }
+}
 
 int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
     return file == nullptr ? 0 : File(file)->Read(buffer, length);
@@ -154,8 +184,16 @@ int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
         return -1;
     }
     const auto lockMode = mode == 1 ? ovrahost::LockMode::kShared : ovrahost::LockMode::kExclusive;
-    const int32_t timeout = static_cast<OpenFile*>(file)->program->LockTimeout();
-    return File(file)->Lock(lockMode, offset, length, timeout);
+    HostProgram* program = static_cast<OpenFile*>(file)->program;
+    ovrahost::FileClaims& claims = program->Claims();
+    if (lockMode == ovrahost::LockMode::kExclusive && claims.MetReplaced()) {
+        return File(file)->RefuseAsReplaced();
+    }
+    const int32_t result = File(file)->Lock(lockMode, offset, length, program->LockTimeout());
+    if (result != 0 && File(file)->IsReplaced()) {
+        claims.NoteReplaced();
+    }
+    return result;
 }
 
 int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {

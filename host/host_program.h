@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <string>
 
+#include "host/file_claims.h"
+
 namespace ovrahost {
 
 // The location that every path of the library is relative to: the database's root folder.
@@ -28,6 +30,8 @@ class HostProgram {
     void SetLockTimeout(int32_t milliseconds) { lockTimeout_ = milliseconds; }
     int32_t LockTimeout() const { return lockTimeout_; }
 
+    FileClaims& Claims() { return claims_; }
+
     void SetLastError(std::string text) { lastError_ = std::move(text); }
     const std::string& LastError() const { return lastError_; }
 
@@ -35,6 +39,7 @@ class HostProgram {
     std::string root_;
     int32_t lockTimeout_ = kDefaultLockTimeout;
     std::string lastError_;
+    FileClaims claims_;
 };
 
 }  // namespace ovrahost

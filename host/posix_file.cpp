@@ -25,6 +25,9 @@ using std::chrono::steady_clock;
 constexpr microseconds kFirstPause(20);
 constexpr microseconds kLongestPause(2000);
 
+// The one byte that a claim locks. No record, page or memo block reaches as far.
+constexpr int64_t kClaimOffset = int64_t{1} << 62;
+
 int SystemFlags(int32_t flags) {
     int result = O_CLOEXEC;
     const bool reads = (flags & kOpenRead) != 0;
@@ -59,11 +62,18 @@ std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flag
         *error = EISDIR;
         return nullptr;
     }
-    return std::unique_ptr<PosixFile>(new PosixFile(descriptor, path, (flags & kOpenAppend) != 0));
+    return std::unique_ptr<PosixFile>(
+        new PosixFile(descriptor, path, (flags & kOpenAppend) != 0, StateFrom(status)));
 }
 
-PosixFile::PosixFile(int descriptor, std::string path, bool append)
-    : descriptor_(descriptor), append_(append), path_(std::move(path)) {}
+PosixFile::PosixFile(int descriptor, std::string path, bool append, const State& state)
+    : descriptor_(descriptor), append_(append), state_(state), path_(std::move(path)) {}
+
+PosixFile::State PosixFile::StateFrom(const struct stat& status) {
+    return {static_cast<uint64_t>(status.st_dev), static_cast<uint64_t>(status.st_ino),
+            static_cast<int64_t>(status.st_size), static_cast<int64_t>(status.st_mtim.tv_sec),
+            static_cast<int64_t>(status.st_mtim.tv_nsec)};
+}
 
 PosixFile::~PosixFile() { ::close(descriptor_); }
 
@@ -134,10 +144,25 @@ int PosixFile::TryLock(int16_t type, int64_t offset, int64_t length) const {
 
 int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
                         int32_t timeoutMilliseconds) {
+    const int error = AwaitLock(mode, offset, length, timeoutMilliseconds);
+    if (error != 0) {
+        return FailLock(error, timeoutMilliseconds);
+    }
+    // The old file may still be read to its end. Nothing that is written there would be found
+    // again.
+    if (mode == LockMode::kExclusive && IsReplaced()) {
+        TryLock(F_UNLCK, offset, length);
+        return RefuseAsReplaced();
+    }
+    return 0;
+}
+
+int PosixFile::AwaitLock(LockMode mode, int64_t offset, int64_t length,
+                         int32_t timeoutMilliseconds) const {
     const int16_t type = mode == LockMode::kShared ? F_RDLCK : F_WRLCK;
     int error = TryLock(type, offset, length);
-    if (error == 0) {
-        return 0;
+    if (!IsBusy(error)) {
+        return error;
     }
     const auto deadline = steady_clock::now() + milliseconds(timeoutMilliseconds);
     microseconds pause = kFirstPause;
@@ -146,9 +171,10 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
         pause = std::min(pause * 2, kLongestPause);
         error = TryLock(type, offset, length);
     }
-    if (error == 0) {
-        return 0;
-    }
+    return error;
+}
+
+int32_t PosixFile::FailLock(int error, int32_t timeoutMilliseconds) {
     Fail(IsBusy(error)
              ? "Lock not granted within " + std::to_string(timeoutMilliseconds) + " milliseconds"
              : SystemErrorText(error));
@@ -161,6 +187,61 @@ int32_t PosixFile::Release(int64_t offset, int64_t length) {
         return 0;
     }
     Fail(SystemErrorText(error));
+    return -1;
+}
+
+int32_t PosixFile::Claim(LockMode mode, int32_t timeoutMilliseconds) {
+    const int error = AwaitLock(mode, kClaimOffset, 1, timeoutMilliseconds);
+    if (IsBusy(error)) {
+        return FailLock(error, timeoutMilliseconds);
+    }
+    // Where files cannot be locked at all, they can still be read.
+    isClaimed_ = error == 0;
+    return 0;
+}
+
+void PosixFile::DropClaim() {
+    if (isClaimed_) {
+        TryLock(F_UNLCK, kClaimOffset, 1);
+        isClaimed_ = false;
+    }
+}
+
+std::unique_ptr<PosixFile> PosixFile::Duplicate() const {
+    const int descriptor = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    return std::unique_ptr<PosixFile>(new PosixFile(descriptor, path_, append_, state_));
+}
+
+bool PosixFile::IsReplaced() const {
+    struct stat status {};
+    if (::stat(path_.c_str(), &status) != 0) {
+        return errno == ENOENT || errno == ENOTDIR;
+    }
+    return !StateFrom(status).IsSameFileAs(state_);
+}
+
+void PosixFile::RememberState() {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) == 0) {
+        state_ = StateFrom(status);
+    }
+}
+
+bool PosixFile::IsUntouched() const {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0) {
+        return false;
+    }
+    const State now = StateFrom(status);
+    return now.size == state_.size && now.seconds == state_.seconds &&
+           now.nanoseconds == state_.nanoseconds;
+}
+
+int32_t PosixFile::RefuseAsReplaced() {
+    Fail("File was replaced by another process; open the database again");
     return -1;
 }
 

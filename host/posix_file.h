@@ -7,6 +7,10 @@
 // file conflict with each other even inside one process, and closing a handle drops its own locks
 // only.
 //
+// Renaming another file over an open one leaves its handles with a file that has no name: what is
+// written there is lost. So a lock for writing is refused once the path leads elsewhere, and a
+// claim (file_claims.h) keeps others from replacing the file in the first place.
+//
 // Short transfers are carried on until they are complete, until the end of the file or until they
 // fail; an interrupted call is started again. A failed operation leaves its reason in Error().
 // One thread at a time.
@@ -14,6 +18,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+
+struct stat;
 
 namespace ovrahost {
 
@@ -50,19 +56,59 @@ class PosixFile {
     int32_t Lock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds);
     int32_t Release(int64_t offset, int64_t length);
 
+    // A claim is a lock far behind the last byte that a file can have. It holds until it is dropped
+    // or the file is closed; another mode replaces it.
+    int32_t Claim(LockMode mode, int32_t timeoutMilliseconds);
+    void DropClaim();
+
+    // A second handle of the same open file: they have their locks in common, which last until both
+    // are closed. Null on failure.
+    std::unique_ptr<PosixFile> Duplicate() const;
+
+    // Whether the path leads to another file by now, or to none.
+    bool IsReplaced() const;
+
+    // Whether nobody has written since the state was remembered, which the opening does first, as
+    // far as its length and the time of its last change tell.
+    void RememberState();
+    bool IsUntouched() const;
+
+    // Fails an operation for the reason that the file, or one that belongs to it, was replaced.
+    int32_t RefuseAsReplaced();
+
     const std::string& Path() const { return path_; }
     const std::string& Error() const { return error_; }
 
   private:
-    PosixFile(int descriptor, std::string path, bool append);
+    // What tells one file from another, and one state of it from the next.
+    struct State {
+        uint64_t device = 0;
+        uint64_t number = 0;
+        int64_t size = 0;
+        int64_t seconds = 0;
+        int64_t nanoseconds = 0;
+
+        bool IsSameFileAs(const State& other) const {
+            return device == other.device && number == other.number;
+        }
+    };
+
+    PosixFile(int descriptor, std::string path, bool append, const State& state);
+
+    static State StateFrom(const struct stat& status);
 
     // 0 when the lock was taken at once, else the errno value.
     int TryLock(int16_t type, int64_t offset, int64_t length) const;
+    // The same, but a lock that others hold is waited for.
+    int AwaitLock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds) const;
+    int32_t FailLock(int error, int32_t timeoutMilliseconds);
     void Fail(const std::string& reason) { error_ = reason; }
 
     int descriptor_;
     bool append_;
+    bool isClaimed_ = false;
     int64_t position_ = 0;
+    State state_;  // as the file was opened or claimed
     std::string path_;
     std::string error_;
 };

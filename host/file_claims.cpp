@@ -1,0 +1,144 @@
+#include "host/file_claims.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "host/file_system.h"
+
+namespace ovrahost {
+
+namespace {
+
+// How often a file is opened anew that was replaced while its claim was waited for.
+constexpr int kOpenTries = 100;
+constexpr int32_t kReadWrite = kOpenRead | kOpenWrite;
+
+std::string InUseText() { return "File is in use by another process or an open view"; }
+
+}  // namespace
+
+std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t flags, int32_t timeout,
+                                            std::string* error) {
+    // The program's own handles, which may be older, stand in nobody's way.
+    for (PosixFile* file : files_) {
+        if (exclusive_ && file->Path() == path) {
+            file->DropClaim();
+        }
+    }
+    const LockMode mode = exclusive_ ? LockMode::kExclusive : LockMode::kShared;
+    for (int attempt = 0; attempt < kOpenTries; ++attempt) {
+        int reason = 0;
+        auto file = PosixFile::Open(path, flags, &reason);
+        if (file == nullptr) {
+            *error = SystemErrorText(reason);
+            return nullptr;
+        }
+        if (file->Claim(mode, timeout) != 0) {
+            *error = InUseText() + ": " + file->Error();
+            return nullptr;
+        }
+        if (!file->IsReplaced()) {
+            file->RememberState();
+            return file;
+        }
+    }
+    *error = InUseText();
+    return nullptr;
+}
+
+void FileClaims::Remove(PosixFile* file) {
+    files_.erase(std::remove(files_.begin(), files_.end(), file), files_.end());
+    rebuildsComplete_ = rebuildsComplete_ ||
+                        std::any_of(rebuilds_.begin(), rebuilds_.end(), [file](const auto& one) {
+                            return one.temporaryPath == file->Path();
+                        });
+}
+
+PosixFile* FileClaims::LastOpened(const std::string& path) {
+    const auto found = std::find_if(files_.rbegin(), files_.rend(),
+                                    [&path](const auto* file) { return file->Path() == path; });
+    return found == files_.rend() ? nullptr : *found;
+}
+
+bool FileClaims::BeginRebuild(const std::string& path, int32_t timeout,
+                              std::unique_ptr<PosixFile>* claim, std::string* error) {
+    if (rebuildsComplete_) {  // those of an earlier table, whose copying failed
+        rebuilds_.clear();
+        rebuildsComplete_ = false;
+    }
+    PosixFile* const opened = LastOpened(path);
+    for (PosixFile* file : files_) {
+        if (file != opened && file->Path() == path) {
+            file->DropClaim();
+        }
+    }
+    if (opened != nullptr) {
+        return ClaimOpened(opened, claim, error);
+    }
+    if (!FileExists(path)) {
+        return true;
+    }
+    const bool wasExclusive = std::exchange(exclusive_, true);
+    *claim = Open(path, kReadWrite, timeout, error);
+    exclusive_ = wasExclusive;
+    return *claim != nullptr;
+}
+
+// The table was opened a moment ago and its count of records read: nobody may have appended any
+// since. Waiting for others would let them do so.
+bool FileClaims::ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim,
+                             std::string* error) {
+    if (file->Claim(LockMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
+        refused_ = true;
+        *error = InUseText();
+        return false;
+    }
+    *claim = file->Duplicate();
+    if (*claim == nullptr) {
+        *error = SystemErrorText(errno);
+    }
+    return *claim != nullptr;
+}
+
+void FileClaims::AddTemporary(const PosixFile& temporary, std::unique_ptr<PosixFile> claim) {
+    auto newFile = temporary.Duplicate();
+    if (newFile != nullptr) {
+        newFile->Claim(LockMode::kExclusive, 0);  // nobody else knows of it
+    }
+    rebuilds_.push_back({temporary.Path(), std::move(claim), std::move(newFile)});
+}
+
+void FileClaims::Settle(const std::string& temporaryPath) {
+    const auto found = std::find_if(
+        rebuilds_.begin(), rebuilds_.end(),
+        [&temporaryPath](const auto& rebuild) { return rebuild.temporaryPath == temporaryPath; });
+    if (found == rebuilds_.end()) {
+        return;
+    }
+    found->temporaryPath.clear();
+    if (std::all_of(rebuilds_.begin(), rebuilds_.end(),
+                    [](const auto& rebuild) { return rebuild.temporaryPath.empty(); })) {
+        rebuilds_.clear();
+        rebuildsComplete_ = false;
+    }
+}
+
+void FileClaims::BeginCall(bool exclusive) {
+    exclusive_ = exclusive;
+    refused_ = false;
+    metReplaced_ = false;
+}
+
+void FileClaims::EndCall(bool viewsAreOpen) {
+    rebuilds_.clear();
+    rebuildsComplete_ = false;
+    exclusive_ = false;
+    for (PosixFile* file : files_) {
+        if (!viewsAreOpen) {
+            file->DropClaim();
+        }
+    }
+}
+
+}  // namespace ovrahost
