@@ -153,13 +153,14 @@ bool SQLParser::ParseLeaf(SQLExpression* expression) {
 }
 
 // value group: "(" ("select" query block | value) ")"
+// The parenthesis is the block's level of nesting.
 bool SQLParser::ParseValueGroup(SQLExpression* expression) {
     expression->OpenGroup();
     Next();
     if (Is(token::kSelect)) {
         SQLQuery* const query = expression->SetSubquery(SQLQuery::kSingleValue);
         Next();
-        if (!ParseQueryBlock(query)) {
+        if (!ParseBlockAndUnions(query)) {
             return false;
         }
     } else if (!ParseValue(expression)) {

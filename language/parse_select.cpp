@@ -23,7 +23,11 @@ bool SQLParser::ParseSelect() {
 // query block: one block {"union" ["all"] "select" one block}
 bool SQLParser::ParseQueryBlock(SQLQuery* first) {
     const NestingLevel level(this);
-    if (!level.Check() || !ParseOneBlock(first, first)) {
+    return level.Check() && ParseBlockAndUnions(first);
+}
+
+bool SQLParser::ParseBlockAndUnions(SQLQuery* first) {
+    if (!ParseOneBlock(first, first)) {
         return false;
     }
     while (Is(token::kUnion)) {

@@ -11,7 +11,11 @@ namespace ovrasql {
 namespace {
 
 constexpr int32_t kTerms = 100000;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr size_t kStackSize = 8 * 1024 * 1024;  // red zones make frames several times as large
+#else
 constexpr size_t kStackSize = 1024 * 1024;
+#endif
 
 void* RunFunction(void* function) {
     (*static_cast<std::function<void()>*>(function))();
@@ -98,7 +102,7 @@ TEST_F(DeepTree, ReplacesTheColumnsOfALongGroupedItem) {
 
 // Groups in groups are nesting, and bounded by the parser; this many are within its bound.
 TEST_F(DeepTree, CompilesNestedGroups) {
-    constexpr size_t kDepth = 150;
+    constexpr size_t kDepth = 500;
     EXPECT_GT(LengthOf("select a from t where " + std::string(kDepth, '(') + "a = 1" +
                        std::string(kDepth, ')')),
               0);
@@ -108,7 +112,7 @@ TEST_F(DeepTree, CompilesNestedGroups) {
 TEST_F(DeepTree, CompilesNestedSubqueries) {
     std::string sql = "select a from t";
     int32_t depth = 0;
-    for (; depth < 150; ++depth) {
+    for (; depth < 500; ++depth) {
         sql = "select a from t where exists (" + sql + ")";
     }
     // 16 instructions a block and 15 around them; the innermost has no WHERE to jump by.
@@ -118,7 +122,7 @@ TEST_F(DeepTree, CompilesNestedSubqueries) {
 TEST_F(DeepTree, CompilesNestedDerivedTables) {
     std::string sql = "select a from t";
     int32_t depth = 0;
-    for (; depth < 150; ++depth) {
+    for (; depth < 500; ++depth) {
         sql = "select a from (" + sql + ") d";
     }
     EXPECT_GT(LengthOf(sql), 6 * depth);

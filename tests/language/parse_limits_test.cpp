@@ -148,7 +148,11 @@ void* RunOnThread(void* task) {
 
 // Hosts run statements on threads of their own, whose stacks may be small.
 void WithSmallStack(std::function<void()> task) {
+#if defined(__SANITIZE_ADDRESS__)
+    constexpr size_t kStackSize = 8 * 1024 * 1024;  // red zones make frames several times as large
+#else
     constexpr size_t kStackSize = 1024 * 1024;
+#endif
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
     ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStackSize), 0);
