@@ -14,8 +14,6 @@ namespace {
 constexpr int kOpenTries = 100;
 constexpr int32_t kReadWrite = kOpenRead | kOpenWrite;
 
-std::string InUseText() { return "File is in use by another process or an open view"; }
-
 }  // namespace
 
 std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t flags, int32_t timeout,
@@ -28,22 +26,12 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
     }
     const LockMode mode = exclusive_ ? LockMode::kExclusive : LockMode::kShared;
     for (int attempt = 0; attempt < kOpenTries; ++attempt) {
-        int reason = 0;
-        auto file = PosixFile::Open(path, flags, &reason);
-        if (file == nullptr) {
-            *error = SystemErrorText(reason);
-            return nullptr;
-        }
-        if (file->Claim(mode, timeout) != 0) {
-            *error = InUseText() + ": " + file->Error();
-            return nullptr;
-        }
-        if (!file->IsReplaced()) {
-            file->RememberState();
+        auto file = PosixFile::OpenClaimed(path, flags, mode, timeout, error);
+        if (file == nullptr || !file->WasReplacedBeforeClaim()) {
             return file;
         }
     }
-    *error = InUseText();
+    *error = FileInUseText();
     return nullptr;
 }
 
@@ -91,7 +79,7 @@ bool FileClaims::ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim,
                              std::string* error) {
     if (file->Claim(LockMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
         refused_ = true;
-        *error = InUseText();
+        *error = FileInUseText();
         return false;
     }
     *claim = file->Duplicate();
@@ -101,12 +89,9 @@ bool FileClaims::ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim,
     return *claim != nullptr;
 }
 
-void FileClaims::AddTemporary(const PosixFile& temporary, std::unique_ptr<PosixFile> claim) {
-    auto newFile = temporary.Duplicate();
-    if (newFile != nullptr) {
-        newFile->Claim(LockMode::kExclusive, 0);  // nobody else knows of it
-    }
-    rebuilds_.push_back({temporary.Path(), std::move(claim), std::move(newFile)});
+void FileClaims::AddTemporary(PosixFile* temporary, std::unique_ptr<PosixFile> claim) {
+    temporary->Claim(LockMode::kExclusive, 0);  // nobody else knows of it yet
+    rebuilds_.push_back({temporary->Path(), std::move(claim), temporary->Duplicate()});
 }
 
 void FileClaims::Settle(const std::string& temporaryPath) {

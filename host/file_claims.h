@@ -41,7 +41,7 @@ class FileClaims {
     // The handle in `claim` holds it and goes into AddTemporary.
     bool BeginRebuild(const std::string& path, int32_t timeout, std::unique_ptr<PosixFile>* claim,
                       std::string* error);
-    void AddTemporary(const PosixFile& temporary, std::unique_ptr<PosixFile> claim);
+    void AddTemporary(PosixFile* temporary, std::unique_ptr<PosixFile> claim);
 
     // The temporary file has got its place or is deleted. With the last one the claims end.
     void Settle(const std::string& temporaryPath);

@@ -151,7 +151,7 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
             if (file == nullptr) {
                 return nullptr;
             }
-            claims.AddTemporary(*file, std::move(claim));
+            claims.AddTemporary(file.get(), std::move(claim));
             // The name is given in the library's own terms, relative where the given path was.
             const std::string given = std::string(path, static_cast<size_t>(length)) + suffix;
             *name = AllocateText(given);

@@ -44,9 +44,12 @@ bool IsBusy(int error) { return error == EAGAIN || error == EACCES; }
 
 }  // namespace
 
+std::string FileInUseText() { return "File is in use by another process or an open view"; }
+
 std::string SystemErrorText(int error) { return std::generic_category().message(error); }
 
-std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flags, int* error) {
+std::unique_ptr<PosixFile> PosixFile::OpenDescriptor(const std::string& path, int32_t flags,
+                                                     int* error) {
     int descriptor = -1;
     do {
         descriptor = ::open(path.c_str(), SystemFlags(flags), 0666);
@@ -55,24 +58,54 @@ std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flag
         *error = errno;
         return nullptr;
     }
-    // A directory opens for reading; as a data file it is none.
-    struct stat status {};
-    if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-        ::close(descriptor);
-        *error = EISDIR;
-        return nullptr;
-    }
-    return std::unique_ptr<PosixFile>(
-        new PosixFile(descriptor, path, (flags & kOpenAppend) != 0, StateFrom(status)));
+    return std::unique_ptr<PosixFile>(new PosixFile(descriptor, path, flags));
 }
 
-PosixFile::PosixFile(int descriptor, std::string path, bool append, const State& state)
-    : descriptor_(descriptor), append_(append), state_(state), path_(std::move(path)) {}
+std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flags, int* error) {
+    auto file = OpenDescriptor(path, flags, error);
+    if (file != nullptr) {
+        *error = file->Describe();
+    }
+    return file != nullptr && *error == 0 ? std::move(file) : nullptr;
+}
+
+std::unique_ptr<PosixFile> PosixFile::OpenClaimed(const std::string& path, int32_t flags,
+                                                  LockMode mode, int32_t timeoutMilliseconds,
+                                                  std::string* error) {
+    int reason = 0;
+    auto file = OpenDescriptor(path, flags, &reason);
+    if (file != nullptr && file->Claim(mode, timeoutMilliseconds) != 0) {
+        *error = file->Error();
+        return nullptr;
+    }
+    if (file != nullptr) {
+        reason = file->Describe();
+    }
+    if (reason != 0) {
+        *error = SystemErrorText(reason);
+        return nullptr;
+    }
+    return file;
+}
+
+PosixFile::PosixFile(int descriptor, std::string path, int32_t flags)
+    : descriptor_(descriptor), flags_(flags), path_(std::move(path)) {}
+
+int PosixFile::Describe() {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0) {
+        return errno;
+    }
+    state_ = StateFrom(status);
+    // A directory opens for reading; as a data file it is none.
+    return S_ISDIR(status.st_mode) ? EISDIR : 0;
+}
 
 PosixFile::State PosixFile::StateFrom(const struct stat& status) {
-    return {static_cast<uint64_t>(status.st_dev), static_cast<uint64_t>(status.st_ino),
-            static_cast<int64_t>(status.st_size), static_cast<int64_t>(status.st_mtim.tv_sec),
-            static_cast<int64_t>(status.st_mtim.tv_nsec)};
+    return {
+        static_cast<uint64_t>(status.st_dev),        static_cast<uint64_t>(status.st_ino),
+        static_cast<uint64_t>(status.st_nlink),      static_cast<int64_t>(status.st_size),
+        static_cast<int64_t>(status.st_mtim.tv_sec), static_cast<int64_t>(status.st_mtim.tv_nsec)};
 }
 
 PosixFile::~PosixFile() { ::close(descriptor_); }
@@ -105,8 +138,9 @@ int32_t PosixFile::Write(const void* buffer, int32_t length) {
     int32_t done = 0;
     while (done < length) {
         const auto rest = static_cast<size_t>(length - done);
-        const ssize_t count = append_ ? ::write(descriptor_, source + done, rest)
-                                      : ::pwrite(descriptor_, source + done, rest, position_);
+        const ssize_t count = (flags_ & kOpenAppend) != 0
+                                  ? ::write(descriptor_, source + done, rest)
+                                  : ::pwrite(descriptor_, source + done, rest, position_);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -150,7 +184,7 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
     }
     // The old file may still be read to its end. Nothing that is written there would be found
     // again.
-    if (mode == LockMode::kExclusive && IsReplaced()) {
+    if (mode == LockMode::kExclusive && !isClaimed_ && IsReplaced()) {
         TryLock(F_UNLCK, offset, length);
         return RefuseAsReplaced();
     }
@@ -158,12 +192,13 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
 }
 
 int PosixFile::AwaitLock(LockMode mode, int64_t offset, int64_t length,
-                         int32_t timeoutMilliseconds) const {
+                         int32_t timeoutMilliseconds) {
     const int16_t type = mode == LockMode::kShared ? F_RDLCK : F_WRLCK;
     int error = TryLock(type, offset, length);
     if (!IsBusy(error)) {
         return error;
     }
+    hasWaited_ = true;
     const auto deadline = steady_clock::now() + milliseconds(timeoutMilliseconds);
     microseconds pause = kFirstPause;
     while (IsBusy(error) && steady_clock::now() < deadline) {
@@ -193,7 +228,9 @@ int32_t PosixFile::Release(int64_t offset, int64_t length) {
 int32_t PosixFile::Claim(LockMode mode, int32_t timeoutMilliseconds) {
     const int error = AwaitLock(mode, kClaimOffset, 1, timeoutMilliseconds);
     if (IsBusy(error)) {
-        return FailLock(error, timeoutMilliseconds);
+        FailLock(error, timeoutMilliseconds);
+        Fail(FileInUseText() + ": " + error_);
+        return -1;
     }
     // Where files cannot be locked at all, they can still be read.
     isClaimed_ = error == 0;
@@ -212,7 +249,9 @@ std::unique_ptr<PosixFile> PosixFile::Duplicate() const {
     if (descriptor < 0) {
         return nullptr;
     }
-    return std::unique_ptr<PosixFile>(new PosixFile(descriptor, path_, append_, state_));
+    std::unique_ptr<PosixFile> file(new PosixFile(descriptor, path_, flags_));
+    file->state_ = state_;
+    return file;
 }
 
 bool PosixFile::IsReplaced() const {
@@ -223,11 +262,10 @@ bool PosixFile::IsReplaced() const {
     return !StateFrom(status).IsSameFileAs(state_);
 }
 
-void PosixFile::RememberState() {
-    struct stat status {};
-    if (::fstat(descriptor_, &status) == 0) {
-        state_ = StateFrom(status);
-    }
+// A file that another one was renamed over has a name less. Only where it may have had several, or
+// there was time for more than one change, the path itself has to be looked up.
+bool PosixFile::WasReplacedBeforeClaim() const {
+    return hasWaited_ || state_.names != 1 ? IsReplaced() : false;
 }
 
 bool PosixFile::IsUntouched() const {

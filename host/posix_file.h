@@ -40,6 +40,12 @@ class PosixFile {
     // Null on failure, with the reason in `error` (an errno value).
     static std::unique_ptr<PosixFile> Open(const std::string& path, int32_t flags, int* error);
 
+    // The same, with a claim on the file, which is waited for. Where files cannot be locked at all
+    // the file is opened without.
+    static std::unique_ptr<PosixFile> OpenClaimed(const std::string& path, int32_t flags,
+                                                  LockMode mode, int32_t timeoutMilliseconds,
+                                                  std::string* error);
+
     ~PosixFile();
     PosixFile(const PosixFile&) = delete;
     PosixFile& operator=(const PosixFile&) = delete;
@@ -68,9 +74,11 @@ class PosixFile {
     // Whether the path leads to another file by now, or to none.
     bool IsReplaced() const;
 
-    // Whether nobody has written since the state was remembered, which the opening does first, as
-    // far as its length and the time of its last change tell.
-    void RememberState();
+    // The same, as cheaply as it can be known of a file that was just opened with a claim.
+    bool WasReplacedBeforeClaim() const;
+
+    // Whether nobody has written since the file was opened, and claimed if it was, as far as its
+    // length and the time of its last change tell.
     bool IsUntouched() const;
 
     // Fails an operation for the reason that the file, or one that belongs to it, was replaced.
@@ -84,6 +92,7 @@ class PosixFile {
     struct State {
         uint64_t device = 0;
         uint64_t number = 0;
+        uint64_t names = 0;
         int64_t size = 0;
         int64_t seconds = 0;
         int64_t nanoseconds = 0;
@@ -93,20 +102,26 @@ class PosixFile {
         }
     };
 
-    PosixFile(int descriptor, std::string path, bool append, const State& state);
+    PosixFile(int descriptor, std::string path, int32_t flags);
 
+    static std::unique_ptr<PosixFile> OpenDescriptor(const std::string& path, int32_t flags,
+                                                     int* error);
     static State StateFrom(const struct stat& status);
+
+    // Takes the file's state down. An errno value for what is not a file, else 0.
+    int Describe();
 
     // 0 when the lock was taken at once, else the errno value.
     int TryLock(int16_t type, int64_t offset, int64_t length) const;
     // The same, but a lock that others hold is waited for.
-    int AwaitLock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds) const;
+    int AwaitLock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds);
     int32_t FailLock(int error, int32_t timeoutMilliseconds);
     void Fail(const std::string& reason) { error_ = reason; }
 
     int descriptor_;
-    bool append_;
+    int32_t flags_;
     bool isClaimed_ = false;
+    bool hasWaited_ = false;  // for any lock
     int64_t position_ = 0;
     State state_;  // as the file was opened or claimed
     std::string path_;
@@ -115,5 +130,8 @@ class PosixFile {
 
 // The system's text for an errno value. The library puts the path in front of it, in its own words.
 std::string SystemErrorText(int error);
+
+// Why a claim is refused.
+std::string FileInUseText();
 
 }  // namespace ovrahost

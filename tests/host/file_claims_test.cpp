@@ -52,7 +52,7 @@ class FileClaimsTest : public testing::Test {
         }
         std::string suffix;
         auto file = MakeTemporaryFile(path, kTemporary, &suffix, &error_);
-        program->AddTemporary(*file, std::move(claim));
+        program->AddTemporary(file.get(), std::move(claim));
         EXPECT_EQ(file->Write("new", 3), 3);
         temporary_ = path + suffix;
         return true;
@@ -165,6 +165,7 @@ TEST_F(FileClaimsTest, ReplacedFileIsReadButNotWritten) {
     auto file = Open(&one_);
     ASSERT_EQ(file->Lock(LockMode::kExclusive, 0, 32, 0), 0);
     ASSERT_EQ(file->Release(0, 32), 0);
+    one_.EndCall(/*viewsAreOpen=*/false);
     folder_.Write("new", "new");
     ASSERT_EQ(RenameFile(folder_.File("new"), path_, &error_), 0);
     EXPECT_TRUE(file->IsReplaced());
@@ -177,6 +178,7 @@ TEST_F(FileClaimsTest, ReplacedFileIsReadButNotWritten) {
 
 TEST_F(FileClaimsTest, RemovedFileIsNotWritten) {
     auto file = Open(&one_);
+    one_.EndCall(/*viewsAreOpen=*/false);
     ASSERT_EQ(DeleteFile(path_, &error_), 0);
     EXPECT_EQ(file->Lock(LockMode::kExclusive, 0, 32, 0), -1);
     EXPECT_EQ(file->Error(), kReplaced);
