@@ -1,0 +1,228 @@
+"""One episode: a fresh database, some dozens of statements, and the library and the model side by
+side. An episode that ends in a difference is shrunk until nothing can be left out."""
+
+import os
+import random
+import shutil
+import tempfile
+from collections import Counter
+
+import interpreter
+from database import Database
+from generator import Generator
+from library_pipe import LibraryDied
+from machine import TooLong
+from scanner import pieces_of
+from values import Field, Unsettled, text_to_double, upper
+
+
+class Settings:
+    """What the seed decides: index or none, cache or none, case matters or not."""
+
+    def __init__(self, seed):
+        self.seed = seed
+        self.careful = bool(seed & 1)      # there are indexes
+        self.cache = bool(seed & 2)
+        self.ignore_case = bool(seed & 4)
+
+    def __str__(self):
+        return "seed %d: %s, %s, %s" % (
+            self.seed, "with indexes" if self.careful else "without an index",
+            "statements cached" if self.cache else "no statement cached",
+            "case ignored" if self.ignore_case else "case kept")
+
+
+class Difference(Exception):
+    """The two sides do not agree; `kind` tells in what."""
+
+    def __init__(self, message, kind="trouble"):
+        super().__init__(message)
+        self.kind = kind
+
+
+class Episode:
+    def __init__(self, library, settings, folder):
+        self.library, self.settings, self.folder = library, settings, folder
+        self.model = Database(settings.ignore_case)
+        Field.careful = settings.careful
+        shutil.rmtree(folder, True)
+        os.makedirs(folder)
+        self.need(library.ask("create", folder + "/base.dbf"))
+        self.need(library.ask("option", "caseinsensitive" if settings.ignore_case
+                              else "casesensitive", ""))
+        self.need(library.ask("option", "statement_cache_size", "10" if settings.cache else "0"))
+
+    @staticmethod
+    def need(answer):
+        if not answer.ok:
+            raise Difference("the episode can't begin: " + answer.error)
+
+    def step(self, text, parameters, view):
+        """Runs one statement on both sides. False when there is nothing to compare, and the library
+        has not seen it; Difference when they do not agree. None ends the episode."""
+        if text == "pack":
+            self.need(self.library.ask("pack"))
+            self.model.pack()
+            return True
+        before = {name: [None if r is None else list(r) for r in table.records]
+                  for name, table in self.model.tables.items()}
+        try:
+            mine = interpreter.run(self.model, text, parameters, view)
+        except (Unsettled, TooLong):
+            for name, records in before.items():
+                self.model.tables[name].records = records
+            return False
+        theirs = self.library.ask("view" if view else "query", text, *parameters)
+        self.compare(mine, theirs)
+        if self.settings.careful and not mine.ok and mine.kind in ("insert", "update", "delete"):
+            return None  # what was changed before the failure depends on the order of the rows
+        self.last = mine
+        return True
+
+    def compare(self, mine, theirs):
+        if mine.ok != theirs.ok or (mine.error is not None and mine.error != theirs.error):
+            raise Difference("model:   %s\nlibrary: %s" % (told(mine), told(theirs)),
+                             (mine.ok, theirs.ok))
+        if mine.ok and [name.upper() for name in mine.names] != [n.upper() for n in theirs.names]:
+            raise Difference("model:   columns %s\nlibrary: columns %s" % (mine.names, theirs.names),
+                             "names")
+        if not self.settings.careful:
+            same = mine.rows == theirs.rows
+        else:
+            same = not mine.ok or self.same_in_any_order(mine, theirs)
+        if not same:
+            raise Difference("model:   %s\nlibrary: %s" % (told(mine), told(theirs)), "rows")
+
+    def same_in_any_order(self, mine, theirs):
+        """An index gives the rows in its own order, so which of two spellings comes first, and how
+        a sum is rounded, is open; the order of ORDER BY is not."""
+        left = [tuple(map(self.rounded, row)) for row in mine.rows]
+        right = [tuple(map(self.rounded, row)) for row in theirs.rows]
+        if Counter(left) != Counter(right):
+            return False
+        places = self.ordered_places(mine.query)
+        return [[row[p] or "0" for p in places] for row in left] == \
+            [[row[p] or "0" for p in places] for row in right]  # blanks sort where 0 does
+
+    def rounded(self, text):
+        number, good = text_to_double(text)
+        if good and "." in text:
+            return "%.9g" % number
+        return upper(text) if self.settings.ignore_case else text
+
+    @staticmethod
+    def ordered_places(query):
+        """The result columns that ORDER BY begins with."""
+        places = []
+        for term in query.order_by if query else []:
+            if term.column is None or term.wrapper:
+                break
+            found = [i for i, item in enumerate(query.items) if not item.recno and
+                     item.expression.root.left.column is term.column]
+            if not found:
+                break
+            places.append(found[0])
+        return places
+
+
+def told(outcome):
+    if not outcome.ok:
+        return "error: %s%s" % (outcome.error, " after %d rows" % len(outcome.rows)
+                                if outcome.rows else "")
+    rows = ["|".join(row) for row in outcome.rows[:12]]
+    return "%d rows%s" % (len(outcome.rows), "".join("\n           " + row for row in rows))
+
+
+def folder_for(name):
+    base = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+    return tempfile.mkdtemp(prefix="ovra_%s_" % name, dir=base)
+
+
+# ---- running, and shrinking what fails -----------------------------------------------------------
+
+
+def generate(library, settings, folder, count):
+    """Runs a random episode. (statements run, the list of them, the difference or None)."""
+    source = random.Random(settings.seed)
+    episode = Episode(library, settings, folder)
+    maker = Generator(source, episode.model, settings.careful)
+    done = []
+    while len(done) < count:
+        if source.random() < 0.02:
+            step = ("pack", [], False)
+        else:
+            step = maker.statement()
+        done.append(step)
+        try:
+            result = episode.step(*step)
+        except (Difference, LibraryDied) as difference:
+            return done, difference
+        if result is False:
+            done.pop()
+        elif result and step[0] != "pack":
+            maker.remember(step, episode.last)
+        if result is None:
+            break
+    return done, None
+
+
+def replay(library, settings, folder, steps):
+    """The difference that these statements end in, or None; one in their middle counts as well."""
+    try:
+        episode = Episode(library, settings, folder)
+        for step in steps:
+            if episode.step(*step) is None:
+                return None
+    except LibraryDied as difference:
+        library.restart()
+        return difference
+    except Difference as difference:
+        return difference
+    return None
+
+
+def shrink(library, settings, folder, steps):
+    """Leaves out statements, then words of them, as long as a difference of that kind remains."""
+    kind = getattr(replay(library, settings, folder, steps), "kind", None)
+
+    def fails(candidate):
+        found = replay(library, settings, folder, candidate)
+        return found is not None and getattr(found, "kind", None) == kind
+
+    changed = True
+    while changed:
+        changed = False
+        for size in (16, 4, 2, 1):
+            i = 0
+            while i < len(steps):
+                candidate = steps[:i] + steps[i + size:]
+                if fails(candidate):
+                    steps, changed = candidate, True
+                else:
+                    i += size
+        for i, step in enumerate(steps):
+            smaller = shrink_text(step, lambda s: fails(steps[:i] + [s] + steps[i + 1:]))
+            if smaller != step:
+                steps, changed = steps[:i] + [smaller] + steps[i + 1:], True
+    return steps
+
+
+def shrink_text(step, fails):
+    text, parameters, view = step
+    pieces = pieces_of(text)
+    for size in (12, 8, 6, 5, 4, 3, 2, 1):
+        i = 0
+        while i < len(pieces):
+            shorter = pieces[:i] + pieces[i + size:]
+            dropped = [p for p in pieces[i:i + size]]
+            given = parameters
+            if "?" in dropped:
+                first = pieces[:i].count("?")
+                given = parameters[:first] + parameters[first + dropped.count("?"):]
+            candidate = (" ".join(shorter), given, view)
+            if shorter and fails(candidate):
+                pieces, parameters = shorter, given
+            else:
+                i += 1
+    smaller = (" ".join(pieces), parameters, view)
+    return smaller if len(pieces) < len(pieces_of(text)) else step
