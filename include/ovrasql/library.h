@@ -193,33 +193,44 @@ enum ovra_slot {
     OVRA_SLOT_COUNT = 48
 };
 
+/* Where an address has 32 bits it still has a word to itself, with zeros behind. */
+/* clang-format off */
+#if UINTPTR_MAX > 0xffffffffu
+#define OVRA_ENTRY(type, name) type name
+#else
+#define OVRA_ENTRY(type, name) type name; uint32_t : 32
+#endif
+/* clang-format on */
+
 struct ovra_library_table {
     uint64_t version;
-    ovra_database_create_function database_create;
-    ovra_database_open_function database_open;
-    ovra_success_function success_3;
-    ovra_database_open_view_function database_open_view;
-    ovra_database_query_function database_query;
-    ovra_database_pack_function database_pack;
-    void* none_7[4];
-    ovra_database_error_function database_error;
-    ovra_view_close_function view_close;
-    ovra_view_skip_function view_skip;
-    void* none_14[8];
-    ovra_view_reveal_structure_function view_reveal_structure;
-    ovra_view_error_function view_error;
-    ovra_variable_value_integer_function variable_value_integer;
-    ovra_variable_value_double_function variable_value_double;
-    ovra_variable_value_string_function variable_value_string;
-    void* none_27[4];
-    ovra_success_function success_31;
-    ovra_success_function success_32;
-    void* none_33;
-    ovra_success_function success_34;
-    ovra_database_set_option_function database_set_option;
-    ovra_database_free_function database_free;
-    void* none_37[11];
+    OVRA_ENTRY(ovra_database_create_function, database_create);
+    OVRA_ENTRY(ovra_database_open_function, database_open);
+    OVRA_ENTRY(ovra_success_function, success_3);
+    OVRA_ENTRY(ovra_database_open_view_function, database_open_view);
+    OVRA_ENTRY(ovra_database_query_function, database_query);
+    OVRA_ENTRY(ovra_database_pack_function, database_pack);
+    uint64_t none_7[4];
+    OVRA_ENTRY(ovra_database_error_function, database_error);
+    OVRA_ENTRY(ovra_view_close_function, view_close);
+    OVRA_ENTRY(ovra_view_skip_function, view_skip);
+    uint64_t none_14[8];
+    OVRA_ENTRY(ovra_view_reveal_structure_function, view_reveal_structure);
+    OVRA_ENTRY(ovra_view_error_function, view_error);
+    OVRA_ENTRY(ovra_variable_value_integer_function, variable_value_integer);
+    OVRA_ENTRY(ovra_variable_value_double_function, variable_value_double);
+    OVRA_ENTRY(ovra_variable_value_string_function, variable_value_string);
+    uint64_t none_27[4];
+    OVRA_ENTRY(ovra_success_function, success_31);
+    OVRA_ENTRY(ovra_success_function, success_32);
+    uint64_t none_33;
+    OVRA_ENTRY(ovra_success_function, success_34);
+    OVRA_ENTRY(ovra_database_set_option_function, database_set_option);
+    OVRA_ENTRY(ovra_database_free_function, database_free);
+    uint64_t none_37[11];
 };
+
+#undef OVRA_ENTRY
 
 #ifdef __cplusplus
 }

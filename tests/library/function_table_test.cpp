@@ -34,11 +34,11 @@ TEST(FunctionTableTest, ExactlyTheOfferedSlotsAreFilled) {
 
 TEST(FunctionTableTest, SlotNumbersAndStructureTellTheSameLayout) {
     const ovra_library_table& table = Library();
-    EXPECT_EQ(Word(OVRA_SLOT_DATABASE_CREATE), reinterpret_cast<uint64_t>(table.database_create));
-    EXPECT_EQ(Word(OVRA_SLOT_VIEW_SKIP), reinterpret_cast<uint64_t>(table.view_skip));
+    EXPECT_EQ(Word(OVRA_SLOT_DATABASE_CREATE), reinterpret_cast<uintptr_t>(table.database_create));
+    EXPECT_EQ(Word(OVRA_SLOT_VIEW_SKIP), reinterpret_cast<uintptr_t>(table.view_skip));
     EXPECT_EQ(Word(OVRA_SLOT_VARIABLE_VALUE_STRING),
-              reinterpret_cast<uint64_t>(table.variable_value_string));
-    EXPECT_EQ(Word(OVRA_SLOT_DATABASE_FREE), reinterpret_cast<uint64_t>(table.database_free));
+              reinterpret_cast<uintptr_t>(table.variable_value_string));
+    EXPECT_EQ(Word(OVRA_SLOT_DATABASE_FREE), reinterpret_cast<uintptr_t>(table.database_free));
 }
 
 TEST(FunctionTableTest, TheFourSuccessEntriesAreFourFunctionsThatAnswer1) {
