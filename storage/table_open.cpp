@@ -218,8 +218,9 @@ void OvraSQLTable::Close() {
     headerIsLocked_ = false;
     dataFile_.Close();
     memoFile_.Close();
-    dataPath_ = TextView();
-    memoPath_ = TextView();
+    // Not by assigning an empty text, which takes memory: this runs in the destructor.
+    dataPath_.Clear();
+    memoPath_.Clear();
 }
 
 bool OvraSQLTable::ReadHeader() {

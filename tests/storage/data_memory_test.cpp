@@ -217,5 +217,22 @@ TEST_F(DataMemory, MakingAndOpeningFindNoRoomWithoutLosingAHandle) {
         [&] { EXPECT_EQ(TheHost().OpenFileCount(), 2); });
 }
 
+// When memory is gone for good, what is open must still go: a destructor that allocates would end
+// the program.
+TEST_F(DataMemory, ClosingAndDestroyingTakeNoMemory) {
+    OvraSQLTable made(database_);
+    MakeTable(made);
+    auto closed = std::make_unique<OvraSQLTable>(database_);
+    auto unopened = std::make_unique<OvraSQLTable>(database_);
+    ASSERT_TRUE(closed->Open("t.dbf", 3));
+    StartCounting(0);
+    made.Close();
+    closed.reset();
+    unopened.reset();
+    ovratest::countingAllocations = false;
+    EXPECT_EQ(ovratest::allocationCount, 0);
+    EXPECT_TRUE(made.DataPath().IsEmpty());
+}
+
 }  // namespace
 }  // namespace ovrasql
