@@ -155,6 +155,20 @@ TEST_F(BucketTest, WalksTheDefaultGroupWhenThereIsNoOther) {
     EXPECT_EQ(Evaluate(both), "1");
 }
 
+TEST_F(BucketTest, AWalkThatHasEndedStaysEnded) {
+    SQLBucket bucket(1, false);
+    EXPECT_FALSE(bucket.FindOrCreate("a"));
+    EXPECT_FALSE(bucket.FindOrCreate("b"));
+    EXPECT_TRUE(bucket.First());
+    EXPECT_TRUE(bucket.Next());
+    for (int32_t step = 0; step < 3; ++step) {
+        EXPECT_FALSE(bucket.Next());
+        EXPECT_EQ(bucket.CurrentRecord(), nullptr);
+    }
+    EXPECT_TRUE(bucket.First());
+    EXPECT_TRUE(bucket.CurrentRecord()->key == TextView("a"));
+}
+
 TEST_F(BucketTest, ANewDefaultGroupIsEmpty) {
     Program program = WithDefault();
     program.Do(SQL_Bucket_Count, 0, 0).Do(SQL_Push_Bucket, 0, 0).Do(SQL_Bucket_Default, 0);

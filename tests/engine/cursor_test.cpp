@@ -247,6 +247,69 @@ TEST_F(CursorTest, AFailedStepOfTheIndexLooksLikeTheEnd) {
     }
 }
 
+// The step that passes over a deleted record may be the one that fails.
+TEST_F(CursorTest, AFailedStepOverADeletedRecordLooksLikeTheEnd) {
+    MakeNames();
+    Program removal;
+    Open(&removal, 0, "names", {"name"});
+    removal.Do(SQL_Cursor_First, 0, 100);
+    for (int32_t number = 0; number < 4; ++number) {
+        removal.Do(SQL_Cursor_Next, 0, removal.Count() + 1);
+    }
+    removal.Do(SQL_Cursor_Delete, 0);  // "a", whose key stays
+    ASSERT_EQ(Machine(schema.get()).Run(removal), 0);
+
+    Program walk;
+    Open(&walk, 0, "names", {"name"});
+    walk.Emit(SQL_Cursor_Index, 0, 0, 0, "byname");
+    walk.Do(SQL_Cursor_First, 0, 100).Do(SQL_Push_Column, 0, 0);
+    for (int32_t number = 1; number < 10; ++number) {
+        TheHost().FailCall("ovFile_Lock", number);
+        Machine machine(schema.get());
+        if (machine.Run(walk) != 0) {
+            continue;  // the file itself could not be opened
+        }
+        const bool atEnd = machine.loop.Cursor(0)->AtEnd();
+        EXPECT_EQ(atEnd, TheHost().FailureHappened()) << number;
+        EXPECT_EQ(machine.loop.Stack()->Count(), atEnd ? 0 : 1);
+        if (!TheHost().FailureHappened()) {
+            EXPECT_EQ(ToText(machine.loop.Stack()->PopText()), "b");
+        }
+    }
+    TheHost().ClearFailures();
+}
+
+TEST_F(CursorTest, AnEmptyTreeHasNoFirst) {
+    ASSERT_EQ(CreateTable("names", {{"name", 0, 10}}), "");
+    ASSERT_EQ(CreateIndex("byname", "names", {"name"}), "");
+    Program program;
+    Open(&program, 0, "names", {"name"});
+    program.Emit(SQL_Cursor_Index, 0, 0, 0, "byname");
+    EXPECT_EQ(Walk(&program), Texts{});
+}
+
+// Whatever is wanted in an index, the count of key parts must be one that the stack could hold.
+TEST_F(CursorTest, CountsOfKeyPartsThatCannotBeAreRefused) {
+    MakeNames();
+    for (const int32_t parts : {-1, 2147483647, -2147483647 - 1}) {
+        Program program;
+        Open(&program, 0, "names", {"name"});
+        program.Literal("a");
+        program.Emit(SQL_Cursor_Index, 0, parts, 0, "byname");
+        Machine machine(schema.get());
+        EXPECT_EQ(machine.Run(program), -1);
+        EXPECT_EQ(machine.Error(), "Invalid instruction");
+    }
+    for (const int32_t keep : {-1, 3}) {
+        Program program;
+        Open(&program, 0, "names", {"name"});
+        program.Literal("a").Literal("b").Do(SQL_Cursor_LessThan, 0, keep);
+        Machine machine(schema.get());
+        EXPECT_EQ(machine.Run(program), -1);
+        EXPECT_EQ(machine.Error(), "Invalid instruction");
+    }
+}
+
 TEST_F(CursorTest, ARangeInAnEmptyTreeIsEmpty) {
     ASSERT_EQ(CreateTable("names", {{"name", 0, 10}}), "");
     ASSERT_EQ(CreateIndex("byname", "names", {"name"}), "");

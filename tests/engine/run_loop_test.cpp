@@ -250,6 +250,14 @@ TEST_F(RunLoopTest, SlotsFarBeyondTheProgramAreNotMade) {
     }
 }
 
+TEST_F(RunLoopTest, ABucketFarBeyondTheProgramIsNotMade) {
+    for (const int32_t slot : {-2, 2147483647, 100000000}) {
+        Program bucket;
+        bucket.Do(SQL_Bucket, slot, 1);
+        EXPECT_EQ(Evaluate(bucket), "error: Invalid instruction");
+    }
+}
+
 TEST_F(RunLoopTest, DefinitionsNeedTheirLists) {
     for (const int32_t opcode : {SQL_Create_Table, SQL_Alter_Table_Add, SQL_Create_Index}) {
         Program program;

@@ -52,6 +52,29 @@ TEST(Arena, TakesLittleMemoryForFewThings) {
     EXPECT_LE(arena.Footprint(), 1024u);
 }
 
+// The last bytes of a chunk may be fewer than an alignment skips.
+TEST(Arena, StartsAChunkWhereTheRestIsTooSmallToAlign) {
+    Arena measured;
+    static_cast<void>(measured.Allocate(1, 1));
+    const size_t footprint = measured.Footprint();
+    size_t room = 1;
+    while (measured.Footprint() == footprint) {
+        static_cast<void>(measured.Allocate(1, 1));
+        ++room;
+    }
+    --room;  // what the first chunk holds
+    for (size_t left = 0; left < 16; ++left) {
+        Arena arena;
+        for (size_t taken = 0; taken < room - left; ++taken) {
+            static_cast<void>(arena.Allocate(1, 1));
+        }
+        auto* const number = static_cast<uint64_t*>(arena.Allocate(sizeof(uint64_t), 8));
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(number) % 8, 0u);
+        EXPECT_EQ(arena.Footprint() > footprint, left < 8) << left;
+        *number = ~uint64_t{0};
+    }
+}
+
 struct Wide {
     char first = 'a';
     double number = 1.5;

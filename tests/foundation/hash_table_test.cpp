@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
+#include <unordered_map>
 
 #include "foundation/coll_hash_table.h"
 #include "foundation/hash_table2.h"
@@ -283,6 +285,44 @@ TEST(HashTable, HolesAreClosedWhenTheyAreMostOfALongTable) {
     EXPECT_EQ(table.Find("item19999"), nullptr);
 }
 
+// What moves together takes its place in the chains along.
+TEST(HashTable, WhatIsLeftIsFoundWhenHolesAreClosed) {
+    Table table(true, false);
+    constexpr int32_t kItems = 1024;  // all the room there is
+    for (int32_t number = 0; number < kItems; ++number) {
+        AddName(table, std::to_string(number), number);
+    }
+    std::string left;
+    for (int32_t number = 0; number < kItems; number += 2) {
+        const std::unique_ptr<Counted> item(table.Remove(View(std::to_string(number))));
+        left += std::to_string(number + 1) + " ";
+    }
+    EXPECT_EQ(table.Count(), kItems);
+    AddName(table, "new");
+    EXPECT_EQ(table.Count(), kItems / 2 + 1);
+    EXPECT_EQ(WalkedNames(table), left + "new ");
+    for (int32_t number = 0; number < kItems; ++number) {
+        const std::string name = std::to_string(number);
+        EXPECT_EQ(NameOf(table.Find(View(name))), number % 2 == 0 ? "null" : name);
+    }
+}
+
+// Closing them would cost more than it gives.
+TEST(HashTable, HolesStayWhenTheyAreLessThanHalf) {
+    Table table(true, false);
+    constexpr int32_t kItems = 2048;  // all the room there is
+    for (int32_t number = 0; number < kItems; ++number) {
+        AddName(table, std::to_string(number), number);
+    }
+    for (int32_t number = 0; number < 600; ++number) {
+        const std::unique_ptr<Counted> item(table.Remove(View(std::to_string(number))));
+    }
+    EXPECT_EQ(AddName(table, "new"), kItems);
+    EXPECT_EQ(NameOf(table.Find("599")), "null");
+    EXPECT_EQ(NameOf(table.Find("600")), "600");
+    EXPECT_EQ(NameOf(table.Find("new")), "new");
+}
+
 // Below that size a hole stays a hole, and slot numbers keep their meaning.
 TEST(HashTable, FewHolesStay) {
     Table table(true, false);
@@ -294,6 +334,35 @@ TEST(HashTable, FewHolesStay) {
     }
     EXPECT_EQ(AddName(table, "new"), 400);
     EXPECT_EQ(NameOf(table.ItemAt(399)), "399");
+}
+
+// Two names of one hash are rare among 32 bits, but among so many names there are some.
+TEST(HashTable, NamesOfOneHashAreToldApart) {
+    Table table(true, false);
+    std::unordered_map<uint32_t, std::string> names;
+    std::string first;
+    std::string second;
+    for (int32_t number = 0; second.empty() && number < 2000000; ++number) {
+        const std::string name = "name" + std::to_string(number);
+        const auto [found, isNew] = names.emplace(table.HashKey(View(name)), name);
+        if (!isNew) {
+            first = found->second;
+            second = name;
+        }
+    }
+    ASSERT_FALSE(second.empty());
+    AddName(table, first, 1);
+    EXPECT_EQ(table.Find(View(second)), nullptr);
+    AddName(table, second, 2);
+    EXPECT_EQ(table.Find(View(first))->number, 1);
+    EXPECT_EQ(table.Find(View(second))->number, 2);
+    const std::unique_ptr<Counted> taken(table.Remove(View(second)));
+    EXPECT_EQ(taken->number, 2);
+    EXPECT_EQ(table.Find(View(second)), nullptr);
+    AddName(table, second, 3);
+    const std::unique_ptr<Counted> other(table.Remove(View(first)));
+    EXPECT_EQ(other->number, 1);
+    EXPECT_EQ(table.Find(View(second))->number, 3);
 }
 
 TEST(HashTable, AWalkSeesItemsAddedOnTheWay) {

@@ -117,6 +117,7 @@ TEST(TextToDouble, ReadsTheWordsBehindAPlusSignAndBlanks) {
     EXPECT_TRUE(std::isnan(Parse(" nan()").value));
     EXPECT_EQ(Parse("nan(").error, 1);
     EXPECT_EQ(Parse("nan(-)").error, 1);
+    EXPECT_EQ(Parse("nan(12").error, 1);
     EXPECT_EQ(Parse("infinit").error, 1);
     EXPECT_EQ(Parse("+-inf").error, 1);
 }

@@ -184,6 +184,35 @@ TEST(String, NeverReadsBehindAGivenBuffer) {
     EXPECT_TRUE(text.IsNull());
 }
 
+TEST(String, AGivenBufferOfNoNulIsTextToItsEnd) {
+    auto buffer = std::make_unique<char[]>(3);
+    std::memcpy(buffer.get(), "abc", 3);
+    String text;
+    text.TakeBuffer(std::move(buffer), -1, 3);
+    EXPECT_STREQ(text.CText(), "abc");
+    text.TakeBuffer(std::make_unique<char[]>(3), 0, -1);
+    EXPECT_TRUE(text.IsNull());
+}
+
+TEST(String, MovedToItselfItStaysAsItWas) {
+    String text("abc");
+    String& same = text;
+    text = std::move(same);
+    EXPECT_STREQ(text.CText(), "abc");
+    EXPECT_EQ(text.Length(), 3);
+}
+
+// A start or a count outside the text is cut to what is there.
+TEST(String, APartIsCutToTheText) {
+    const TextView text("abcdef");
+    EXPECT_TRUE(text.Part(2, 3) == TextView("cde"));
+    EXPECT_TRUE(text.Part(-2, 3) == TextView("abc"));
+    EXPECT_TRUE(text.Part(4, 9) == TextView("ef"));
+    EXPECT_TRUE(text.Part(7).IsEmpty());
+    EXPECT_TRUE(text.Part(6, 1).IsEmpty());
+    EXPECT_TRUE(text.Part(5) == TextView("f"));
+}
+
 TEST(String, ClearGoesBackToNullText) {
     String text("abc");
     text.Clear();
@@ -229,6 +258,7 @@ TEST(String, FindsTheFirstMatchAtOrAfterTheStart) {
     EXPECT_EQ(text.Find("one", 9), -1);
     EXPECT_EQ(text.Find("One"), -1);
     EXPECT_EQ(text.Find("e", 10), 10);
+    EXPECT_EQ(text.Find("one", -5), 0);
 }
 
 TEST(String, FindRefusesEmptyAndImpossibleSearches) {

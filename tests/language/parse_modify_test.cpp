@@ -59,6 +59,8 @@ TEST_F(ParseModify, SaysWhatInsertWants) {
     EXPECT_EQ(Parse("insert into t values (1,)"), "Syntax Error: ')' unexpected");
     EXPECT_EQ(Parse("insert into t values (1"),
               "Syntax Error: Expected close parenthesis at end of query");
+    EXPECT_EQ(Parse("insert into t select a from u order"),
+              "Syntax Error: Expected BY at end of query");
     EXPECT_EQ(Parse("insert into t values (1 = 2)"),
               "Syntax Error: Expected close parenthesis, found '='");
 }

@@ -170,6 +170,7 @@ TEST_F(ParseValue, ReadsIfNull) {
     EXPECT_EQ(Value("ifnull(a + b, c)"), "(group (ifnull (+ a b) c))");
     EXPECT_EQ(Value("ifnull(a + b * c, d)"), "(group (+ a (ifnull (* b c) d)))");
     EXPECT_EQ(Value("ifnull a"), "Syntax Error: Expected open parenthesis, found 'a'");
+    EXPECT_EQ(Value("ifnull(a, )"), "Syntax Error: ')' unexpected");
     EXPECT_EQ(Value("ifnull(a)"), "Syntax Error: Expected comma, found ')'");
     EXPECT_EQ(Value("ifnull(a, b"), "Syntax Error: Expected close parenthesis, found 'from'");
     EXPECT_EQ(Value("ifnull(a, b, c)"), "Syntax Error: Expected close parenthesis, found ','");

@@ -159,5 +159,21 @@ TEST_F(HostServicesTest, AVariableIsReadByItsLengthAndMayHoldNuls) {
     EXPECT_TRUE(HostVariableText(variable) == TextView("a\0b", 3));
 }
 
+// A length below 0 tells no end of the text, so nothing of it is read.
+TEST_F(HostServicesTest, ATextOfNegativeLengthIsEmpty) {
+    hostServices.ovVariable_Value = [](void*, int32_t* length) -> const char* {
+        *length = -1;
+        return "text";
+    };
+    hostServices.ovFile_Error = [](void*, void*, int32_t* length) -> const char* {
+        *length = -1;
+        return "text";
+    };
+    int32_t variable = 0;
+    EXPECT_TRUE(HostVariableText(&variable).IsEmpty());
+    EXPECT_TRUE(HostFileError(TheHost().Program(), nullptr).IsEmpty());
+    TheHost().Reset();
+}
+
 }  // namespace
 }  // namespace ovrasql

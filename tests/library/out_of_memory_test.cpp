@@ -9,6 +9,7 @@
 #include <string>
 
 #include "foundation/ignore_result.h"
+#include "library/database_context.h"
 #include "tests/library/failure_statements.h"
 #include "tests/support/failing_allocations.h"
 
@@ -68,6 +69,34 @@ TEST_F(OutOfMemoryTest, CreateAndOpenFailCleanly) {
     FailEachAllocation([](bool) {},
                        [&] { return Table().database_open(database, "main.dbf", -1); });
     EXPECT_EQ(Query(database, "create table t (a integer)"), 1) << Table().database_error(database);
+    Table().database_free(database);
+}
+
+// Without the memory for its schema a handle is open to nothing, and can be freed.
+TEST_F(OutOfMemoryTest, AHandleWithoutASchemaFailsAtEveryEntry) {
+    void* database = TheHost().MakeDatabase();
+    bool sawNone = false;
+    for (int64_t number = 1; number < 20; ++number) {
+        ovratest::allocationCount = 0;
+        ovratest::failingAllocation = number;
+        ovratest::countingAllocations = true;
+        const int32_t result = Table().database_create(database, "main.dbf", -1);
+        ovratest::countingAllocations = false;
+        ovratest::failingAllocation = 0;
+        const DatabaseContext* const context = DatabaseContext::Of(database);
+        if (context == nullptr || context->GetSchema() != nullptr) {
+            continue;
+        }
+        sawNone = true;
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(Query(database, "create table t (a integer)"), 0);
+        EXPECT_EQ(Table().database_open_view(database, "v", 1, "select a from t", -1, nullptr, 0),
+                  0);
+        EXPECT_EQ(Table().database_set_option(database, "casesensitive", -1, "", 0), 0);
+        EXPECT_EQ(Table().database_pack(database), 0);
+        EXPECT_STREQ(Table().database_error(database), "Out of memory");
+    }
+    EXPECT_TRUE(sawNone);
     Table().database_free(database);
 }
 

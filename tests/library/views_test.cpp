@@ -284,6 +284,30 @@ TEST_F(ViewsTest, ANullViewOfTheHostFailsAndGivesTheStatementBack) {
     EXPECT_EQ(Database().RowsText("select a from t where a = 1"), "1\n");
 }
 
+TEST_F(ViewsTest, AVariableThatIsNoneHasNoValue) {
+    int32_t integer = 7;
+    EXPECT_EQ(Table().variable_value_integer(nullptr, &integer), 0);
+    EXPECT_EQ(integer, 0);
+    double number = 7;
+    EXPECT_EQ(Table().variable_value_double(nullptr, &number), 0);
+    EXPECT_EQ(number, 0);
+    const char* text = nullptr;
+    int32_t length = 7;
+    int32_t owned = 7;
+    EXPECT_EQ(Table().variable_value_string(nullptr, &text, &length, &owned), 1);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(length, 0);
+    EXPECT_EQ(owned, 0);
+}
+
+TEST_F(ViewsTest, AStructureWithoutAVariableIsNoHarm) {
+    TestView view(Database(), "select a from t");
+    void* none = nullptr;
+    EXPECT_EQ(Table().view_reveal_structure(view.Handle(), nullptr), 1);
+    EXPECT_EQ(Table().view_reveal_structure(view.Handle(), &none), 1);
+    EXPECT_EQ(view.Values(), Row{"1"});
+}
+
 TEST_F(ViewsTest, TwoViewsOnOneTextWalkByThemselves) {
     TestView first(Database(), "select a from t");
     TestView second(Database(), "select a from t");
