@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/file_system.h"
+#include "host/interrupted_swap.h"
 
 namespace ovrahost {
 
@@ -27,12 +28,41 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
     const LockMode mode = exclusive_ ? LockMode::kExclusive : LockMode::kShared;
     for (int attempt = 0; attempt < kOpenTries; ++attempt) {
         auto file = PosixFile::OpenClaimed(path, flags, mode, timeout, error);
-        if (file == nullptr || !file->WasReplacedBeforeClaim()) {
+        if (file == nullptr) {
+            return nullptr;
+        }
+        if (file->WasReplacedBeforeClaim()) {
+            continue;
+        }
+        if (!file->IsMarked()) {
+            return file;
+        }
+        if (!FinishRebuild(file.get(), mode, timeout)) {
+            *error = file->Error();
+            return nullptr;
+        }
+        if (!file->IsReplaced()) {
             return file;
         }
     }
     *error = FileInUseText();
     return nullptr;
+}
+
+// A living process that puts files in their places has claimed them for itself alone. So the mark
+// is that of a dead one, unless others that have seen it were faster.
+bool FileClaims::FinishRebuild(PosixFile* file, LockMode mode, int32_t timeout) {
+    if (!IsSwapUnfinished(file->Path(), file->Number())) {
+        file->Unmark();
+        return true;
+    }
+    file->DropClaim();  // of several that hold one, none would ever be alone
+    if (file->Claim(LockMode::kExclusive, timeout) != 0) {
+        return false;
+    }
+    FinishSwap(file->Path(), file->Number());
+    file->Unmark();
+    return file->Claim(mode, timeout) == 0;
 }
 
 void FileClaims::Remove(PosixFile* file) {
@@ -50,11 +80,20 @@ PosixFile* FileClaims::LastOpened(const std::string& path) {
 }
 
 bool FileClaims::BeginRebuild(const std::string& path, int32_t timeout,
-                              std::unique_ptr<PosixFile>* claim, std::string* error) {
+                              std::unique_ptr<PosixFile>* claim, std::string* suffix,
+                              std::string* error) {
     if (rebuildsComplete_) {  // those of an earlier table, whose copying failed
         rebuilds_.clear();
         rebuildsComplete_ = false;
     }
+    if (!rebuilds_.empty() && rebuilds_.front().newFile != nullptr) {
+        *suffix = FollowerSuffix(rebuilds_.front().newFile->Number());
+    }
+    return ClaimOld(path, timeout, claim, error);
+}
+
+bool FileClaims::ClaimOld(const std::string& path, int32_t timeout,
+                          std::unique_ptr<PosixFile>* claim, std::string* error) {
     PosixFile* const opened = LastOpened(path);
     for (PosixFile* file : files_) {
         if (file != opened && file->Path() == path) {
@@ -91,6 +130,13 @@ bool FileClaims::ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim,
 
 void FileClaims::AddTemporary(PosixFile* temporary, std::unique_ptr<PosixFile> claim) {
     temporary->Claim(LockMode::kExclusive, 0);  // nobody else knows of it yet
+    if (claim != nullptr) {
+        temporary->TakePermissionsOf(*claim);
+    }
+    if (rebuilds_.empty()) {
+        ForgetSwap(temporary->Path(), temporary->Number());
+        temporary->Mark();
+    }
     rebuilds_.push_back({temporary->Path(), std::move(claim), temporary->Duplicate()});
 }
 
@@ -104,6 +150,9 @@ void FileClaims::Settle(const std::string& temporaryPath) {
     found->temporaryPath.clear();
     if (std::all_of(rebuilds_.begin(), rebuilds_.end(),
                     [](const auto& rebuild) { return rebuild.temporaryPath.empty(); })) {
+        if (rebuilds_.front().newFile != nullptr) {
+            rebuilds_.front().newFile->Unmark();
+        }
         rebuilds_.clear();
         rebuildsComplete_ = false;
     }

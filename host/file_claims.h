@@ -16,6 +16,9 @@
 // later wait for the rebuild. A statement that turns out to be a rebuild when it has opened the
 // table already cannot wait: it is refused, and run again with every opening for itself alone.
 //
+// What a process did not finish that died while the new files got their places is made up for by
+// the next one that opens the table (interrupted_swap.h).
+//
 // A claim is a byte-range lock, gone with the process. Belongs to a HostProgram and its thread.
 
 #include <cstdint>
@@ -38,9 +41,10 @@ class FileClaims {
     void Remove(PosixFile* file);
 
     // Before a temporary file is made beside `path`: claims the file at that path, if there is one.
-    // The handle in `claim` holds it and goes into AddTemporary.
+    // The handle in `claim` holds it and goes into AddTemporary. `suffix` receives what the new
+    // name is to have behind the old one.
     bool BeginRebuild(const std::string& path, int32_t timeout, std::unique_ptr<PosixFile>* claim,
-                      std::string* error);
+                      std::string* suffix, std::string* error);
     void AddTemporary(PosixFile* temporary, std::unique_ptr<PosixFile> claim);
 
     // The temporary file has got its place or is deleted. With the last one the claims end.
@@ -65,6 +69,10 @@ class FileClaims {
         std::unique_ptr<PosixFile> newFile;
     };
 
+    // Makes up for a rebuild that was interrupted, under a claim for itself alone.
+    static bool FinishRebuild(PosixFile* file, LockMode mode, int32_t timeout);
+    bool ClaimOld(const std::string& path, int32_t timeout, std::unique_ptr<PosixFile>* claim,
+                  std::string* error);
     PosixFile* LastOpened(const std::string& path);
     bool ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim, std::string* error);
 

@@ -144,7 +144,8 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
             ovrahost::FileClaims& claims = Program(program)->Claims();
             std::unique_ptr<PosixFile> claim;
             std::string suffix;
-            if (!claims.BeginRebuild(resolved, Program(program)->LockTimeout(), &claim, error)) {
+            if (!claims.BeginRebuild(resolved, Program(program)->LockTimeout(), &claim, &suffix,
+                                     error)) {
                 return nullptr;
             }
             auto file = ovrahost::MakeTemporaryFile(resolved, flags, &suffix, error);

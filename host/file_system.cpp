@@ -24,11 +24,11 @@ int32_t Outcome(int result, std::string* error) {
     return -1;
 }
 
-std::string TemporarySuffix() {
+std::string UniqueSuffix() {
     static std::atomic<uint32_t> counter{0};
     const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
     char text[64];
-    std::snprintf(text, sizeof text, ".%" PRIx32 "-%" PRIx32 "-%" PRIx64 ".tmp",
+    std::snprintf(text, sizeof text, "%" PRIx32 "-%" PRIx32 "-%" PRIx64 ".tmp",
                   static_cast<uint32_t>(::getpid()), counter.fetch_add(1),
                   static_cast<uint64_t>(ticks));
     return text;
@@ -64,9 +64,10 @@ int32_t RenameFile(const std::string& from, const std::string& to, std::string* 
 
 std::unique_ptr<PosixFile> MakeTemporaryFile(const std::string& path, int32_t flags,
                                              std::string* suffix, std::string* error) {
+    const std::string beginning = suffix->empty() ? "." : *suffix;
     int reason = EEXIST;
     for (int attempt = 0; attempt < kTemporaryNameTries && reason == EEXIST; ++attempt) {
-        *suffix = TemporarySuffix();
+        *suffix = beginning + UniqueSuffix();
         auto file = PosixFile::Open(path + *suffix, flags, &reason);
         if (file != nullptr) {
             return file;

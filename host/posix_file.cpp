@@ -40,6 +40,8 @@ int SystemFlags(int32_t flags) {
     return result;
 }
 
+constexpr uint32_t kPermissions = 07777;
+
 bool IsBusy(int error) { return error == EAGAIN || error == EACCES; }
 
 }  // namespace
@@ -102,10 +104,13 @@ int PosixFile::Describe() {
 }
 
 PosixFile::State PosixFile::StateFrom(const struct stat& status) {
-    return {
-        static_cast<uint64_t>(status.st_dev),        static_cast<uint64_t>(status.st_ino),
-        static_cast<uint64_t>(status.st_nlink),      static_cast<int64_t>(status.st_size),
-        static_cast<int64_t>(status.st_mtim.tv_sec), static_cast<int64_t>(status.st_mtim.tv_nsec)};
+    return {static_cast<uint64_t>(status.st_dev),
+            static_cast<uint64_t>(status.st_ino),
+            static_cast<uint64_t>(status.st_nlink),
+            static_cast<uint32_t>(status.st_mode) & kPermissions,
+            static_cast<int64_t>(status.st_size),
+            static_cast<int64_t>(status.st_mtim.tv_sec),
+            static_cast<int64_t>(status.st_mtim.tv_nsec)};
 }
 
 PosixFile::~PosixFile() { ::close(descriptor_); }
@@ -276,6 +281,23 @@ bool PosixFile::IsUntouched() const {
     const State now = StateFrom(status);
     return now.size == state_.size && now.seconds == state_.seconds &&
            now.nanoseconds == state_.nanoseconds;
+}
+
+bool PosixFile::IsMarked() const { return (state_.permissions & S_ISVTX) != 0; }
+
+void PosixFile::Mark() { SetPermissions(state_.permissions | S_ISVTX); }
+
+void PosixFile::Unmark() { SetPermissions(state_.permissions & ~uint32_t{S_ISVTX}); }
+
+void PosixFile::TakePermissionsOf(const PosixFile& other) {
+    SetPermissions(other.state_.permissions & ~uint32_t{S_ISVTX});
+}
+
+// Where files have no permissions, or they are another user's to change, they stay as they are.
+void PosixFile::SetPermissions(uint32_t permissions) {
+    if (::fchmod(descriptor_, static_cast<mode_t>(permissions)) == 0) {
+        state_.permissions = permissions;
+    }
 }
 
 int32_t PosixFile::RefuseAsReplaced() {

@@ -81,6 +81,21 @@ class PosixFile {
     // length and the time of its last change tell.
     bool IsUntouched() const;
 
+    // A bit of the file's permissions that means nothing to the system on a file, so that it costs
+    // nothing to look at when the file is opened. What it means: interrupted_swap.h.
+    bool IsMarked() const;
+    void Mark();
+    void Unmark();
+
+    // A new file is to be as open to others as the one whose place it takes.
+    void TakePermissionsOf(const PosixFile& other);
+
+    // Looks at the file again. Whether it could be.
+    bool Refresh() { return Describe() == 0; }
+
+    // The number that the system knows the file by, whatever its name.
+    uint64_t Number() const { return state_.number; }
+
     // Fails an operation for the reason that the file, or one that belongs to it, was replaced.
     int32_t RefuseAsReplaced();
 
@@ -93,6 +108,7 @@ class PosixFile {
         uint64_t device = 0;
         uint64_t number = 0;
         uint64_t names = 0;
+        uint32_t permissions = 0;
         int64_t size = 0;
         int64_t seconds = 0;
         int64_t nanoseconds = 0;
@@ -117,6 +133,7 @@ class PosixFile {
     int AwaitLock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds);
     int32_t FailLock(int error, int32_t timeoutMilliseconds);
     void Fail(const std::string& reason) { error_ = reason; }
+    void SetPermissions(uint32_t permissions);
 
     int descriptor_;
     int32_t flags_;

@@ -47,10 +47,10 @@ class FileClaimsTest : public testing::Test {
     bool BeginRebuild(FileClaims* program, const std::string& path) {
         error_.clear();
         std::unique_ptr<PosixFile> claim;
-        if (!program->BeginRebuild(path, 0, &claim, &error_)) {
+        std::string suffix;
+        if (!program->BeginRebuild(path, 0, &claim, &suffix, &error_)) {
             return false;
         }
-        std::string suffix;
         auto file = MakeTemporaryFile(path, kTemporary, &suffix, &error_);
         program->AddTemporary(file.get(), std::move(claim));
         EXPECT_EQ(file->Write("new", 3), 3);
@@ -184,6 +184,47 @@ TEST_F(FileClaimsTest, RemovedFileIsNotWritten) {
     EXPECT_EQ(file->Error(), kReplaced);
 }
 
+// The process that was about to give the second new file its place has died.
+TEST_F(FileClaimsTest, NextOneToOpenTheDataFileFinishesWhatADeadProcessBegan) {
+    const std::string memo = folder_.Write("t.dbt", "old memo");
+    folder_.Write("u.dbt.of-0.1.tmp", "of another table");
+    {
+        FileClaims dead;
+        ASSERT_TRUE(BeginRebuild(&dead));
+        const std::string data = temporary_;
+        ASSERT_TRUE(BeginRebuild(&dead, memo));
+        EXPECT_EQ(RenameFile(data, path_, &error_), 0);
+        dead.Settle(data);
+        EXPECT_EQ(Open(&other_), nullptr) << "it is still alive";
+    }
+    EXPECT_EQ(folder_.Read("t.dbt"), "old memo");
+    auto file = Open(&one_);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(Content(file.get()), "new");
+    EXPECT_EQ(folder_.Read("t.dbt"), "new");
+    EXPECT_FALSE(FileExists(temporary_));
+    EXPECT_FALSE(file->IsMarked());
+    EXPECT_NE(Open(&other_), nullptr) << "the claim is a shared one again";
+    EXPECT_EQ(folder_.Read("u.dbt.of-0.1.tmp"), "of another table");
+}
+
+TEST_F(FileClaimsTest, RebuildThatEndsWellLeavesNoMark) {
+    ASSERT_TRUE(BeginRebuild(&one_));
+    FinishRebuild(&one_);
+    auto file = Open(&other_);
+    ASSERT_NE(file, nullptr);
+    EXPECT_FALSE(file->IsMarked());
+}
+
+TEST_F(FileClaimsTest, RebuiltFileIsAsOpenToOthersAsTheOldOneWas) {
+    using std::filesystem::perms;
+    std::filesystem::permissions(path_, perms::owner_read | perms::owner_write | perms::group_read);
+    ASSERT_TRUE(BeginRebuild(&one_));
+    FinishRebuild(&one_);
+    EXPECT_EQ(std::filesystem::status(path_).permissions(),
+              perms::owner_read | perms::owner_write | perms::group_read);
+}
+
 // A process that takes a lock and a claim and then waits to be killed.
 TEST_F(FileClaimsTest, KilledProcessHoldsNoLocks) {
     int ready[2];
@@ -191,9 +232,10 @@ TEST_F(FileClaimsTest, KilledProcessHoldsNoLocks) {
     const pid_t child = ::fork();
     if (child == 0) {
         std::unique_ptr<PosixFile> claim;
+        std::string suffix;
         std::string error;
         FileClaims claims;
-        const bool held = claims.BeginRebuild(path_, 0, &claim, &error) &&
+        const bool held = claims.BeginRebuild(path_, 0, &claim, &suffix, &error) &&
                           claim->Lock(LockMode::kExclusive, 0, 32, 0) == 0;
         const char answer = held ? 'y' : 'n';
         ::_exit(::write(ready[1], &answer, 1) == 1 && ::pause() == 0 ? 0 : 1);

@@ -76,7 +76,7 @@ Aftermath::Aftermath(std::string folder, Ledger* ledger, const LedgerStatement& 
     : folder_(std::move(folder)), ledger_(ledger), killed_(killed), counts_(counts) {}
 
 void Aftermath::Settle() {
-    FinishBrokenSwap();
+    OpenTables();
     CheckFiles();
     CheckRows();
     HostConnection connection(Catalog());
@@ -91,19 +91,19 @@ void Aftermath::Settle() {
     CheckSearches(connection);
 }
 
-// The swap of a rebuilt table begins with its data file. With that one in its place, the new memo
-// file that still lies beside it is the one that it belongs to.
-void Aftermath::FinishBrokenSwap() {
-    for (const std::string table : {"item", "source"}) {
-        const auto memos = Temporaries(folder_, table + ".dbt.");
-        if (memos.empty() || !Temporaries(folder_, table + ".dbf.").empty()) {
-            continue;
-        }
-        // Made but not yet in use: the data file is made first, so it would be there.
-        fs::rename(memos.front(), folder_ + "/" + table + ".dbt");
+// The swap of a rebuilt table begins with its data file. With that one in its place and others not,
+// the next one to open the table puts them there, which is to be so before the files are looked at.
+void Aftermath::OpenTables() {
+    const bool began =
+        Temporaries(folder_, "item.dbf.").empty() && Temporaries(folder_, "source.dbf.").empty();
+    const auto waiting = Temporaries(folder_, "");
+    HostConnection connection(Catalog());
+    connection.Select("select id from item");
+    connection.Select("select place from source");
+    if (began && !waiting.empty()) {
         ++counts_->brokenSwaps;
-        if (!killed_.Rebuilds()) {
-            Fault("a memo file without its data file, and no rebuild was killed");
+        if (!killed_.Rebuilds() || !Temporaries(folder_, "").empty()) {
+            Fault("new files without their data file were left: " + waiting.front().string());
         }
     }
 }

@@ -25,7 +25,7 @@ struct KillCounts {
     int ownKeys = 0;          // an index waited for pack on account of the killed statement's rows
     int otherKeys = 0;        // and of other rows: the kill fell between two pages of a split
     int tornRecords = 0;
-    int brokenSwaps = 0;  // the new data file in its place, the new memo file not yet
+    int brokenSwaps = 0;  // the new data file in its place, some of the others not yet
     int catalogs = 0;     // a definition was half in the catalog, which pack does not rebuild
     std::size_t acknowledged = 0;
     std::size_t rowsChecked = 0;
@@ -47,7 +47,7 @@ class Aftermath {
   private:
     using Findings = std::vector<ovrasql::checker::Finding>;
 
-    void FinishBrokenSwap();
+    void OpenTables();
     void CheckFiles();
     void CheckRows();
     bool MatchTornRow(const std::vector<LedgerRow>& found);

@@ -56,6 +56,36 @@ class KillTest : public testing::Test {
         return std::chrono::nanoseconds(static_cast<int64_t>(std::pow(10.0, exponent)));
     }
 
+    // How many statements there are before the first that rebuilds a table; some number when there
+    // is none for a long time.
+    std::size_t StatementsBeforeRebuild(uint32_t seed) const {
+        Ledger ledger = ledger_;
+        std::mt19937 random(seed);
+        std::size_t count = 0;
+        for (LedgerStatement next = ledger.Next(random); !next.Rebuilds() && count < 40; ++count) {
+            ledger.Apply(next);
+            next = ledger.Next(random);
+        }
+        return count;
+    }
+
+    // Lets the process begin a rebuild and kills it in the course of that. How long it takes is
+    // learnt: half of the kills are to come too late.
+    bool KillInRebuild(KilledProcess* process, uint32_t seed) {
+        const std::size_t before = StatementsBeforeRebuild(seed);
+        process->AwaitAcknowledged(before);
+        const double pause = std::uniform_real_distribution<double>(0.3, 1.7)(random_);
+        const bool killed = process->KillAfter(
+            std::chrono::nanoseconds(static_cast<int64_t>(pause * rebuildNanoseconds_)));
+        rebuildNanoseconds_ *= process->Acknowledged() > before ? 0.9 : 1.1;
+        return killed;
+    }
+
+    bool KillAnywhere(KilledProcess* process) {
+        process->AwaitAcknowledged(1 + random_() % 12);
+        return process->KillAfter(DrawPause());
+    }
+
     // The statement that the process was at, and the ledger as the acknowledged ones left it.
     LedgerStatement Replay(uint32_t seed, std::size_t acknowledged) {
         std::mt19937 random(seed);
@@ -65,11 +95,10 @@ class KillTest : public testing::Test {
         return ledger_.Next(random);
     }
 
-    void KillOnce() {
+    void KillOnce(bool inRebuild) {
         const auto seed = static_cast<uint32_t>(random_());
         KilledProcess process(folder_->File("shop.dbf"), ledger_, seed);
-        process.AwaitAcknowledged(1 + random_() % 12);
-        const bool killed = process.KillAfter(DrawPause());
+        const bool killed = inRebuild ? KillInRebuild(&process, seed) : KillAnywhere(&process);
         ASSERT_FALSE(process.FailedByItself()) << "seed " << seed;
         counts_.kills += killed ? 1 : 0;
         counts_.acknowledged += process.Acknowledged();
@@ -90,16 +119,18 @@ class KillTest : public testing::Test {
         std::printf(
             "%d kills: %zu acknowledged statements, %zu rows read again\n"
             "inside a statement %d, keys left to pack %d (of other rows %d), "
-            "torn in place %d, memo file to be put in place %d, catalog half written %d\n",
+            "torn in place %d, swaps to be finished %d, catalog half written %d\n",
             counts_.kills, counts_.acknowledged, counts_.rowsChecked, counts_.insideStatement,
             counts_.ownKeys, counts_.otherKeys, counts_.tornRecords, counts_.brokenSwaps,
             counts_.catalogs);
+        std::fflush(stdout);
     }
 
     std::mt19937 random_;
     std::unique_ptr<TemporaryFolder> folder_;
     Ledger ledger_;
     KillCounts counts_;
+    double rebuildNanoseconds_ = 1e6;
 };
 
 TEST_F(KillTest, NoAcknowledgedRowIsLostWhenAWriterIsKilled) {
@@ -111,7 +142,10 @@ TEST_F(KillTest, NoAcknowledgedRowIsLostWhenAWriterIsKilled) {
         if (round % kKillsPerDatabase == 0) {
             BeginDatabase();
         }
-        KillOnce();
+        KillOnce(round % 4 == 0);
+        if (round % 1000 == 999) {
+            Report();
+        }
     }
     Report();
 }
