@@ -25,6 +25,7 @@
  *    to the library, and says below how long it lives.
  *  - A database, with its views, is used from one thread at a time. Different databases may be used
  *    from different threads, and any number of processes may use the same files.
+ *  - Handles do not survive fork().
  *  - The host waits for a file lock that somebody else holds, and gives up after 30 seconds, unless
  *    the option "lock_timeout" says otherwise.
  */
@@ -90,7 +91,8 @@ OVRA_API int32_t ovra_set_option(ovra_database* database, const char* key, const
 
 /*
  * Rewrites every table without its deleted records and builds all indexes again. No view may be
- * open.
+ * open. Waits for the statements and views of others that use a table, as ALTER TABLE does; they
+ * wait for it in turn.
  */
 OVRA_API int32_t ovra_pack(ovra_database* database);
 
