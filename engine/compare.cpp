@@ -70,6 +70,14 @@ void StoreBoolean(OvraSQLField* field, bool value) { field->SetValue(value ? "T"
     return text.Part(0, length);
 }
 
+[[nodiscard]] TextView WithoutTrailingBlanks(TextView text) {
+    int32_t length = text.length;
+    while (length > 0 && text[length - 1] == ' ') {
+        --length;
+    }
+    return text.Part(0, length);
+}
+
 }  // namespace
 
 void SQL_Stack::PopField(OvraSQLField* field) {
@@ -128,9 +136,10 @@ void SQL_Stack::StoreText(const StackEntry& entry, OvraSQLField* field) {
             field->SetValue(text);
             break;
         case kFieldCharacter:
-            // Cut first, so that the value in hand equals the one that a later read of the record
-            // gives: a read takes off the blanks that the cut lays bare.
-            field->SetValue(WithoutTrailingSpace(text.Part(0, field->Length())));
+            // Blanks that the cut lays bare go, too, so that the value in hand equals the one that
+            // a later read of the record gives.
+            field->SetValue(
+                WithoutTrailingBlanks(WithoutTrailingSpace(text).Part(0, field->Length())));
             break;
         default:
             // A read of such a field takes nothing off, so what the cut lays bare stays.

@@ -93,9 +93,11 @@ TEST_F(FieldStore, TextLosesTrailingWhiteSpace) {
 }
 
 // The value in hand must equal the one that a later read gives, or its key could not be found.
-TEST_F(FieldStore, ATextIsCutFirstAndTrimmedThen) {
+TEST_F(FieldStore, ATextLosesTheBlanksThatItsCutLaysBare) {
     EXPECT_EQ(Literal(&text, "abc  def"), "abc");
     EXPECT_EQ(Literal(&text, "abcdef"), "abcde");
+    EXPECT_EQ(Literal(&text, "abc\t def"), "abc\t");
+    EXPECT_EQ(Literal(&text, "abc \tdef"), "abc \t");
 }
 
 // A date is read with its blanks, so those that its cut lays bare stay.
