@@ -47,10 +47,14 @@ class Episode:
         Field.careful = settings.careful
         shutil.rmtree(folder, True)
         os.makedirs(folder)
-        self.need(library.ask("create", folder + "/base.dbf"))
-        self.need(library.ask("option", "caseinsensitive" if settings.ignore_case
-                              else "casesensitive", ""))
-        self.need(library.ask("option", "statement_cache_size", "10" if settings.cache else "0"))
+        self.open("create")
+
+    def open(self, how):
+        self.need(self.library.ask(how, self.folder + "/base.dbf"))
+        self.need(self.library.ask("option", "caseinsensitive" if self.settings.ignore_case
+                                   else "casesensitive", ""))
+        self.need(self.library.ask("option", "statement_cache_size",
+                                   "10" if self.settings.cache else "0"))
 
     @staticmethod
     def need(answer):
@@ -63,6 +67,9 @@ class Episode:
         if text == "pack":
             self.need(self.library.ask("pack"))
             self.model.pack()
+            return True
+        if text == "reopen":
+            self.open("open")
             return True
         before = {name: [None if r is None else list(r) for r in table.records]
                   for name, table in self.model.tables.items()}
@@ -149,7 +156,7 @@ def generate(library, settings, folder, count):
     done = []
     while len(done) < count:
         if source.random() < 0.02:
-            step = ("pack", [], False)
+            step = (source.choice(["pack", "reopen"]), [], False)
         else:
             step = maker.statement()
         done.append(step)
@@ -159,7 +166,7 @@ def generate(library, settings, folder, count):
             return done, difference
         if result is False:
             done.pop()
-        elif result and step[0] != "pack":
+        elif result and step[0] not in ("pack", "reopen"):
             maker.remember(step, episode.last)
         if result is None:
             break

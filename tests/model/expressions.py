@@ -40,10 +40,19 @@ class Block:
         maker, alias = self.maker, self.new_alias()
         inner = Block(maker, [maker.table()], None, 1)
         names = ["c%d" % i for i in range(maker.random.randint(1, 3))]
-        items = ", ".join("%s as %s" % (inner.value(1), name) for name in names)
-        order = " order by " + inner.order() if maker.chance(0.2) else ""
-        self.froms.append("(select %s %s%s%s) %s%s" % (items, inner.source(), inner.where(0.4),
-                                                       order, maker.one(["", "as "]), alias))
+        grouped = maker.chance(0.15)
+        items = ", ".join("%s as %s" % (inner.aggregate(1) if grouped else inner.value(1), name)
+                          for name in names)
+        more = inner.where(0.4)
+        if maker.chance(0.1):
+            other = Block(maker, [maker.table()], None, 1)
+            more += " union %sselect %s %s" % (maker.one(["", "all "]), ", ".join(
+                other.value(1) for _ in names), other.source())
+        elif maker.chance(0.2) and not grouped:
+            more += " order by " + inner.order()
+        self.froms.append("(select %s%s %s%s) %s%s" % (
+            "distinct " if maker.chance(0.1) else "", items, inner.source(), more,
+            maker.one(["", "as "]), alias))
         self.tables.append((alias, names))
 
     def source(self):
@@ -123,7 +132,16 @@ class Block:
         maker = self.maker
         inner = maker.block(self, self.depth + 1)
         what = inner.aggregate(1) if maker.chance(0.85) else inner.value(1)
-        return "(select %s %s%s)" % (what, inner.source(), inner.where(0.7))
+        return "(select %s %s%s)" % (what, inner.source(), inner.where(0.7) + self.union())
+
+    def union(self):
+        """Seldom, a second branch of a sub-query."""
+        maker = self.maker
+        if not maker.chance(0.05):
+            return ""
+        inner = maker.block(self.outer, self.depth + 1)
+        return " union %sselect %s %s%s" % (maker.one(["", "all "]), inner.value(1),
+                                            inner.source(), inner.where())
 
     def aggregate(self, depth):
         maker = self.maker
@@ -266,7 +284,7 @@ class Block:
         inner = maker.block(self, self.depth + 1)
         if kind == 5:
             return "%s %sin (select %s %s%s)" % (self.head(), no, inner.value(1), inner.source(),
-                                                 inner.where())
+                                                 inner.where() + self.union())
         what = inner.aggregate(0) if maker.chance(0.8) else inner.value(1)
         return "exists (select %s %s%s)" % (what, inner.source(), inner.where(0.9))
 

@@ -8,6 +8,10 @@ TABLES = ["ports", "ships", "crew", "Log_2"]
 COLUMNS = ["id", "n", "name", "k", "amount", "flag", "note", "x", "y"]
 WORDS = ["", "a", "A", "ab", "Ab", "aB", "abc", "ABC", "b", "B2", "10", "9", "09", "1.0", "T", "F",
          "x y", " x", "a%", "_b", "b_c", "zz", "-1", "0", "a:b", "Mast", "mAst"]
+ODD_WORDS = ["+5", " 5", "5 ", ".5", "5.", "1e2", "1E-3", "0x1F", "1e300", "1e-30", "1e999", "Inf",
+             "-inf", "infinity", "99999999999", "2147483648", "-", "0.0", ".", "0.0.0", "00", "-0",
+             "\t5", "a\tb", "a\n", "\xe4\xc4", "\xff", "f", "t", "true", "ab  ", "  ",
+             "the quick brown fox jumps over the lazy dog " * 3]
 
 
 class Generator:
@@ -19,6 +23,7 @@ class Generator:
         self.random, self.database, self.careful = random, database, careful
         self.parameters = []
         self.aliases = 0
+        self.homes = {}
         self.old = []
 
     # ---- choices ----
@@ -58,8 +63,12 @@ class Generator:
                                            self.create_table),
                          (0.5, self.drop_table), (5 if self.careful else 0.5, self.index))
         text = kind()
-        if self.chance(0.07):
+        if self.chance(0.06):
             text = self.damage(text)
+        if self.chance(0.1):
+            text = self.shouted(text)
+        if self.chance(0.01):
+            self.parameters = self.parameters[:-1] or ["x"]
         return text, self.parameters, kind == self.select or self.chance(0.1)
 
     def remember(self, step, outcome):
@@ -70,6 +79,11 @@ class Generator:
 
     def given(self, parameter):
         return parameter if self.chance(0.5) else self.plain_text(parameter)
+
+    def shouted(self, text):
+        """In capitals, with other white space."""
+        space = self.one([" ", "\n", "\t ", "  "])
+        return space.join(piece if piece[0] in "'" else piece.upper() for piece in pieces_of(text))
 
     def damage(self, text):
         pieces = pieces_of(text)
@@ -141,9 +155,16 @@ class Generator:
             return self.select()
         order = self.one(["", " asc", " desc"])
         unique = "unique " if self.chance(0.2) else ""
-        return "create %sindex i%d on %s (%s)" % (
-            unique, self.random.randint(1, 9), table.name,
+        return "create %sindex %s on %s (%s)" % (
+            unique, self.index_name(table), table.name,
             ", ".join(field.name + order for field in columns))
+
+    def index_name(self, table):
+        """The name of an index stays with its table, even when the index has gone."""
+        name = "i%d" % self.random.randint(1, 9)
+        while self.homes.setdefault(name, table.name) != table.name:
+            name = "i%d" % self.random.randint(1, 99)
+        return name
 
     # ---- changes ----
 
@@ -153,16 +174,21 @@ class Generator:
         columns = ""
         if self.chance(0.3):
             fields = self.random.sample(fields, self.random.randint(1, len(fields)))
+            if self.chance(0.05):
+                fields.append(fields[0])
             columns = " (%s)" % ", ".join(field.name.lower() for field in fields)
         if self.chance(0.03):
             fields = fields[1:] or fields * 2
         if self.chance(0.15):
-            others = [t.name for t in self.database.tables.values() if t is not table]
+            others = [t.name for t in self.database.tables.values()
+                      if t is not table or (self.chance(0.3) and len(t.records) < 20)]
             if others:
                 scope = Block(self, [self.one(others)])
                 items = ", ".join(self.value_for(field, scope) for field in fields)
-                return "insert into %s%s select %s %s%s" % (
-                    table.name, columns, items, scope.source(), scope.where())
+                order = " order by " + scope.order() if self.chance(0.4) else ""
+                return "insert into %s%s select %s%s %s%s%s" % (
+                    table.name, columns, self.one(["", "", "distinct "]), items, scope.source(),
+                    scope.where(), order)
         values = ", ".join(self.constant_for(field) for field in fields)
         return "insert into %s%s values (%s)" % (table.name, columns, values)
 
@@ -194,21 +220,23 @@ class Generator:
     def literal(self, text):
         """The text as a literal of one form or another, or as a parameter."""
         if self.chance(0.08):
-            self.parameters.append(text)
-            return "?"
+            return self.parameter(text)
         return text if text.isdigit() or (text[:1] == "-" and text[1:].isdigit()) else "'%s'" % text
+
+    def parameter(self, text):
+        self.parameters.append(text)
+        return "?" if self.chance(0.9) else ":%d" % self.random.randint(1, len(self.parameters))
 
     def plain_text(self, example="x"):
         if example[:1].isdigit() or not example:
             return str(self.random.randint(0, 12))
         words = [w for w in WORDS if not self.careful or w not in ("1.0", "-1", "09")]
-        return self.one(words)
+        return self.one(ODD_WORDS if not self.careful and self.chance(0.1) else words)
 
     def text_literal(self):
         text = self.plain_text()
         if self.chance(0.08):
-            self.parameters.append(text)
-            return "?"
+            return self.parameter(text)
         return "'%s'" % text
 
     def update(self):
@@ -228,7 +256,7 @@ class Generator:
         scope = Block(self, names)
         target = ""
         if len(names) > 1 and self.chance(0.8):
-            target = "%s " % scope.tables[0][0]
+            target = scope.tables[0][0] + self.one(["", ".*", ", " + scope.tables[1][0]]) + " "
         return "delete %s%s%s" % (target, scope.source(), scope.where(0.98))
 
     # ---- queries ----
@@ -266,7 +294,8 @@ class Generator:
             width = width or self.random.randint(1, 4)
             items = ", ".join(block.item(star) for _ in range(width))
             width = None if ".*" in items else width
-        distinct = self.pick((80, ""), (12, "distinct "), (8, "all ")) if not group else ""
+        distinct = self.pick((80, ""), (12, "distinct "), (8, "all ")) \
+            if not group or self.chance(0.1) else ""
         where = block.where()
         return "select %s%s %s%s%s" % (distinct, items, block.source(), where, group), width
 

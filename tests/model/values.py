@@ -382,7 +382,7 @@ class Field:
             value = self.convert(to_text(value))
         if Field.careful and self.type == NUMERIC and (len(value) > self.width or value[0] == "-"):
             raise Unsettled("a number that an index finds elsewhere")
-        return value if self.type == MEMO else value[:self.width]
+        return value if self.type == MEMO else self.written(value[:self.width])
 
     def convert(self, text):
         if self.type == BOOLEAN:
@@ -395,5 +395,6 @@ class Field:
         return text if self.type == MEMO else text.rstrip(BLANKS)
 
     def written(self, text):
-        """How a value reads after it went through the record."""
+        """How a value reads after it went through the record: without the blanks at its end, which
+        are then not there for the index either."""
         return text.rstrip(" ") if self.type == CHARACTER else text
