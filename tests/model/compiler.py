@@ -176,7 +176,8 @@ class Compiler:
             return
         item = None
         if node.column.table is None:
-            item = next((i for i in query.items if i.name.lower() == node.column.name.lower()), None)
+            name = node.column.name.lower()
+            item = next((item for item in query.items if item.name.lower() == name), None)
         if item is None:
             if had_temporary:
                 raise Failure("ORDER BY must be by result column name")
@@ -280,7 +281,7 @@ def columns_below(node):
 
 
 def extract(table, tables, root, parent_query, update_target):
-    """Takes the largest part out of a condition that needs only open tables; None if there is none."""
+    """Takes the largest part out of a condition that needs only open tables, or None."""
     found, node = find_evaluable(root.left, tables, parent_query, update_target)
     if not found or node is None:
         return None

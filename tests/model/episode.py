@@ -9,9 +9,9 @@ from collections import Counter
 
 import interpreter
 from database import Database
+from evaluator import TooLong
 from generator import Generator
 from library_pipe import LibraryDied
-from machine import TooLong
 from scanner import pieces_of
 from values import Field, Unsettled, text_to_double, upper
 
@@ -91,8 +91,8 @@ class Episode:
             raise Difference("model:   %s\nlibrary: %s" % (told(mine), told(theirs)),
                              (mine.ok, theirs.ok))
         if mine.ok and [name.upper() for name in mine.names] != [n.upper() for n in theirs.names]:
-            raise Difference("model:   columns %s\nlibrary: columns %s" % (mine.names, theirs.names),
-                             "names")
+            raise Difference("model:   columns %s\nlibrary: columns %s"
+                             % (mine.names, theirs.names), "names")
         if not self.settings.careful:
             same = mine.rows == theirs.rows
         else:

@@ -1,4 +1,4 @@
-"""The block of a random query: its tables, and the values and conditions that can stand over them."""
+"""The block of a random query: its tables, and the values and conditions that stand over them."""
 
 from values import BOOLEAN, CHARACTER, MEMO
 
@@ -62,7 +62,8 @@ class Block:
 
     def columns(self, qualified=None):
         """(text, field or None) of the block's columns, named so that they are not ambiguous."""
-        all_names = [f if isinstance(f, str) else f.name for _, fields in self.tables for f in fields]
+        all_names = [field if isinstance(field, str) else field.name
+                     for _, fields in self.tables for field in fields]
         found = []
         for alias, fields in self.tables:
             for field in fields:
@@ -123,7 +124,9 @@ class Block:
 
     def substring(self, depth):
         maker = self.maker
-        length = " for %s" % maker.one(["1", "2", "5", "0", self.simple()]) if maker.chance(0.6) else ""
+        length = ""
+        if maker.chance(0.6):
+            length = " for %s" % maker.one(["1", "2", "5", "0", self.simple()])
         start = maker.one(["1", "2", "3", "0", self.simple()])
         return "substring(%s from %s%s)" % (self.value(depth), start, length)
 

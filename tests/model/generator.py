@@ -150,7 +150,7 @@ class Generator:
         self.random.shuffle(fields)
         numbers = [f for f in fields if f.type != CHARACTER][:self.random.randint(1, 2)]
         texts = [f for f in fields if f.type == CHARACTER][:self.random.randint(0, 1)]
-        columns = (numbers + texts) if numbers else fields[:1]  # a text sorts as text in the end only
+        columns = (numbers + texts) if numbers else fields[:1]  # only the last text sorts as one
         if not columns:
             return self.select()
         order = self.one(["", " asc", " desc"])

@@ -5,8 +5,8 @@ library but the list of reserved words.
 """
 
 from compiler import Compiler
-from database import Database
-from machine import Cursor, Machine
+from cursor import Cursor
+from machine import Machine
 from parser import Parser
 from values import Cell, Failure, FieldValue, Unsettled
 

@@ -4,6 +4,7 @@ import os
 import re
 
 END, IDENTIFIER, LITERAL, DYNAMIC, UNKNOWN = "end", "identifier", "literal", "dynamic", "unknown"
+DIGITS = "0123456789"
 _MARKS = ",()<>.:=*+-?/"
 
 
@@ -66,7 +67,7 @@ class Scanner:
             end = self.position
             self.position += 1
             return Token(LITERAL, text, start + 1, end)
-        if c in "0123456789":
+        if c in DIGITS:
             text = self.take(r"[0-9.]+")
             return Token(LITERAL, text, start, self.position)
         if re.match(r"[A-Za-z_]", c):
@@ -83,7 +84,7 @@ class Scanner:
     def fold_sign(self):
         """A sign with digits touching it becomes their part; a point does not."""
         token = self.current
-        if token.kind in ("+", "-") and re.match(r"[0-9]", self.source[self.position:self.position + 1]):
+        if token.kind in ("+", "-") and self.source[self.position:self.position + 1] in set(DIGITS):
             digits = self.take(r"[0-9]+")
             self.current = Token(LITERAL, token.text + digits, token.start, self.position)
 
