@@ -34,7 +34,6 @@ std::vector<StatementScript> MakeScripts() {
           "insert into t values (2, 'two', 'text of two')",
           "insert into t values (3, 'three', 'text of three')"},
          {"insert into t select a + 10, b, m from t where a < 10",
-          "insert into t select a + 100, b, m from t order by a",
           "update t set b = 'changed', m = 'changed text', a = a + 1000",
           "delete from t where a > 1002"}});
     return scripts;

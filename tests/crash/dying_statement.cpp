@@ -305,8 +305,10 @@ bool DyingStatement::Allows(const KillPoint& point, const Finding& finding) cons
             // DROP INDEX deletes the file first.
             return kind_ == DyingKind::kDropIndex && Last(point).path == finding.file;
         case FindingKind::kMemo:
-            // A table that gets its first memo column has its data file before its memo file.
-            return IsSwapping(point, FileOfMemo(finding.file));
+            // A table that gets its first memo column has its data file before its memo file. A
+            // block number that was overwritten in part may be that of another record.
+            return IsSwapping(point, FileOfMemo(finding.file)) ||
+                   TornRecord(point, FileOfMemo(finding.file)) != 0;
         default:
             return false;
     }
