@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 build="$1"
 what="${2:-all}"
 folders=(include library foundation storage schema language compile engine host shell)
-beside=(tests bench)
+beside=(tests bench fuzz)
 
 if [ "$what" != tidy ]; then
     find "${folders[@]}" "${beside[@]}" \( -name '*.h' -o -name '*.cpp' -o -name '*.c' \) -print0 |

@@ -16,6 +16,7 @@ declare -A job_packages=(
     [bare_debian]="debootstrap git"
     [big_endian]="g++-s390x-linux-gnu googletest qemu-user-static"
     [clang]="clang-14"
+    [fuzz]="clang-14 libclang-rt-14-dev"
     [locale]="locales"
     [thirty_two_bit]="g++-i686-linux-gnu googletest"
     [valgrind]="valgrind"

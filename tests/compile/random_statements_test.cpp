@@ -1,6 +1,7 @@
 #include <random>
 
 #include "tests/compile/compile_database.h"
+#include "tests/support/program_places.h"
 
 // Statements put together at random, good and bad: each compiles or fails with a message, and no
 // program has a jump without a landing place or a slot that nothing opens. A seed is shown with a
@@ -140,49 +141,6 @@ class StatementWriter {
     std::mt19937 random_;
 };
 
-// The operand with the jump target, 0 for none.
-int32_t TargetOperand(int32_t opcode) {
-    switch (opcode) {
-        case SQL_Cursor_First:
-        case SQL_Cursor_Next:
-        case SQL_Temporary_First:
-        case SQL_Temporary_Next:
-        case SQL_Bucket_First:
-        case SQL_Bucket_Next:
-        case SQL_Jump_EQ:
-        case SQL_Jump_NE:
-            return 2;
-        case SQL_Bucket_Record:
-            return 3;
-        case SQL_Jump:
-            return 1;
-        default:
-            return 0;
-    }
-}
-
-int32_t Operand(const Instruction& instruction, int32_t which) {
-    return which == 1   ? instruction.operand1
-           : which == 2 ? instruction.operand2
-                        : instruction.operand3;
-}
-
-// The first instruction that jumps outside the program, or uses a slot below 0; empty for none.
-std::string Misplaced(const SQLCodeGenerator& generator) {
-    for (int32_t i = 0; i < generator.InstructionCount(); ++i) {
-        const Instruction& instruction = generator.Instructions()[i];
-        const int32_t which = TargetOperand(instruction.opcode);
-        const bool isBadJump =
-            which != 0 && (Operand(instruction, which) < 0 ||
-                           Operand(instruction, which) >= generator.InstructionCount());
-        const bool isBadSlot = instruction.operand1 < 0 && instruction.opcode != SQL_Push_Bucket;
-        if (isBadJump || isBadSlot) {
-            return std::to_string(i) + " " + InstructionText(instruction);
-        }
-    }
-    return "";
-}
-
 class RandomStatements : public CompileTest {
   protected:
     void SetUp() override {
@@ -206,7 +164,8 @@ TEST_F(RandomStatements, CompileOrFailWithAMessage) {
             ASSERT_GT(result.size(), 2U) << seed << ": " << sql;
         } else if (Generator().Error().IsEmpty()) {
             ++compiled;
-            ASSERT_EQ(Misplaced(Generator()), "") << seed << ": " << sql << "\n" << result;
+            ASSERT_EQ(MisplacedInstruction(Generator()), "") << seed << ": " << sql << "\n"
+                                                             << result;
         }
     }
     // Both kinds were met often enough to mean something.

@@ -31,6 +31,26 @@ TEST_F(MemoryHostTest, OpenFlagsAreObeyed) {
     EXPECT_EQ(TheHost().FileText("f"), "");
 }
 
+TEST_F(MemoryHostTest, AFileGrowsNoLongerThanTheDiskHasRoom) {
+    void* file = Open("f");
+    TheHost().SetLongestFile(4);
+    EXPECT_EQ(ovFile_Write(file, "abcd", 4), 4);
+    EXPECT_EQ(ovFile_Write(file, "e", 1), 0);
+    int32_t length = 0;
+    EXPECT_STREQ(ovFile_Error(TheHost().Program(), file, &length), "No space left on device");
+    EXPECT_EQ(ovFile_Seek(file, 3), 3);
+    EXPECT_EQ(ovFile_Write(file, "xy", 2), 0);
+    EXPECT_EQ(TheHost().FileText("f"), "abcd");
+}
+
+TEST_F(MemoryHostTest, ClearForgetsEverythingButTheBinding) {
+    Open("f");
+    TheHost().Clear();
+    EXPECT_FALSE(TheHost().HasFile("f"));
+    EXPECT_EQ(TheHost().OpenFileCount(), 0);
+    EXPECT_NE(Open("f"), nullptr);
+}
+
 TEST_F(MemoryHostTest, AFileIsReadAndWrittenAtThePosition) {
     void* file = Open("f");
     EXPECT_EQ(ovFile_Seek(file, 3), 3);
