@@ -17,6 +17,12 @@ struct EngineFailure {
     bool failed = false;
     String message;
 
+    // The message keeps its room from here on, so that failing for want of memory takes none.
+    EngineFailure() {
+        message.Assign("Out of memory");
+        message.Assign(TextView());
+    }
+
     // Always -1, so that an operation can end with it.
     int32_t Fail(TextView text) {
         failed = true;

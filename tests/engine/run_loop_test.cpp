@@ -336,5 +336,17 @@ TEST_F(RunLoopTest, RandomProgramsDoNoHarm) {
     }
 }
 
+// Where no memory is left, there must be room for the text that says so.
+TEST(EngineFailureTest, HasRoomForTheTextOfMissingMemory) {
+    EngineFailure failure;
+    EXPECT_TRUE(failure.message.IsEmpty());
+    const std::string text = "Out of memory";
+    EXPECT_GT(failure.message.Capacity(), static_cast<int32_t>(text.size()));
+    const char* const room = failure.message.CText();
+    EXPECT_EQ(failure.Fail("Out of memory"), -1);
+    EXPECT_EQ(failure.message.CText(), room) << "no new buffer";
+    EXPECT_EQ(failure.message.CText(), text);
+}
+
 }  // namespace
 }  // namespace ovrasql
