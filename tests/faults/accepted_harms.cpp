@@ -55,9 +55,21 @@ std::vector<AcceptedHarm> Silences() {
     return {
         {"a record that can't be read, or a step of an index that fails, ends a walk like the end "
          "of the table",
-         {Harm::kRowsRead, Harm::kNotWhole, Harm::kRowChanged},
+         {Harm::kRowsRead, Harm::kNotWhole},
          [](const Situation& s) {
              return s.ok && (IsReading(s) || IsChange(s)) &&
+                    (FailedToRead(s, FilePart::kData) || FailedToRead(s, FilePart::kIndex));
+         }},
+        {"what such a walk does not find can't make a statement fail",
+         {Harm::kNotRefused},
+         [](const Situation& s) {
+             return s.ok && (IsReading(s) || Begins(s.step, "update")) &&
+                    (FailedToRead(s, FilePart::kData) || FailedToRead(s, FilePart::kIndex));
+         }},
+        {"a value that is made of a sub-query is that of the rows that were read",
+         {Harm::kRowChanged},
+         [](const Situation& s) {
+             return s.ok && IsChange(s) && s.step.text.find("(select") != std::string::npos &&
                     (FailedToRead(s, FilePart::kData) || FailedToRead(s, FilePart::kIndex));
          }},
         {"a memo text that can't be read is as much of it as was read",
@@ -76,7 +88,7 @@ std::vector<AcceptedHarm> Silences() {
                     FailedToRead(s, FilePart::kCatalogData);
          }},
         {"CREATE INDEX takes the first record that can't be read for the end of the table",
-         {Harm::kKeys, Harm::kNotWhole, Harm::kLeftByPack},
+         {Harm::kKeys, Harm::kNotWhole, Harm::kNotRefused, Harm::kLeftByPack},
          [](const Situation& s) {
              return Begins(s.step, "create") && FailedToRead(s, FilePart::kData);
          }},
@@ -86,6 +98,9 @@ std::vector<AcceptedHarm> Silences() {
              return s.ok && Begins(s.step, "drop") &&
                     (FailedService(s, "ovFile_Exists") || FailedService(s, "ovFile_Delete"));
          }},
+        {"a value that finds no memory when the host asks for it is the empty text",
+         {Harm::kRowsRead},
+         [](const Situation& s) { return s.ok && s.outOfMemory && IsReading(s); }},
         {"a host that gives no variable gets no value",
          {Harm::kRowsRead},
          [](const Situation& s) {
@@ -113,7 +128,7 @@ std::vector<AcceptedHarm> Remains() {
         {"a change of an index that fails in the middle leaves what has been written",
          {Harm::kIndexFile, Harm::kKeys},
          [](const Situation& s) {
-             return !s.ok && IsChange(s) && FailedToWrite(s, FilePart::kIndex);
+             return !s.ok && IsChange(s) && (s.outOfMemory || FailedToWrite(s, FilePart::kIndex));
          }},
         {"a definition that fails while it writes the catalog leaves the row without its keys, or "
          "a page of an index half written; no pack mends the catalog",
@@ -121,7 +136,7 @@ std::vector<AcceptedHarm> Remains() {
           Harm::kOtherStatement, Harm::kTableLost, Harm::kIndexFile},
          [](const Situation& s) {
              return !s.ok && IsDefinition(s) &&
-                    (FailedToWrite(s, FilePart::kCatalogData) ||
+                    (s.outOfMemory || FailedToWrite(s, FilePart::kCatalogData) ||
                      FailedToWrite(s, FilePart::kCatalogIndex));
          }},
         {"a database whose making failed is none, nor is the one that was there",

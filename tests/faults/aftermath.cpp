@@ -77,7 +77,7 @@ void AftermathJudge::CheckResult(const StepResult& result, Aftermath* aftermath)
         aftermath->breaches.emplace_back("a failure without a text");
     }
     if (result.ok && !right.ok) {
-        aftermath->harms.push_back({Harm::kNotWhole, "a statement is not refused any more"});
+        aftermath->harms.push_back({Harm::kNotRefused, "a statement is not refused any more"});
     } else if (result.ok && result.rows != right.rows) {
         aftermath->harms.push_back({Harm::kRowsRead, "gives " + result.rows});
     }

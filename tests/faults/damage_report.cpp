@@ -209,10 +209,10 @@ void TakeFindings(const RecordedStep& step, bool ok, const std::vector<Finding>&
 
 const char* NameOf(Harm harm) {
     constexpr const char* kNames[] = {
-        "rows read",     "not whole",       "memo text",     "row lost",    "row changed",
-        "new row",       "table lost",      "data file",     "memo file",   "index file",
-        "keys",          "catalog",         "catalog index", "file left",   "untouched file",
-        "does not open", "other statement", "does not pack", "left by pack"};
+        "rows read",      "not refused",   "not whole",       "memo text",     "row lost",
+        "row changed",    "new row",       "table lost",      "data file",     "memo file",
+        "index file",     "keys",          "catalog",         "catalog index", "file left",
+        "untouched file", "does not open", "other statement", "does not pack", "left by pack"};
     return kNames[static_cast<size_t>(harm)];
 }
 

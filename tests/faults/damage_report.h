@@ -15,6 +15,7 @@ namespace ovrasql {
 
 enum class Harm {
     kRowsRead,        // the statement says that it worked, and gave other rows
+    kNotRefused,      // it says that it worked, and should have been refused
     kNotWhole,        // it says that it worked, and its effect is not whole
     kMemoText,        // a row whose memo text is another, or none
     kRowLost,         // a record is gone that the statement doesn't delete

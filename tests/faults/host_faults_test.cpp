@@ -3,35 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
-#include "tests/faults/accepted_harms.h"
-#include "tests/faults/aftermath.h"
 #include "tests/faults/fault.h"
+#include "tests/faults/fault_tally.h"
 
 namespace ovrasql {
 namespace {
-
-// Under the sanitizers each seventh fault, since they take ten times as long.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr size_t kStride = 7;
-#else
-constexpr size_t kStride = 1;
-#endif
-constexpr int64_t kLeastFaults = 100000;
-
-struct Tally {
-    size_t scripts = 0;
-    int64_t faults = 0;
-    int64_t failures = 0;   // statements that said so
-    int64_t successes = 0;  // in spite of the fault
-    int64_t refusals = 0;   // when tried again
-};
-
-Tally& TheTally() {
-    static Tally tally;
-    return tally;
-}
 
 std::vector<HostCall> FailedCalls(const Fault& fault) {
     std::vector<HostCall> failed = {fault.call->call};  // not all services mark it in the log
@@ -90,31 +66,6 @@ class HostFaultTest : public ::testing::TestWithParam<StatementScript> {
         judge->JudgeFiles(files, aftermath);
         return true;
     }
-
-    static void Count(const Aftermath& aftermath) {
-        ++TheTally().faults;
-        ++(aftermath.ok ? TheTally().successes : TheTally().failures);
-        TheTally().refusals += aftermath.refusal.empty() ? 0 : 1;
-    }
-
-    static void Expect(const ScriptStep& step, const Fault& fault, const Aftermath& aftermath) {
-        const auto fail = [&](const std::string& text) {
-            ADD_FAILURE() << step.text << "\n  " << fault.Text() << "\n  says "
-                          << (aftermath.ok ? "that it worked" : "that it failed") << "\n  " << text;
-        };
-        for (const std::string& breach : aftermath.breaches) {
-            fail(breach);
-        }
-        const Situation situation{step, aftermath.ok, aftermath.failed, false};
-        for (const HarmFound& found : aftermath.harms) {
-            if (!Accept(situation, found.harm)) {
-                fail(std::string(NameOf(found.harm)) + ": " + found.text);
-            }
-        }
-        if (!aftermath.refusal.empty() && ReasonOfRefusal(aftermath.refusal) == nullptr) {
-            fail("is refused afterwards: " + aftermath.refusal);
-        }
-    }
 };
 
 TEST_P(HostFaultTest, EachCallMayFailInEachWay) {
@@ -122,41 +73,56 @@ TEST_P(HostFaultTest, EachCallMayFailInEachWay) {
     AftermathJudge judge(recorded);
     const std::vector<Fault> faults = AllFaults(recorded);
     EXPECT_GT(faults.size(), 50U);
-    for (size_t i = 0; i < faults.size() && !HasFailure(); i += kStride) {
+    for (size_t i = 0; i < faults.size() && !HasFailure(); i += kFaultStride) {
         Aftermath aftermath;
         ASSERT_TRUE(Run(recorded, faults[i], &judge, &aftermath))
             << faults[i].Text() << " never happens";
-        Count(aftermath);
-        Expect(recorded.script->tested[aftermath.step], faults[i], aftermath);
+        HostFaults().Count(aftermath);
+        ExpectAccepted(recorded, aftermath, faults[i].Text(), /*outOfMemory=*/false);
     }
-    ++TheTally().scripts;
+    ++HostFaults().scripts;
 }
 
 INSTANTIATE_TEST_SUITE_P(EachScript, HostFaultTest, ::testing::ValuesIn(StatementScripts()),
                          [](const auto& script) { return script.param.name; });
 
-// Behind the last script: what has been done in all, and whether each accepted harm was met.
-class Summary : public ::testing::Environment {
-    void TearDown() override {
-        const Tally& tally = TheTally();
-        if (tally.scripts != StatementScripts().size()) {
-            return;  // not all of them were asked for
-        }
-        std::printf("%lld faults: %lld statements failed, %lld worked; %lld were refused again\n",
-                    static_cast<long long>(tally.faults), static_cast<long long>(tally.failures),
-                    static_cast<long long>(tally.successes),
-                    static_cast<long long>(tally.refusals));
-        for (const AcceptedHarm& accepted : AcceptedHarms()) {
-            std::printf("%8lld times: %s\n", static_cast<long long>(accepted.needed),
-                        accepted.reason);
-            EXPECT_GT(accepted.needed, 0) << accepted.reason;
-        }
-        EXPECT_GT(tally.faults * static_cast<int64_t>(kStride), kLeastFaults);
-    }
-};
+// Some systems refuse a second lock over bytes that the handle holds, others join the two, and the
+// first release frees both. So there is to be none.
+class ScriptLockTest : public ::testing::TestWithParam<StatementScript> {};
 
-const ::testing::Environment* const kSummary =
-    ::testing::AddGlobalTestEnvironment(new Summary);  // GoogleTest owns it
+TEST_P(ScriptLockTest, NoHandleLocksBytesThatItHoldsAlready) {
+    RestoreFiles(SetupFiles(GetParam()));
+    TheHost().SetSelfConflict(true);
+    ScriptSession session;
+    ASSERT_TRUE(Prepare(session, GetParam()));
+    for (const ScriptStep& step : GetParam().tested) {
+        EXPECT_EQ(session.Run(step).ok, !step.fails) << step.text;
+    }
+    EXPECT_EQ(TheHost().Misuses(), std::vector<std::string>());
+}
+
+// As by a process that never lets go: what can't be locked is not written.
+TEST_P(ScriptLockTest, NothingIsWrittenWhereAllLocksAreRefused) {
+    RestoreFiles(SetupFiles(GetParam()));
+    ScriptSession session;
+    ASSERT_TRUE(Prepare(session, GetParam()));
+    TheHost().RefuseLocks(true);
+    for (const ScriptStep& step : GetParam().tested) {
+        if (KindOf(step) == StepKind::kCreate || KindOf(step) == StepKind::kOpen) {
+            continue;  // takes no locks, and makes files that nobody has open
+        }
+        const FileSet before = DatabaseFiles(TakeFiles());
+        const StepResult result = session.HasDatabase() ? session.Run(step) : StepResult();
+        EXPECT_TRUE(ReadsOnly(step) || !result.ok) << step.text << " changes without a lock";
+        FileSet after = DatabaseFiles(TakeFiles());
+        std::erase_if(after, [&](const auto& file) { return before.count(file.first) == 0; });
+        EXPECT_EQ(after, before) << step.text;
+        EXPECT_EQ(TheHost().Locks().size(), 0U) << step.text;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EachScript, ScriptLockTest, ::testing::ValuesIn(StatementScripts()),
+                         [](const auto& script) { return script.param.name; });
 
 }  // namespace
 }  // namespace ovrasql

@@ -1,5 +1,6 @@
-// Each allocation of the library fails once: no entry may let an exception out, crash or leak, and
-// the database goes on working afterwards. The host's own allocations are spared.
+// Each allocation of an entry fails once: it may let no exception out, crash or leak, and the
+// database goes on working afterwards. The host's own allocations are spared. Statements of every
+// kind stand in tests/faults.
 
 #include <gtest/gtest.h>
 
@@ -10,8 +11,8 @@
 
 #include "foundation/ignore_result.h"
 #include "library/database_context.h"
-#include "tests/library/failure_statements.h"
 #include "tests/support/failing_allocations.h"
+#include "tests/support/test_database.h"
 
 namespace ovrasql {
 namespace {
@@ -169,57 +170,6 @@ TEST_F(OutOfMemoryTest, TheErrorTextSaysSo) {
     EXPECT_STREQ(Table().database_error(database), "Out of memory");
     Table().database_free(database);
 }
-
-// Statements of every kind, each on fresh files.
-class StatementMemoryTest : public ::testing::TestWithParam<int32_t> {};
-
-TEST_P(StatementMemoryTest, EachAllocationMayFail) {
-    const std::string& statement = FailureStatements()[static_cast<size_t>(GetParam())];
-    const FileSet files = FailureFiles();
-    constexpr int64_t kMostAllocations = 100000;
-    for (int64_t number = 1; number < kMostAllocations && !HasFailure(); ++number) {
-        RestoreFiles(files);
-        TheHost().SetLogging(false);
-        TestDatabase database;
-        ASSERT_TRUE(database.Open());
-        void* handle = database.Handle();
-        int32_t result = 0;
-        ovratest::allocationCount = 0;
-        ovratest::failingAllocation = number;
-        ovratest::countingAllocations = true;
-        // No texts of the test's own in here: their allocations would fail too.
-        if (statement == "pack") {
-            result = Library().database_pack(handle);
-        } else if (statement.starts_with("select")) {
-            result =
-                Library().database_open_view(handle, "v", 1, statement.c_str(), -1, nullptr, 0);
-            if (result == 1) {
-                result = Library().view_skip(MemoryHost::Database(handle)->views.back().get(), 100);
-            }
-            if (!MemoryHost::Database(handle)->views.empty()) {
-                Library().view_close(MemoryHost::Database(handle)->views.back().get());
-            }
-        } else {
-            result = Library().database_query(handle, statement.c_str(), -1, nullptr, 0);
-        }
-        ovratest::countingAllocations = false;
-        EXPECT_EQ(TheHost().Locks().size(), 0U) << "allocation " << number;
-        IgnoreResult(database.RowsText("select * from t"));  // it may fail, but not crash
-        database.Free();
-        EXPECT_EQ(TheHost().OpenFileCount(), 0) << "allocation " << number;
-        EXPECT_EQ(TheHost().AllocatedCount(), 0) << "allocation " << number;
-        EXPECT_EQ(TheHost().Misuses(), std::vector<std::string>()) << "allocation " << number;
-        if (ovratest::allocationCount < number) {
-            EXPECT_EQ(result, 1) << "nothing failed";
-            EXPECT_GT(number, 1);
-            return;
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(EachStatement, StatementMemoryTest,
-                         ::testing::Range(0, static_cast<int32_t>(FailureStatements().size())),
-                         StatementTestName);
 
 }  // namespace
 }  // namespace ovrasql

@@ -10,14 +10,25 @@ namespace ovratest {
 bool countingAllocations = false;
 int64_t allocationCount = 0;
 int64_t failingAllocation = 0;
+bool allocationsFailForEver = false;
 
 }  // namespace ovratest
 
 namespace {
 
+// Whether the next allocation is one to fail.
+bool Fails() {
+    if (!ovratest::countingAllocations || ovrasql::ServiceDepth() != 0) {
+        return false;
+    }
+    const int64_t number = ++ovratest::allocationCount;
+    return number == ovratest::failingAllocation ||
+           (ovratest::allocationsFailForEver && ovratest::failingAllocation != 0 &&
+            number > ovratest::failingAllocation);
+}
+
 void* Allocate(std::size_t size) {
-    if (ovratest::countingAllocations && ovrasql::ServiceDepth() == 0 &&
-        ++ovratest::allocationCount == ovratest::failingAllocation) {
+    if (Fails()) {
         throw std::bad_alloc();
     }
     void* memory = std::malloc(size == 0 ? 1 : size);

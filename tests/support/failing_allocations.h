@@ -10,5 +10,7 @@ extern bool countingAllocations;
 extern int64_t allocationCount;
 // The number of the allocation that fails, counted from 1; 0 for none.
 extern int64_t failingAllocation;
+// Whether all behind it fail as well.
+extern bool allocationsFailForEver;
 
 }  // namespace ovratest

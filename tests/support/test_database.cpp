@@ -4,6 +4,8 @@ namespace ovrasql {
 
 namespace {
 
+const ovra_library_table* replacement = nullptr;
+
 int32_t Length(std::string_view text) { return static_cast<int32_t>(text.size()); }
 
 std::string TextOf(void* variable) {
@@ -27,8 +29,12 @@ std::string Joined(const Row& row) {
 }  // namespace
 
 const ovra_library_table& Library() {
-    return *static_cast<const ovra_library_table*>(ovra_database_library());
+    return replacement != nullptr
+               ? *replacement
+               : *static_cast<const ovra_library_table*>(ovra_database_library());
 }
+
+void SetLibrary(const ovra_library_table* table) { replacement = table; }
 
 TestView::TestView(TestDatabase& database, std::string_view sql, const Texts& parameters)
     : database_(database) {

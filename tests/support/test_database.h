@@ -21,6 +21,10 @@ using Texts = std::vector<std::string>;
 
 const ovra_library_table& Library();
 
+// Puts another table in the place of the library's, for tests that watch its entries; null puts the
+// library's back.
+void SetLibrary(const ovra_library_table* table);
+
 class TestDatabase;
 
 // An open view, on its first row. It is closed with the object, and must not outlive its database.

@@ -1,0 +1,83 @@
+#include "tests/faults/fault_tally.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "tests/faults/accepted_harms.h"
+
+namespace ovrasql {
+
+namespace {
+
+constexpr int64_t kLeastHostFaults = 100000;
+constexpr int64_t kLeastAllocationFaults = 20000;
+
+void Print(const char* what, const FaultTally& tally) {
+    std::printf("%lld %s: %lld statements failed, %lld worked; %lld were refused again\n",
+                static_cast<long long>(tally.faults), what, static_cast<long long>(tally.failures),
+                static_cast<long long>(tally.successes), static_cast<long long>(tally.refusals));
+}
+
+class Summary : public ::testing::Environment {
+    void TearDown() override {
+        const auto all = static_cast<int64_t>(StatementScripts().size());
+        if (HostFaults().scripts != all || AllocationFaults().scripts != all) {
+            return;  // not all of them were asked for
+        }
+        Print("calls of the host", HostFaults());
+        Print("allocations", AllocationFaults());
+        for (const AcceptedHarm& accepted : AcceptedHarms()) {
+            std::printf("%8lld times: %s\n", static_cast<long long>(accepted.needed),
+                        accepted.reason);
+            // A part of the faults does not meet the rare ones.
+            EXPECT_TRUE(accepted.needed > 0 || kFaultStride > 1) << accepted.reason;
+        }
+        EXPECT_GT(HostFaults().faults * kFaultStride, kLeastHostFaults);
+        EXPECT_GT(AllocationFaults().faults * kFaultStride, kLeastAllocationFaults);
+    }
+};
+
+// GoogleTest owns it.
+const ::testing::Environment* const kSummary = ::testing::AddGlobalTestEnvironment(new Summary);
+
+}  // namespace
+
+void FaultTally::Count(const Aftermath& aftermath) {
+    ++faults;
+    ++(aftermath.ok ? successes : failures);
+    refusals += aftermath.refusal.empty() ? 0 : 1;
+}
+
+FaultTally& HostFaults() {
+    static FaultTally tally;
+    return tally;
+}
+
+FaultTally& AllocationFaults() {
+    static FaultTally tally;
+    return tally;
+}
+
+void ExpectAccepted(const RecordedScript& recorded, const Aftermath& aftermath,
+                    const std::string& fault, bool outOfMemory) {
+    const ScriptStep& step = recorded.script->tested[aftermath.step];
+    const auto fail = [&](const std::string& text) {
+        ADD_FAILURE() << step.text << "\n  " << fault << "\n  says "
+                      << (aftermath.ok ? "that it worked" : "that it failed") << "\n  " << text;
+    };
+    for (const std::string& breach : aftermath.breaches) {
+        fail(breach);
+    }
+    const Situation situation{step, aftermath.ok, aftermath.failed, outOfMemory};
+    for (const HarmFound& found : aftermath.harms) {
+        if (!Accept(situation, found.harm)) {
+            fail(std::string(NameOf(found.harm)) + ": " + found.text);
+        }
+    }
+    if (!aftermath.refusal.empty() && ReasonOfRefusal(aftermath.refusal) == nullptr) {
+        fail("is refused afterwards: " + aftermath.refusal);
+    }
+}
+
+}  // namespace ovrasql
