@@ -19,8 +19,9 @@ class Generator:
     numbers, columns on the right of < and >, NOT over a comparison, numbers written in an unusual
     way, and the number of the row."""
 
-    def __init__(self, random, database, careful):
+    def __init__(self, random, database, careful, records):
         self.random, self.database, self.careful = random, database, careful
+        self.records = records  # that a table should have
         self.parameters = []
         self.aliases = 0
         self.homes = {}
@@ -52,7 +53,7 @@ class Generator:
         self.parameters = []
         if not self.database.tables:
             return self.create_table(), [], False
-        poor = [t for t in self.database.tables.values() if len(t.records) < 4]
+        poor = [t for t in self.database.tables.values() if len(t.records) < self.records]
         if poor and self.chance(0.6):
             return self.insert(self.one(poor)), self.parameters, False
         if self.old and self.chance(0.12):

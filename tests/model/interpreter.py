@@ -16,8 +16,8 @@ class Outcome:
 
     def __init__(self):
         self.ok, self.error, self.names, self.rows = True, "", [], []
-        self.kind = None
-        self.query = None
+        self.kind = self.query = None
+        self.many = False  # it was to change any number of records
 
 
 def run(database, text, parameters=(), view=True):
@@ -27,6 +27,8 @@ def run(database, text, parameters=(), view=True):
         parser = Parser(text)
         statement = parser.parse()
         outcome.kind = statement.kind
+        outcome.many = statement.kind in ("update", "delete") or \
+            (statement.kind == "insert" and statement.query is not None)
         runner = Runner(database, parser, statement, parameters, view, outcome)
         runner.run()
     except Failure as failure:

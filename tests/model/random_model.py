@@ -20,8 +20,6 @@ sys.dont_write_bytecode = True
 from episode import Settings, folder_for, generate, replay, shrink  # noqa: E402
 from library_pipe import Library  # noqa: E402
 
-PER_EPISODE = 60
-
 
 def report(library, settings, folder, steps, difference):
     print("\n" + str(settings))
@@ -52,7 +50,7 @@ def main():
     first, total, failures, kinds = seed, 0, 0, Counter()
     while total < given.statements and failures < given.failures:
         settings = Settings(seed)
-        steps, difference = generate(library, settings, folder, PER_EPISODE)
+        steps, difference = generate(library, settings, folder)
         total += len(steps)
         kinds.update(text.split(" ")[0] for text, _, _ in steps)
         if difference is not None:
