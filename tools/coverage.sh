@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 build="${1:-build/coverage}"
 
 command -v llvm-cov-14 >/dev/null || { echo "llvm-cov-14 is missing: apt-get install llvm-14" >&2; exit 1; }
-llvm-profdata-14 merge -sparse "$build"/profiles/*.profraw -o "$build/all.profdata"
+llvm-profdata-14 merge -sparse -failure-mode=all "$build"/profiles/*.profraw -o "$build/all.profdata"
 
 # Every program and shared library that may have run has its own copy of the code's map.
 maps=()
