@@ -173,7 +173,6 @@ class HistoryWriter {
                Value(column.type).substr(0, 10) + "'";
     }
 
-    // No blank may stand where a value is cut: its key would keep it, and be lost with it.
     std::string Value(const std::string& type) {
         if (type == "boolean") {
             return Number(2);
@@ -192,7 +191,8 @@ class HistoryWriter {
     std::string Text(size_t longest) {
         std::string text(Below(longest), static_cast<char>('a' + Below(3)));
         for (size_t place = 0; place < text.size(); place += 1 + Below(7)) {
-            text[place] = static_cast<char>((Below(2) == 0 ? 'A' : 'p') + Below(9));
+            text[place] =
+                Below(6) == 0 ? ' ' : static_cast<char>((Below(2) == 0 ? 'A' : 'p') + Below(9));
         }
         return text;
     }

@@ -18,8 +18,6 @@ KeyRule RuleOf(const IndexedTable& table, const std::vector<const Column*>& colu
         const std::string value = table.data.Value(record, *column);
         if (column->type == 'N') {
             rule.AddNumber(value, column->width);
-        } else if (column->type == 'C') {
-            rule.AddText(value, column->width);
         } else if (column->type == 'M') {
             rule.AddMemo(table.memos == nullptr ? std::string()
                                                 : table.memos->Text(value, kLongestKey + 1));

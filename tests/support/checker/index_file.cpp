@@ -1,5 +1,8 @@
 #include "tests/support/checker/index_file.h"
 
+#include <locale.h>
+#include <stdlib.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -21,11 +24,12 @@ constexpr uint32_t kDeepest = 64;
 constexpr size_t kExpressionOffset = 27;
 constexpr size_t kExpressionRoom = 400;
 
-// The number that a whole text reads as.
+// The number that a whole text reads as, with a point whatever locale the program runs in.
 bool WholeNumber(const std::string& text, double* value) {
+    static const locale_t plain = ::newlocale(LC_ALL_MASK, "C", nullptr);
     char* end = nullptr;
     errno = 0;
-    *value = std::strtod(text.c_str(), &end);
+    *value = ::strtod_l(text.c_str(), &end, plain);
     return end == text.c_str() + text.size();
 }
 

@@ -1,34 +1,25 @@
 #include "tests/support/checker/key_rule.h"
 
+#include <algorithm>
+
 #include "tests/support/checker/bytes.h"
 #include "tests/support/checker/index_file.h"
 
 namespace ovrasql::checker {
 
-void KeyRule::AddPart(std::vector<std::string> texts, bool mayGoOn) {
-    for (std::string& text : texts) {
-        text = UpperCase((parts_.empty() ? "" : ":") + text);
-    }
-    parts_.push_back({std::move(texts), mayGoOn});
-}
-
-void KeyRule::AddText(const std::string& value, size_t width) {
-    std::vector<std::string> texts = {value};
-    if (!value.empty() && value.size() < width) {
-        texts.push_back(value + std::string(width - value.size(), ' '));
-    }
-    AddPart(std::move(texts), false);
+void KeyRule::AddPart(const std::string& text, bool mayGoOn) {
+    parts_.push_back({UpperCase((parts_.empty() ? "" : ":") + text), mayGoOn});
 }
 
 void KeyRule::AddNumber(const std::string& value, size_t width) {
-    AddPart({std::string(width - std::min(width, value.size()), '0') + value}, false);
+    AddPart(std::string(width - std::min(width, value.size()), '0') + value, false);
 }
 
 void KeyRule::AddMemo(const std::string& text) {
-    AddPart({text.substr(0, kLongestKey)}, text.size() < kLongestKey);
+    AddPart(text.substr(0, kLongestKey), text.size() < kLongestKey);
 }
 
-void KeyRule::AddOther(const std::string& value) { AddPart({value}, false); }
+void KeyRule::AddOther(const std::string& value) { AddPart(value, false); }
 
 // Walks the key and the parts together, with all places in the key that the parts so far may end
 // at.
@@ -47,29 +38,25 @@ bool KeyRule::Allows(const std::string& key) const {
 bool KeyRule::Advance(const Part& part, const std::string& key, std::vector<bool>* places) {
     std::vector<bool> next(places->size());
     for (size_t place = 0; place <= key.size(); ++place) {
+        const size_t rest = key.size() - place;
         if (!(*places)[place]) {
             continue;
         }
-        for (const std::string& text : part.texts) {
-            const size_t rest = key.size() - place;
-            if (text.size() > rest) {
-                if (key.size() == kLongestKey && text.compare(0, rest, key, place, rest) == 0) {
-                    return true;
-                }
-                continue;
+        if (part.text.size() > rest) {
+            if (key.size() == kLongestKey && part.text.compare(0, rest, key, place, rest) == 0) {
+                return true;
             }
-            if (key.compare(place, text.size(), text) != 0) {
-                continue;
-            }
-            const size_t end = place + text.size();
-            next[end] = true;
-            if (part.mayGoOn && end < key.size() && key[end] == '\x1A') {
-                for (size_t later = end + 1; later <= key.size(); ++later) {
-                    next[later] = true;
-                }
-                if (key.size() == kLongestKey) {
-                    return true;
-                }
+            continue;
+        }
+        if (key.compare(place, part.text.size(), part.text) != 0) {
+            continue;
+        }
+        const size_t end = place + part.text.size();
+        next[end] = true;
+        if (part.mayGoOn && end < key.size() && key[end] == '\x1A') {
+            std::fill(next.begin() + static_cast<std::ptrdiff_t>(end), next.end(), true);
+            if (key.size() == kLongestKey) {
+                return true;
             }
         }
     }
@@ -80,7 +67,7 @@ bool KeyRule::Advance(const Part& part, const std::string& key, std::vector<bool
 std::string KeyRule::Usual() const {
     std::string key;
     for (const Part& part : parts_) {
-        key += part.texts.front();
+        key += part.text;
     }
     return key.substr(0, kLongestKey);
 }
