@@ -1,5 +1,7 @@
 """Random statements over a model's tables: most of them good, some nearly so."""
 
+import re
+
 from expressions import Block
 from scanner import pieces_of
 from values import BOOLEAN, CHARACTER, MEMO, NUMERIC
@@ -55,7 +57,7 @@ class Generator:
             return self.create_table(), [], False
         poor = [t for t in self.database.tables.values() if len(t.records) < self.records]
         if poor and self.chance(0.6):
-            return self.insert(self.one(poor)), self.parameters, False
+            return self.with_parameters(self.insert(self.one(poor))), self.parameters, False
         if self.old and self.chance(0.12):
             text, given = self.one(self.old)
             return text, [self.given(p) for p in given], True
@@ -63,7 +65,7 @@ class Generator:
                          (3, self.alter), (3 if len(self.database.tables) < 3 else 1,
                                            self.create_table),
                          (0.5, self.drop_table), (5 if self.careful else 0.5, self.index))
-        text = kind()
+        text = self.with_parameters(kind())
         if self.chance(0.06):
             text = self.damage(text)
         if self.chance(0.1):
@@ -225,8 +227,23 @@ class Generator:
         return text if text.isdigit() or (text[:1] == "-" and text[1:].isdigit()) else "'%s'" % text
 
     def parameter(self, text):
+        """A place for a parameter, which gets its turn when the statement is complete."""
         self.parameters.append(text)
-        return "?" if self.chance(0.9) else ":%d" % self.random.randint(1, len(self.parameters))
+        return "\0%d\0" % (len(self.parameters) - 1)
+
+    def with_parameters(self, text):
+        """The statement with `?` or a number in these places, and the values in their order."""
+        values = []
+
+        def place(match):
+            if values and not self.careful and self.chance(0.1):
+                return ":%d" % self.random.randint(1, len(values))
+            values.append(self.parameters[int(match.group(1))])
+            return "?"
+
+        text = re.sub("\0([0-9]+)\0", place, text)
+        self.parameters = values
+        return text
 
     def plain_text(self, example="x"):
         if example[:1].isdigit() or not example:
@@ -263,7 +280,7 @@ class Generator:
     # ---- queries ----
 
     def select(self):
-        self.parameters, block = [], self.block(None, 0)
+        block = self.block(None, 0)
         text, width = self.query(block)
         order = ""
         if self.chance(0.2) and width:
