@@ -96,7 +96,8 @@ std::vector<AcceptedHarm> Silences() {
          {Harm::kFileLeft},
          [](const Situation& s) {
              return s.ok && Begins(s.step, "drop") &&
-                    (FailedService(s, "ovFile_Exists") || FailedService(s, "ovFile_Delete"));
+                    (FailedService(s, "ovFile_Exists") ||
+                     (Begins(s.step, "drop index") && FailedService(s, "ovFile_Delete")));
          }},
         {"a value that finds no memory when the host asks for it is the empty text",
          {Harm::kRowsRead},

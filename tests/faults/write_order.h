@@ -11,7 +11,7 @@
 //  5  a memo text is written before the memo header, and both before the record that names them;
 //  6  a file is made whole before a row of the catalog is written;
 //  7  what a rebuild has made is renamed in the order data file, memo file, indexes;
-//  8  every lock is released at the end, and only what is locked.
+//  8  every lock is released, not left to the closing of its file, and nothing else is.
 //
 // The log is that of one statement, in which nothing failed. Files are told by their paths, and
 // new ones, which have temporary names at times, by the size of the first header that is written.

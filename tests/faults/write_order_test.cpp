@@ -167,7 +167,7 @@ TEST(WriteOrderTest, NoticesRenamingOutOfOrder) {
 TEST(WriteOrderTest, NoticesLocksThatStayAndReleasesOfNothing) {
     EXPECT_TRUE(Notices(InsertWithout(15), "rule 8"));
     EXPECT_TRUE(Notices({Release("t.dbf", 0, 97)}, "rule 8"));
-    EXPECT_EQ(CheckWriteOrder({Lock("t.dbf", 0, 97), Call("Close", "t.dbf")}), Breaches());
+    EXPECT_TRUE(Notices({Lock("t.dbf", 0, 97), Call("Close", "t.dbf")}, "rule 8"));
 }
 
 // --- The scripts
