@@ -336,8 +336,8 @@ std::string DyingStatement::Unexpected(const KillPoint& point,
 }
 
 // A pack builds each table and each index anew, but not the catalog, and it leaves files alone that
-// it does not know: of an index, too, whose row has no key in the catalog yet. Where it fails, it
-// leaves things as they are.
+// it does not know: of an index, too, whose row has no key in the catalog, not yet or not any more.
+// Where it fails, it leaves things as they are.
 std::string DyingStatement::UnexpectedAfterPack(const KillPoint& point,
                                                 const std::vector<Finding>& findings) const {
     std::string text;
@@ -347,7 +347,10 @@ std::string DyingStatement::UnexpectedAfterPack(const KillPoint& point,
                                  (index != dataOfIndex_.end() && index->second == kCatalogPath);
         const bool stays = isOfCatalog || finding.kind == FindingKind::kUnlistedFile ||
                            finding.kind == FindingKind::kMemo || PackMayFail(point);
-        const bool isUnknown = kind_ == DyingKind::kCreateIndex && made_.count(finding.file) != 0;
+        const bool isUnknown =
+            (kind_ == DyingKind::kCreateIndex && made_.count(finding.file) != 0) ||
+            (index != dataOfIndex_.end() &&
+             (IsTreeOpen(point, "main.ovx") || IsPageTorn(point, "main.ovx")));
         text += isUnknown || (stays && Allows(point, finding)) ? "" : finding.text + "\n";
     }
     return text;

@@ -10,109 +10,21 @@
 #include <iostream>
 
 #include "tests/crash/crash_scripts.h"
-#include "tests/crash/dying_statement.h"
+#include "tests/crash/kill_trial.h"
+#include "tests/support/history_writer.h"
 
 namespace ovrasql {
 namespace {
 
-const std::string kCatalogPath = "main.dbf";
-
-int64_t killCount = 0;
-int64_t cutCount = 0;
-
-std::vector<checker::CheckedTable> Tables() {
-    return checker::ReadTables(TakeFiles(), kCatalogPath);
-}
-
-// What the library reads of a table, against what the checker read. Booleans are T and F in the
-// file.
-void ExpectSameRows(TestDatabase& database, const checker::CheckedTable& table) {
-    const std::vector<Row> rows = database.Rows("select * from " + table.name);
-    ASSERT_EQ(rows.size(), table.rows.size()) << table.name << database.Error();
-    for (size_t row = 0; row < rows.size(); ++row) {
-        for (size_t column = 0; column < rows[row].size(); ++column) {
-            const std::string& stored = table.rows[row][column];
-            const std::string& read = rows[row][column];
-            const bool isBoolean =
-                (read == "1" && stored == "T") || (read == "0" && (stored == "F" || stored == " "));
-            EXPECT_TRUE(stored == read || isBoolean) << table.name << ": " << stored << " " << read;
-        }
-    }
-}
-
-void ExpectReading(TestDatabase& database, const DyingStatement& dying, const KillPoint& point,
-                   const std::vector<checker::CheckedTable>& tables) {
-    for (const checker::CheckedTable& table : tables) {
-        if (!dying.MayBeLost(point, table.name)) {
-            ExpectSameRows(database, table);
-        }
-    }
-}
-
-// The table that no script touches is changed and found.
-void ExpectGoingOn(TestDatabase& database, const DyingStatement& dying, const KillPoint& point) {
-    if (dying.MayBeLost(point, "other")) {
-        return;
-    }
-    EXPECT_EQ(database.Run("insert into other (x, m) values (4711, 'after')"), "");
-    if (!dying.IndexesMayBeLost(point)) {
-        EXPECT_EQ(database.RowsText("select m from other where x = 4711"), "after\n");
-    }
-}
-
-void ExpectPacking(TestDatabase& database, const DyingStatement& dying, const KillPoint& point,
-                   const std::vector<checker::CheckedTable>& tables) {
-    if (!database.Pack()) {
-        EXPECT_TRUE(dying.PackMayFail(point)) << database.Error();
-    }
-    EXPECT_EQ(dying.UnexpectedAfterPack(point, checker::CheckDatabase(TakeFiles(), kCatalogPath)),
-              "");
-    const std::vector<checker::CheckedTable> packed = Tables();
-    ASSERT_EQ(packed.size(), tables.size());
-    for (size_t index = 0; index < tables.size(); ++index) {
-        EXPECT_EQ(packed[index].rows, tables[index].rows) << tables[index].name;
-    }
-}
-
-// Another process finds the files and nothing else.
-void Restart(const FileSet& files) {
-    TheHost().Clear();
-    TheHost().SetLogging(false);
-    for (const auto& [path, bytes] : files) {
-        TheHost().SetFile(path, bytes);
-    }
-}
-
-void TryPoint(const DyingStatement& dying, const KillPoint& point, const FileSet& files) {
-    SCOPED_TRACE(dying.Text(point));
-    ++killCount;
-    cutCount += point.isCut ? 1 : 0;
-    EXPECT_EQ(dying.Unexpected(point, checker::CheckDatabase(files, kCatalogPath)), "");
-    const std::vector<checker::CheckedTable> tables = checker::ReadTables(files, kCatalogPath);
-    EXPECT_EQ(dying.WrongRows(point, tables), "");
-    Restart(files);
-    {
-        TestDatabase database;
-        ASSERT_TRUE(database.Open()) << database.Error();
-        ExpectReading(database, dying, point, tables);
-        ExpectPacking(database, dying, point, tables);
-        ExpectGoingOn(database, dying, point);
-    }
-    EXPECT_TRUE(TheHost().Misuses().empty());
-}
-
-// A new database that is not whole does not open, or is empty; making it again is all it needs.
-void TryCreation(const DyingStatement& dying, const KillPoint& point, const FileSet& files) {
-    SCOPED_TRACE(dying.Text(point));
-    ++killCount;
-    Restart(files);
-    TestDatabase database;
-    ASSERT_TRUE(database.Create()) << database.Error();
-    EXPECT_EQ(database.Run("create table made (a integer)"), "");
-    for (const checker::Finding& finding : checker::CheckDatabase(TakeFiles(), kCatalogPath)) {
-        EXPECT_EQ(finding.kind, checker::FindingKind::kUnlistedFile) << finding.text;
-    }
-}
+#if defined(__SANITIZE_ADDRESS__)
+constexpr uint32_t kHistories = 4;
+constexpr size_t kEvery = 5;  // of the points of a script
+#else
+constexpr uint32_t kHistories = 40;
+constexpr size_t kEvery = 1;
+#endif
+constexpr int kStatements = 60;
+constexpr size_t kEveryOfHistory = 11;
 
 class KilledScript : public testing::TestWithParam<StatementScript> {};
 
@@ -124,32 +36,71 @@ TEST_P(KilledScript, KeepsWhatWasThereAndGoesOn) {
         for (const FileChange& change : step.changes) {
             Apply(change, &files);
         }
-        const DyingStatement dying(step, before, files);
-        FileSet reached = before;
-        size_t applied = 0;
-        for (const KillPoint& point : dying.Points()) {
-            for (; applied < point.change; ++applied) {
-                Apply(step.changes[applied], &reached);
-            }
-            FileSet killed = reached;
-            Apply(step.changes[point.change], point.bytes, &killed);
-            if (dying.Kind() == DyingKind::kCreateDatabase) {
-                TryCreation(dying, point, killed);
-            } else {
-                TryPoint(dying, point, killed);
-            }
-        }
+        TryKills(step, before, files, kEvery);
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, KilledScript, testing::ValuesIn(CrashScripts()),
                          [](const auto& script) { return script.param.name; });
 
+struct PastStep {
+    RecordedStep recorded;
+    FileSet before;
+    FileSet after;
+};
+
+// Runs a random history and keeps what its statements did. Refused ones are left out, and what they
+// changed: an UPDATE that a UNIQUE index stops leaves keys that only a pack puts right.
+std::vector<PastStep> LiveHistory(uint32_t seed) {
+    TheHost().Reset();
+    TheHost().SetLogging(false);
+    HistoryWriter writer(seed);
+    auto session = std::make_unique<ScriptSession>();
+    EXPECT_TRUE(session->Run("create").ok);
+    EXPECT_TRUE(session->Run("create table other (x char(8), m memo)").ok);
+    EXPECT_TRUE(session->Run("create index otherx on other (x)").ok);
+    EXPECT_TRUE(session->Run("insert into other values ('kept', 'a text that stays')").ok);
+    std::vector<PastStep> past;
+    std::vector<FileChange> changes;
+    for (int number = 0; number < kStatements; ++number) {
+        const FileSet before = TakeFiles();
+        Texts parameters;
+        const std::string sql = writer.Next(&parameters);
+        changes.clear();
+        TheHost().SetChangeHandler([&](const FileChange& change) { changes.push_back(change); });
+        const bool ok = session->Run(ScriptStep(sql, parameters)).ok;
+        TheHost().SetChangeHandler(nullptr);
+        if (ok) {
+            writer.Succeeded();
+            past.push_back({{ScriptStep(sql, parameters), true, changes}, before, TakeFiles()});
+            continue;
+        }
+        session = std::make_unique<ScriptSession>();
+        RestoreFiles(before);
+        EXPECT_TRUE(session->Run("open").ok);
+    }
+    session.reset();
+    return past;
+}
+
+class KilledHistory : public testing::TestWithParam<uint32_t> {};
+
+TEST_P(KilledHistory, KeepsWhatWasThereAndGoesOn) {
+    size_t first = GetParam();
+    for (const PastStep& step : LiveHistory(GetParam())) {
+        TryKills(step.recorded, step.before, step.after, kEveryOfHistory, first % kEveryOfHistory);
+        ++first;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, KilledHistory, testing::Range(uint32_t{1}, kHistories + 1));
+
 class KillCount : public testing::Environment {
   public:
     void TearDown() override {
-        std::cout << killCount << " kills, " << cutCount << " of them within a write, in "
-                  << CrashScripts().size() << " scripts" << std::endl;
+        std::cout << TheKillCounts().kills << " kills, " << TheKillCounts().cuts
+                  << " of them within a write, in " << CrashScripts().size() << " scripts and "
+                  << kHistories << " random histories" << std::endl;
     }
 };
 
