@@ -1,7 +1,8 @@
-// Numbers against the C library, over random texts and values. The process runs in the "C" locale,
-// so strtod and printf are the reference where the rules say that they are. Seeds are fixed.
+// Numbers against the C library, over random texts and values: in the "C" locale strtod and printf
+// are the reference where the rules say that they are. Seeds are fixed.
 
 #include <gtest/gtest.h>
+#include <locale.h>
 
 #include <algorithm>
 #include <bit>
@@ -32,6 +33,21 @@ std::string RandomDigits(Random& random, int32_t most, const std::string& letter
     return digits;
 }
 
+// The C library's answer in the "C" locale, whatever locale the program runs in.
+template <class Function>
+auto InPlainLocale(Function ask) {
+    static const locale_t plain = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    const locale_t before = ::uselocale(plain);
+    const auto answer = ask();
+    ::uselocale(before);
+    return answer;
+}
+
+template <size_t room, class... Values>
+void Print(char (&text)[room], const char* format, Values... values) {
+    InPlainLocale([&] { return std::snprintf(text, room, format, values...); });
+}
+
 struct Reference {
     double value = 0;
     int32_t error = 0;
@@ -42,7 +58,7 @@ Reference Strtod(const std::string& text) {
     Reference reference;
     char* end = nullptr;
     errno = 0;
-    reference.value = std::strtod(text.c_str(), &end);
+    reference.value = InPlainLocale([&] { return std::strtod(text.c_str(), &end); });
     if (end != text.c_str() + text.size()) {
         return Reference{0, 1};
     }
@@ -114,12 +130,12 @@ TEST(NumberDifferential, EveryKindOfDoubleReadsBack) {
     char text[1600];
     for (int32_t round = 0; round < 50000; ++round) {
         const double value = std::bit_cast<double>(random());
-        std::snprintf(text, sizeof(text), "%.17g", value);
+        Print(text, "%.17g", value);
         ASSERT_TRUE(ReadsLikeStrtod(text));
-        std::snprintf(text, sizeof(text), "%a", value);
+        Print(text, "%a", value);
         ASSERT_TRUE(ReadsLikeStrtod(text));
         if (round % 50 == 0) {
-            std::snprintf(text, sizeof(text), "%.1100f", value);
+            Print(text, "%.1100f", value);
             ASSERT_TRUE(ReadsLikeStrtod(text));
         }
     }
@@ -148,8 +164,8 @@ struct Shortest {
 Shortest FindShortest(double magnitude) {
     char text[64];
     for (int32_t precision = 0; precision < 17; ++precision) {
-        std::snprintf(text, sizeof(text), "%.*e", precision, magnitude);
-        if (std::strtod(text, nullptr) == magnitude) {
+        Print(text, "%.*e", precision, magnitude);
+        if (InPlainLocale([&] { return std::strtod(text, nullptr); }) == magnitude) {
             break;
         }
     }
@@ -195,7 +211,7 @@ std::string ExpectedText(double value, int32_t decimals) {
         return sign + PutPoint(shortest, decimals);
     }
     char text[800];
-    std::snprintf(text, sizeof(text), "%.*f", asked, magnitude);
+    Print(text, "%.*f", asked, magnitude);
     std::string exact = text;
     if (decimals == -1) {
         exact.erase(exact.find_last_not_of('0') + 1);
@@ -252,7 +268,7 @@ TEST(NumberDifferential, ThirdsAreWrittenLikePrintf) {
     for (int32_t number = 1; number < 20000; ++number) {
         const double value = number / 3.0 + 1.0 / 7;
         char expected[64];
-        std::snprintf(expected, sizeof(expected), "%.*f", number % 9, value);
+        Print(expected, "%.*f", number % 9, value);
         char out[kNumberTextRoom];
         FormatDouble(value, number % 9, out, kNumberTextRoom);
         ASSERT_STREQ(out, expected);

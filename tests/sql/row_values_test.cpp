@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "tests/support/test_database.h"
@@ -32,7 +33,9 @@ class RowValuesTest : public ::testing::Test {
     static std::string Double(const TestView& view, const std::string& column) {
         double value = -99;
         const bool good = Library().variable_value_double(view.Variable(column), &value) == 1;
-        return (good ? "good " : "bad ") + std::to_string(value);
+        std::ostringstream text;  // with a point in every locale
+        text << (good ? "good " : "bad ") << std::fixed << value;
+        return text.str();
     }
 
     std::unique_ptr<TestDatabase> database_;
