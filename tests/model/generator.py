@@ -9,7 +9,7 @@ from values import BOOLEAN, CHARACTER, MEMO, NUMERIC
 TABLES = ["ports", "ships", "crew", "Log_2"]
 COLUMNS = ["id", "n", "name", "k", "amount", "flag", "note", "x", "y"]
 WORDS = ["", "a", "A", "ab", "Ab", "aB", "abc", "ABC", "b", "B2", "10", "9", "09", "1.0", "T", "F",
-         "x y", " x", "a%", "_b", "b_c", "zz", "-1", "0", "a:b", "Mast", "mAst"]
+         "x y", " x", "a%", "_b", "b_c", "zz", "-1", "0", "a:b", "b:c", "c", "Mast", "mAst"]
 ODD_WORDS = ["+5", " 5", "5 ", ".5", "5.", "1e2", "1E-3", "0x1F", "1e300", "1e-30", "1e999", "Inf",
              "-inf", "infinity", "99999999999", "2147483648", "-", "0.0", ".", "0.0.0", "00", "-0",
              "\t5", "a\tb", "a\n", "\xe4\xc4", "\xff", "f", "t", "true", "ab  ", "  ",

@@ -83,7 +83,7 @@ class Machine(Evaluator):
 
     def key(self, count):
         """The joined texts of the values on top, which groups and DISTINCT know a row by."""
-        key = "".join(to_text(self.pop()) + ":" for _ in range(count))
+        key = ":".join(reversed([to_text(self.pop()) for _ in range(count)]))
         return upper(key) if self.ignore_case else key
 
     def sort(self, query, rows):
