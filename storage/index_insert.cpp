@@ -29,7 +29,7 @@ bool OvraSQLIndex::InsertKey(uint32_t recordNumber, TextView key) {
         return false;
     }
     if (header_.PageCount() > std::numeric_limits<uint32_t>::max() - kMostNewPages) {
-        return FailToWrite();  // page numbers would run out half-way
+        return Fail("Error writing to '", "': File is full");  // numbers would run out half-way
     }
     if (header_.RootPage() == 0) {
         return FailAsCorrupt();  // page 0 is the header

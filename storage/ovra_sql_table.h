@@ -123,6 +123,7 @@ class OvraSQLTable {
     [[nodiscard]] bool FailOpen(const String& path);
     [[nodiscard]] bool FailRead(const String& path, const HostFile& file);
     [[nodiscard]] bool FailWrite(const String& path, const HostFile& file);
+    [[nodiscard]] bool RefuseWrite(TextView reason);
     [[nodiscard]] bool FailLock(LockMode mode, const String& path, const HostFile& file);
     [[nodiscard]] bool FailNumber();
 

@@ -374,6 +374,12 @@ bool OvraSQLTable::FailWrite(const String& path, const HostFile& file) {
     return false;
 }
 
+// The reason is this library's own, since the host was not asked.
+bool OvraSQLTable::RefuseWrite(TextView reason) {
+    error_ = String::Join({"Error writing to '", dataPath_, "': ", reason});
+    return false;
+}
+
 bool OvraSQLTable::FailLock(LockMode mode, const String& path, const HostFile& file) {
     error_ = String::Join({"Error locking '", path,
                            mode == LockMode::kShared ? "' for read: " : "' for write: ",

@@ -76,10 +76,13 @@ bool OvraSQLTable::AppendLocked() {
     if (!ReadHeader()) {
         return false;
     }
-    // A count that can't rise would start at 0 again, and a record without bytes can't be told
-    // apart from the next.
-    if (recordCount_ == std::numeric_limits<uint32_t>::max() || recordLength_ < 1) {
-        return FailWrite(dataPath_, dataFile_);
+    // A count that can't rise would start at 0 again.
+    if (recordCount_ == std::numeric_limits<uint32_t>::max()) {
+        return RefuseWrite("File is full");
+    }
+    // A record without bytes can't be told apart from the next.
+    if (recordLength_ < 1) {
+        return RefuseWrite("File is corrupt");
     }
     if (!dataFile_.Seek(RecordOffset(recordCount_) + recordLength_)) {
         return FailWrite(dataPath_, dataFile_);
@@ -118,7 +121,10 @@ bool OvraSQLTable::UpdateRecord() {
 }
 
 bool OvraSQLTable::OverwriteLocked() {
-    if (recordLength_ < 1 || !dataFile_.Seek(RecordOffset(currentRecord_))) {
+    if (recordLength_ < 1) {
+        return RefuseWrite("File is corrupt");
+    }
+    if (!dataFile_.Seek(RecordOffset(currentRecord_))) {
         return FailWrite(dataPath_, dataFile_);
     }
     BuildRecord();
@@ -137,7 +143,10 @@ bool OvraSQLTable::MarkDeleted(bool isDeleted) {
     if (!lock.Held()) {
         return FailLock(LockMode::kExclusive, dataPath_, dataFile_);
     }
-    if (recordLength_ < 1 || !dataFile_.Seek(RecordOffset(currentRecord_))) {
+    if (recordLength_ < 1) {
+        return RefuseWrite("File is corrupt");
+    }
+    if (!dataFile_.Seek(RecordOffset(currentRecord_))) {
         return FailWrite(dataPath_, dataFile_);
     }
     isDeleted_ = isDeleted;

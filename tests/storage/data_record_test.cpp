@@ -239,10 +239,20 @@ TEST_F(DataRecord, AFullCountIsNotRaisedPastItsEnd) {
     TheHost().SetFile("t.dbf", DataFile(3, 0xFFFFFFFFU, 97, 12, kFields));
     OvraSQLTable table(database_);
     ASSERT_TRUE(table.Open("t.dbf", 3));
-    TheHost().SetErrorText("full");
     EXPECT_FALSE(table.AppendRecord());
-    EXPECT_EQ(Text(table.Error()), "Error writing to 't.dbf': full");
+    EXPECT_EQ(Text(table.Error()), "Error writing to 't.dbf': File is full");
     EXPECT_EQ(TheHost().CallCount("ovFile_Write"), 0);
+}
+
+// All records would lie in one place, and none of them holds even the flag of deletion.
+TEST_F(DataRecord, ARecordWithoutBytesIsNotWritten) {
+    TheHost().SetFile("t.dbf", DataFile(3, 2, 97, 0, kFields));
+    OvraSQLTable table(database_);
+    ASSERT_TRUE(table.Open("t.dbf", 3));
+    EXPECT_FALSE(table.AppendRecord());
+    EXPECT_EQ(Text(table.Error()), "Error writing to 't.dbf': File is corrupt");
+    EXPECT_EQ(TheHost().CallCount("ovFile_Write"), 0);
+    EXPECT_TRUE(TheHost().Locks().empty());
 }
 
 // Record 4,000,000,000 of 65,535 bytes lies far behind 2^31 and 2^32.

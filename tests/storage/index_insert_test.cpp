@@ -209,7 +209,7 @@ TEST_F(IndexInsertTest, ExhaustedPageNumbersFailAsAWrite) {
     const std::string bytes = IndexFile({.nextPage = 0xFFFFFFF0U}, {PageBytes({})});
     OpenBytes(bytes);
     EXPECT_FALSE(index_->InsertKey(1, "A"));
-    EXPECT_EQ(Text(index_->Error()), "Error writing to 't.ovx': host text");
+    EXPECT_EQ(Text(index_->Error()), "Error writing to 't.ovx': File is full");
     EXPECT_EQ(TheHost().FileText("t.ovx"), bytes);
 }
 
