@@ -25,7 +25,9 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
             file->DropClaim();
         }
     }
-    const LockMode mode = exclusive_ ? LockMode::kExclusive : LockMode::kShared;
+    const ClaimMode mode = exclusive_   ? ClaimMode::kExclusive
+                           : hasClaims_ ? ClaimMode::kShared
+                                        : ClaimMode::kSharedInTurn;
     for (int attempt = 0; attempt < kOpenTries; ++attempt) {
         auto file = PosixFile::OpenClaimed(path, flags, mode, timeout, error);
         if (file == nullptr) {
@@ -34,6 +36,7 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
         if (file->WasReplacedBeforeClaim()) {
             continue;
         }
+        hasClaims_ = true;
         if (!file->IsMarked()) {
             return file;
         }
@@ -51,18 +54,18 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
 
 // A living process that puts files in their places has claimed them for itself alone. So the mark
 // is that of a dead one, unless others that have seen it were faster.
-bool FileClaims::FinishRebuild(PosixFile* file, LockMode mode, int32_t timeout) {
+bool FileClaims::FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout) {
     if (!IsSwapUnfinished(file->Path(), file->Number())) {
         file->Unmark();
         return true;
     }
     file->DropClaim();  // of several that hold one, none would ever be alone
-    if (file->Claim(LockMode::kExclusive, timeout) != 0) {
+    if (file->Claim(ClaimMode::kExclusive, timeout) != 0) {
         return false;
     }
     FinishSwap(file->Path(), file->Number());
     file->Unmark();
-    return file->Claim(mode, timeout) == 0;
+    return file->Claim(mode == ClaimMode::kExclusive ? mode : ClaimMode::kShared, timeout) == 0;
 }
 
 void FileClaims::Remove(PosixFile* file) {
@@ -116,7 +119,7 @@ bool FileClaims::ClaimOld(const std::string& path, int32_t timeout,
 // since. Waiting for others would let them do so.
 bool FileClaims::ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim,
                              std::string* error) {
-    if (file->Claim(LockMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
+    if (file->Claim(ClaimMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
         refused_ = true;
         *error = FileInUseText();
         return false;
@@ -129,7 +132,7 @@ bool FileClaims::ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim,
 }
 
 void FileClaims::AddTemporary(PosixFile* temporary, std::unique_ptr<PosixFile> claim) {
-    temporary->Claim(LockMode::kExclusive, 0);  // nobody else knows of it yet
+    temporary->Claim(ClaimMode::kExclusive, 0);  // nobody else knows of it yet
     if (claim != nullptr) {
         temporary->TakePermissionsOf(*claim);
     }
@@ -168,6 +171,7 @@ void FileClaims::EndCall(bool viewsAreOpen) {
     rebuilds_.clear();
     rebuildsComplete_ = false;
     exclusive_ = false;
+    hasClaims_ = viewsAreOpen;
     for (PosixFile* file : files_) {
         if (!viewsAreOpen) {
             file->DropClaim();

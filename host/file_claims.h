@@ -13,8 +13,9 @@
 //    places.
 //
 // So a rebuild waits for the statements and views that use the table, and statements that come
-// later wait for the rebuild. A statement that turns out to be a rebuild when it has opened the
-// table already cannot wait: it is refused, and run again with every opening for itself alone.
+// later wait for the rebuild, also for one that still waits. A statement that turns out to be a
+// rebuild when it has opened the table already cannot wait: it is refused, and run again with every
+// opening for itself alone.
 //
 // What a process did not finish that died while the new files got their places is made up for by
 // the next one that opens the table (interrupted_swap.h).
@@ -70,7 +71,7 @@ class FileClaims {
     };
 
     // Makes up for a rebuild that was interrupted, under a claim for itself alone.
-    static bool FinishRebuild(PosixFile* file, LockMode mode, int32_t timeout);
+    static bool FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout);
     bool ClaimOld(const std::string& path, int32_t timeout, std::unique_ptr<PosixFile>* claim,
                   std::string* error);
     PosixFile* LastOpened(const std::string& path);
@@ -81,6 +82,7 @@ class FileClaims {
     // A temporary file was closed: no further one belongs to the same table.
     bool rebuildsComplete_ = false;
     bool exclusive_ = false;
+    bool hasClaims_ = false;
     bool refused_ = false;
     bool metReplaced_ = false;
 };

@@ -25,8 +25,10 @@ using std::chrono::steady_clock;
 constexpr microseconds kFirstPause(20);
 constexpr microseconds kLongestPause(2000);
 
-// The one byte that a claim locks. No record, page or memo block reaches as far.
-constexpr int64_t kClaimOffset = int64_t{1} << 62;
+// Claims lock the byte behind this one, and this one while they are waited for. No record, page or
+// memo block reaches as far.
+constexpr int64_t kTurnOffset = int64_t{1} << 62;
+constexpr int64_t kClaimOffset = kTurnOffset + 1;
 
 int SystemFlags(int32_t flags) {
     int result = O_CLOEXEC;
@@ -72,7 +74,7 @@ std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flag
 }
 
 std::unique_ptr<PosixFile> PosixFile::OpenClaimed(const std::string& path, int32_t flags,
-                                                  LockMode mode, int32_t timeoutMilliseconds,
+                                                  ClaimMode mode, int32_t timeoutMilliseconds,
                                                   std::string* error) {
     int reason = 0;
     auto file = OpenDescriptor(path, flags, &reason);
@@ -230,8 +232,8 @@ int32_t PosixFile::Release(int64_t offset, int64_t length) {
     return -1;
 }
 
-int32_t PosixFile::Claim(LockMode mode, int32_t timeoutMilliseconds) {
-    const int error = AwaitLock(mode, kClaimOffset, 1, timeoutMilliseconds);
+int32_t PosixFile::Claim(ClaimMode mode, int32_t timeoutMilliseconds) {
+    const int error = AwaitClaim(mode, timeoutMilliseconds);
     if (IsBusy(error)) {
         FailLock(error, timeoutMilliseconds);
         Fail(FileInUseText() + ": " + error_);
@@ -240,6 +242,27 @@ int32_t PosixFile::Claim(LockMode mode, int32_t timeoutMilliseconds) {
     // Where files cannot be locked at all, they can still be read.
     isClaimed_ = error == 0;
     return 0;
+}
+
+int PosixFile::AwaitClaim(ClaimMode mode, int32_t timeoutMilliseconds) {
+    if (mode == ClaimMode::kShared) {
+        return AwaitLock(LockMode::kShared, kClaimOffset, 1, timeoutMilliseconds);
+    }
+    if (mode == ClaimMode::kSharedInTurn) {
+        const int error = AwaitLock(LockMode::kShared, kTurnOffset, 2, timeoutMilliseconds);
+        TryLock(F_UNLCK, kTurnOffset, 1);
+        return error;
+    }
+    int error = TryLock(F_WRLCK, kClaimOffset, 1);
+    if (!IsBusy(error)) {
+        return error;
+    }
+    error = AwaitLock(LockMode::kExclusive, kTurnOffset, 1, timeoutMilliseconds);
+    if (error == 0) {
+        error = AwaitLock(LockMode::kExclusive, kClaimOffset, 1, timeoutMilliseconds);
+        TryLock(F_UNLCK, kTurnOffset, 1);
+    }
+    return error;
 }
 
 void PosixFile::DropClaim() {

@@ -35,6 +35,9 @@ enum OpenFlag : int32_t {
 
 enum class LockMode : int32_t { kShared = 1, kExclusive = 2 };
 
+// What a claim on a file (PosixFile::Claim) asks for.
+enum class ClaimMode { kShared, kSharedInTurn, kExclusive };
+
 class PosixFile {
   public:
     // Null on failure, with the reason in `error` (an errno value).
@@ -43,7 +46,7 @@ class PosixFile {
     // The same, with a claim on the file, which is waited for. Where files cannot be locked at all
     // the file is opened without.
     static std::unique_ptr<PosixFile> OpenClaimed(const std::string& path, int32_t flags,
-                                                  LockMode mode, int32_t timeoutMilliseconds,
+                                                  ClaimMode mode, int32_t timeoutMilliseconds,
                                                   std::string* error);
 
     ~PosixFile();
@@ -63,8 +66,10 @@ class PosixFile {
     int32_t Release(int64_t offset, int64_t length);
 
     // A claim is a lock far behind the last byte that a file can have. It holds until it is dropped
-    // or the file is closed; another mode replaces it.
-    int32_t Claim(LockMode mode, int32_t timeoutMilliseconds);
+    // or the file is closed; another one replaces it. Who waits for an exclusive one keeps those
+    // out that ask for kSharedInTurn, or there would always be somebody. Who has a claim on any
+    // file already must not wait so, since the other may be waiting for that one.
+    int32_t Claim(ClaimMode mode, int32_t timeoutMilliseconds);
     void DropClaim();
 
     // A second handle of the same open file: they have their locks in common, which last until both
@@ -132,6 +137,7 @@ class PosixFile {
     // The same, but a lock that others hold is waited for.
     int AwaitLock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds);
     int32_t FailLock(int error, int32_t timeoutMilliseconds);
+    int AwaitClaim(ClaimMode mode, int32_t timeoutMilliseconds);
     void Fail(const std::string& reason) { error_ = reason; }
     void SetPermissions(uint32_t permissions);
 

@@ -109,6 +109,29 @@ TEST_F(FileClaimsTest, StatementWaitsForTheRebuildAndGetsTheNewFile) {
     EXPECT_EQ(Content(file.get()), "new");
 }
 
+// Otherwise statements that follow each other closely would never let a rebuild begin.
+TEST_F(FileClaimsTest, RebuildThatWaitsLetsNobodyPass) {
+    auto first = Open(&one_);
+    FileClaims rebuilder;
+    std::thread rebuild([this, &rebuilder] {
+        std::string error;
+        rebuilder.BeginCall(/*exclusive=*/true);
+        EXPECT_NE(rebuilder.Open(path_, kExisting, kPatient, &error), nullptr);
+    });
+    auto newcomer = Open(&other_);
+    while (newcomer != nullptr) {  // until the rebuild has come to wait
+        Close(&other_, std::move(newcomer));
+        other_.EndCall(/*viewsAreOpen=*/false);
+        newcomer = Open(&other_);
+    }
+    EXPECT_EQ(error_, std::string(kInUse) + ": Lock not granted within 0 milliseconds");
+    auto again = Open(&one_);
+    EXPECT_NE(again, nullptr) << "a statement that is waited for opens the table once more";
+    Close(&one_, std::move(again));
+    Close(&one_, std::move(first));
+    rebuild.join();
+}
+
 // A table has several files. The first new one must not be used with the second old one.
 TEST_F(FileClaimsTest, NewFileIsClaimedUntilTheLastOneHasItsPlace) {
     const std::string memo = folder_.Write("t.dbt", "old memo");

@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <set>
 
@@ -28,17 +29,31 @@ class RebuildProcessesTest : public testing::Test {
                           "create index words on t (word)"});
     }
 
+    // A statement that was compiled before another process dropped a column asks for it, and is
+    // told so before anything is written. The names of a table are looked up once for an open
+    // database, so it is opened again.
+    static bool RunInsert(std::optional<HostConnection>* connection, const std::string& path,
+                          const std::vector<std::string>& values) {
+        const std::string insert = "insert into t (number, word, story) values (?, ?, ?)";
+        while (!(*connection)->Run(insert, values)) {
+            if ((*connection)->Error() != "Invalid column reference 'EXTRA'") {
+                return false;
+            }
+            connection->emplace(path);
+        }
+        return true;
+    }
+
     // A writer's rows, and every third of them deleted again.
     static int Write(const std::string& path, int writer) {
-        HostConnection connection(path);
+        auto connection = std::make_optional<HostConnection>(path);
         for (int i = 0; i < kRows; ++i) {
             const int number = writer * kRows + i;
             const std::string text = RowText(writer, i);
-            if (!connection.Run("insert into t (number, word, story) values (?, ?, ?)",
-                                {std::to_string(number), text, text + text}) ||
+            if (!RunInsert(&connection, path, {std::to_string(number), text, text + text}) ||
                 (number % 3 == 0 &&
-                 !connection.Run("delete from t where number = ?", {std::to_string(number)}))) {
-                std::fprintf(stderr, "%s\n", connection.Error().c_str());
+                 !connection->Run("delete from t where number = ?", {std::to_string(number)}))) {
+                std::fprintf(stderr, "%s\n", connection->Error().c_str());
                 return 1;
             }
         }
@@ -105,6 +120,38 @@ TEST_F(RebuildProcessesTest, AlteringBesideWritersLosesAndDoublesNoRow) {
                            }),
               Statuses(kWriters + 1, 0));
     ExpectEveryRow();
+}
+
+// There is a statement on its way at any moment; pack gets its turn all the same.
+TEST_F(RebuildProcessesTest, PackGetsItsTurnBesideWritersThatNeverPause) {
+    constexpr int kBusyWriters = 6;
+    const std::string path = database_.Path();
+    const std::string packed = database_.Folder().File("packed");
+    EXPECT_EQ(RunProcesses(
+                  kBusyWriters + 1,
+                  [&](int process) {
+                      HostConnection connection(path);
+                      if (process < kBusyWriters) {
+                          for (int i = 0; !fs::exists(packed); ++i) {
+                              const std::string number = std::to_string(process * 100000 + i);
+                              if (!connection.Run("insert into t values (?, 'w', 's')", {number}) ||
+                                  !connection.Run("delete from t where number = ?", {number})) {
+                                  return 1;
+                              }
+                          }
+                          return 0;
+                      }
+                      int packs = 0;
+                      while (packs < 10 && connection.Pack()) {
+                          ++packs;
+                      }
+                      std::ofstream(packed) << packs;
+                      return packs == 10 ? 0 : 2;
+                  }),
+              Statuses(kBusyWriters + 1, 0));
+    EXPECT_EQ(HostConnection(path).Select("select number from t"), Rows{});
+    fs::remove(packed);
+    EXPECT_EQ(database_.Faults(), "");
 }
 
 TEST_F(RebuildProcessesTest, TwoProcessesThatRebuildOneTableTakeTurns) {
