@@ -1,3 +1,4 @@
+#include "compile/tree/sql_column_reference.h"
 #include "tests/compile/compile_database.h"
 
 // Names: which table they find, how far they look, and every message on the way. A name stands in a
@@ -206,6 +207,22 @@ TEST_F(ResolveNames, AllowsASubqueryOneColumn) {
               "! Sub-query returns more than one column");
     EXPECT_EQ(Compile("select a from t1 where exists (select * from t2)"),
               "! Sub-query returns more than one column");
+}
+
+// The table of references keeps what is equal in one place: all three parts count, the name first.
+TEST(ColumnReferenceKeys, AreOrderedByNameTableAndQualification) {
+    const auto compare = [](const SQLColumnReference& first, const SQLColumnReference& second) {
+        const int32_t order = CompareKeys(ItemKey(first), ItemKey(second));
+        EXPECT_EQ(order<0, CompareKeys(ItemKey(second), ItemKey(first))> 0);
+        return order;
+    };
+    EXPECT_EQ(compare(SQLColumnReference("a", "t"), SQLColumnReference("A", "T")), 0);
+    EXPECT_LT(compare(SQLColumnReference("a", "t"), SQLColumnReference("b", "t")), 0);
+    EXPECT_LT(compare(SQLColumnReference("a", "u"), SQLColumnReference("b", "t")), 0);
+    EXPECT_LT(compare(SQLColumnReference("b", "t"), SQLColumnReference("aa", "t")), 0);
+    EXPECT_LT(compare(SQLColumnReference("a", "t"), SQLColumnReference("a", "u")), 0);
+    EXPECT_LT(compare(SQLColumnReference("a"), SQLColumnReference("a", "")), 0);
+    EXPECT_EQ(compare(SQLColumnReference("a"), SQLColumnReference("A")), 0);
 }
 
 }  // namespace

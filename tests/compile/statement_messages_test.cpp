@@ -71,6 +71,16 @@ TEST_F(StatementMessages, RefuseAColumnThatIsNotGrouped) {
     EXPECT_EQ(Compile("select a + 1, count(*) from t group by b"), kNotGrouped);
 }
 
+// Columns of one slot in two tables are two columns, and so are those of a table and of a derived
+// one.
+TEST_F(StatementMessages, TellColumnsOfSeveralTablesApartInGroupBy) {
+    EXPECT_EQ(Compile("select t.a, count(*) from t, u group by u.x"), kNotGrouped);
+    EXPECT_EQ(Compile("select t.a, count(*) from t, (select x from u) y group by y.x"),
+              kNotGrouped);
+    EXPECT_NE(Compile("select y.x, count(*) from t, (select x from u) y group by y.x"),
+              kNotGrouped);
+}
+
 // Only a bare column groups.
 TEST_F(StatementMessages, RefuseAGroupByExpression) {
     EXPECT_EQ(Compile("select upper(a), count(*) from t group by upper(a)"), kNotGrouped);

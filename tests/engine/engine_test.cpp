@@ -102,6 +102,17 @@ TEST_F(SQLEngineTest, RemembersTheCaseSettingOfItsCompilation) {
     EXPECT_EQ(engine.Run(), 1);
 }
 
+// No instruction is trusted to have what it needs, whether there is a schema or not.
+TEST_F(SQLEngineTest, DefinitionsWithoutTheirListsAreRefused) {
+    for (const int32_t opcode : {SQL_Create_Table, SQL_Alter_Table_Add, SQL_Create_Index}) {
+        Program program;
+        program.Emit(opcode, 0, 0, 0, "t", "i");
+        Machine machine(schema.get());
+        EXPECT_EQ(machine.Run(program), -1);
+        EXPECT_EQ(machine.Error(), "Invalid instruction");
+    }
+}
+
 TEST_F(SQLEngineTest, IsGoneWithARunHalfWay) {
     SQLEngine engine(*schema, database);
     ASSERT_EQ(engine.Compile("select a from t order by n desc"), 1);

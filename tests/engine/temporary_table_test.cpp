@@ -111,6 +111,19 @@ TEST_F(TemporaryTable, HoldsManyRowsAndTexts) {
     EXPECT_FALSE(table.First());
 }
 
+// A text that is no longer than the one before it takes the same room.
+TEST_F(TemporaryTable, ACellThatIsWrittenAgainHasTheNewTextAlone) {
+    SQLTemporaryTable table(2, false);
+    Append(&table, {"a long text", "next"});
+    const char* const room = table.Cell(0)->GetString().data;
+    for (const char* text : {"short", "", "a text", "a longer text than that"}) {
+        table.Cell(0)->SetString(text, true);
+        EXPECT_EQ(ToText(table.Cell(0)->GetString()), text);
+        EXPECT_EQ(ToText(table.Cell(1)->GetString()), "next");
+    }
+    EXPECT_NE(table.Cell(0)->GetString().data, room);
+}
+
 TEST_F(TemporaryTable, SortsNoRowsAndOne) {
     SortTerms terms;
     terms.Add(0);
@@ -465,6 +478,22 @@ TEST_F(TemporaryProgram, AValueOfATableMadeAgainIsNull) {
     program.Do(SQL_Pop_Temporary, 0, 0).Do(SQL_Push_Temporary, 0, 0).Do(SQL_Temporary_Table, 0, 1);
     program.Do(SQL_IsNull);
     EXPECT_EQ(Evaluate(program), "1");
+}
+
+// Results may have holes in their numbers.
+TEST_F(TemporaryProgram, IsMadeAgainBesideResultsThatAreMissing) {
+    Program program;
+    program.Emit(SQL_Result, 2, 1, 0, "r");
+    program.Do(SQL_Temporary_Table, 0, 1).Do(SQL_Temporary_Table, 0, 1).Integer(1);
+    program.Do(SQL_Pop_Result, 2).Do(SQL_Output);
+    Machine machine;
+    EXPECT_EQ(machine.Run(program), 1);
+    EXPECT_EQ(machine.Result(2), "1");
+    EXPECT_EQ(machine.loop.SetParameters(nullptr, 0), 1);
+    Program missing;
+    missing.Do(SQL_Temporary_Table, 0, 1).Do(SQL_Temporary_Record, 0);
+    missing.Do(SQL_Temporary_Result, 0, 0, 0);
+    EXPECT_EQ(Evaluate(missing), "error: Invalid instruction");
 }
 
 TEST_F(TemporaryProgram, PointsAVariableAtACell) {

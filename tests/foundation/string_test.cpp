@@ -157,7 +157,10 @@ TEST(String, TakesABufferOverWhenItHasRoomForTheNul) {
     EXPECT_EQ(text.CText(), address);
     EXPECT_STREQ(text.CText(), "abc");
     EXPECT_EQ(text.Capacity(), 10);
-    text.Append("defghijk");
+    text.Append("defghi");  // which fills it with its NUL
+    EXPECT_EQ(text.CText(), address);
+    EXPECT_EQ(text.Capacity(), 10);
+    text.Append("jk");
     EXPECT_STREQ(text.CText(), "abcdefghijk");
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 // The scanner's rules are few and odd: no comments, no escapes, one kind for numbers and strings.
@@ -47,6 +48,23 @@ TEST(Scanner, LetsAnOpenQuoteRunToTheEnd) {
     EXPECT_EQ(Tokens("'abc"), Expected({"-3:abc"}));
     EXPECT_EQ(Tokens("a 'b c "), Expected({"-2:a", "-3:b c "}));
     EXPECT_EQ(Tokens("'"), Expected({"-3:"}));
+}
+
+// The text is counted: what stands behind it belongs to somebody else.
+TEST(Scanner, ReadsNothingBehindTheText) {
+    const std::vector<std::pair<std::string, int32_t>> heads = {
+        {"<=", 1}, {"<>", 1}, {">=", 1}, {"ab", 1}, {"12", 1}, {":12", 2}, {"'a'", 2}, {"+1", 1}};
+    for (const auto& [text, length] : heads) {
+        Scanner scanner;
+        scanner.Start(TextView(text.data(), length));
+        Scanner alone;
+        const std::string head = text.substr(0, static_cast<size_t>(length));
+        alone.Start(TextView(head.c_str(), length));
+        EXPECT_EQ(scanner.NextToken(), alone.NextToken()) << text;
+        scanner.FoldSign();
+        EXPECT_EQ(Copy(scanner.TokenText()), Copy(alone.TokenText())) << text;
+        EXPECT_EQ(scanner.NextToken(), token::kTokenEnd) << text;
+    }
 }
 
 TEST(Scanner, TakesDigitsAndPointsAsOneLiteral) {

@@ -352,6 +352,24 @@ TEST_F(ViewsTest, AViewOutlivesItsFreedDatabase) {
     EXPECT_EQ(Table().view_skip(view, 1), 0);
 }
 
+TEST_F(ViewsTest, TwoViewsOutliveTheirFreedDatabase) {
+    void* handle = TheHost().MakeDatabase();
+    ASSERT_EQ(Table().database_open(handle, "main.dbf", 8), 1);
+    ASSERT_EQ(Table().database_open_view(handle, "v", 1, "select a from t", 15, nullptr, 0), 1);
+    ASSERT_EQ(Table().database_open_view(handle, "w", 1, "select b from t", 15, nullptr, 0), 1);
+    HostView* first = TheHost().FindView(handle, "v");
+    HostView* second = TheHost().FindView(handle, "w");
+    Table().database_free(handle);
+    EXPECT_EQ(Table().view_close(first), 1);
+    EXPECT_EQ(Table().view_skip(second, 1), 0);
+    const char* text = nullptr;
+    int32_t length = 0;
+    int32_t owned = 0;
+    EXPECT_EQ(Table().variable_value_string(second->Variable("b"), &text, &length, &owned), 1);
+    EXPECT_STREQ(text, "one");
+    EXPECT_EQ(Table().view_close(second), 1);
+}
+
 TEST_F(ViewsTest, AReopenedHandleDoesNotTakeTheFormerDatabasesViewsAlong) {
     TestView view(Database(), "select a from t");
     ASSERT_TRUE(Database().Open());

@@ -70,6 +70,26 @@ TEST_F(FilePlacementTest, ATableInASubDirectoryIsFoundWithoutTheOption) {
     EXPECT_EQ(Records("a_b"), Texts{"x"});
 }
 
+// Making a file empties what is there, so a path of the catalog is refused; one that only begins
+// like it, or that it begins like, is another file.
+TEST_F(FilePlacementTest, AFileIsTheCatalogsByItsWholePathAlone) {
+    CreateDatabase("db/t.ovx.dbf");
+    ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}})) << Error();
+    ASSERT_TRUE(CreateIndex("t", "t", false, {"a"})) << Error();
+    EXPECT_TRUE(TheHost().HasFile("db/t.ovx"));
+    Insert("t", {"x"});
+    Reopen("db/t.ovx.dbf");
+    EXPECT_EQ(Records("t"), (std::vector<std::string>{"x"}));
+
+    CreateDatabase("db/u");
+    ASSERT_TRUE(CreateTable("u", {{"a", 0, 5}, {"m", 4, 10}})) << Error();
+    EXPECT_TRUE(TheHost().HasFile("db/u.dbt"));
+    Reopen("db/u");
+    EXPECT_EQ(Records("u"), (std::vector<std::string>{}));
+    EXPECT_FALSE(CreateIndex("u", "u", false, {"a"}));
+    EXPECT_EQ(Error(), "Index 'u' already exists");
+}
+
 TEST_F(FilePlacementTest, FileNamesAreInLowerCase) {
     ASSERT_TRUE(CreateTable("Orders", {{"a", 0, 5}}));
     ASSERT_TRUE(CreateIndex("Orders", "ByA", false, {"a"}));

@@ -24,6 +24,18 @@ TEST(IndexCompare, NumbersCompareByValue) {
     EXPECT_EQ(Exact("-0", "0"), 0);
 }
 
+// Whatever a number can begin with makes one, in either case of its letters.
+TEST(IndexCompare, NumbersBeginWithAPointOrALetterToo) {
+    EXPECT_EQ(Exact(".5", "0.5"), 0);
+    EXPECT_EQ(Exact(".25", ".5"), -1);
+    EXPECT_EQ(Exact("5", "inf"), -1);
+    EXPECT_EQ(Exact("inf", "Infinity"), 0);
+    EXPECT_EQ(Exact("nan", "nan"), -1);
+    EXPECT_EQ(Exact("nil", "nil"), 0);  // no number: the same bytes
+    EXPECT_EQ(Exact("item", "5"), 1);
+    EXPECT_EQ(Exact("5", "name"), -1);
+}
+
 TEST(IndexCompare, TheTextFlagComparesBytesOnly) {
     EXPECT_EQ(Exact("9", "10", kIndexTextOnly), 1);
     EXPECT_EQ(Exact("0010", "10.0", kIndexTextOnly), -1);

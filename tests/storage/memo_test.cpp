@@ -427,6 +427,33 @@ TEST_F(Memo, TheDocumentedExampleIsWhatIsWritten) {
     EXPECT_EQ(Hex(TheHost().FileText("people.dbt").substr(512)), "48 65 6C 6C 6F 1A 1A");
 }
 
+// A buffer of a rare long memo is not kept for all the records to come.
+TEST(MemoText, ALongTextLeavesNoBufferBehind) {
+    MemoText text;
+    const std::string lengthy(1000000, 'x');
+    text.Assign(TextView(lengthy.data(), 1000000));
+    EXPECT_EQ(text.Bytes().length, 1000000);
+    text.Unload();
+    EXPECT_FALSE(text.IsLoaded());
+    EXPECT_TRUE(text.Bytes().IsEmpty());
+    text.Assign("short");
+    EXPECT_TRUE(text.Text() == TextView("short"));
+    ASSERT_TRUE(text.Append("er", 2));
+    EXPECT_TRUE(text.Text() == TextView("shorter"));
+    text.Unload();
+    ASSERT_TRUE(text.Append("new", 3));
+    EXPECT_TRUE(text.Text() == TextView("new"));
+}
+
+// The greatest length leaves room for what is put around a text.
+TEST(MemoText, RefusesToPassTheGreatestLength) {
+    MemoText text;
+    text.Assign("short");
+    EXPECT_THROW(text.Assign(TextView("x", 2147483647)), std::bad_alloc);
+    EXPECT_FALSE(text.Append("x", 2147483647 - 1024));
+    EXPECT_TRUE(text.Text() == TextView("short"));
+}
+
 TEST(MemoText, GrowsAndKeepsItsBytes) {
     MemoText text;
     EXPECT_FALSE(text.IsLoaded());
