@@ -8,7 +8,7 @@ namespace ovrasql::fuzz {
 
 namespace {
 
-constexpr size_t kMaximumLines = 10;
+constexpr size_t kMaximumLines = 8;
 
 // A field of one kind of file (storage/data_format.h, index_header.h, index_page.h): where it lies,
 // how many bytes it has, and how far behind it the next one of its kind follows, 0 for none.
@@ -155,6 +155,8 @@ std::string ScriptMutator::NewLine() {
                                  ".cache 0", ".cache 1", ".folder _", ".with 3|anna", ".with 7"});
         case 3:
             return ".view " + writer_.Query(1);
+        case 4:
+            return ".query " + writer_.Statement();
         default:
             return writer_.Statement();
     }

@@ -108,6 +108,8 @@ class Script {
         const std::string_view word = FirstWord(&rest);
         if (word == ".with") {
             parameters_ = SplitAtBars(rest);
+        } else if (word == ".query") {
+            Tell(database_->Query(rest, parameters_));
         } else if (word == ".view") {
             OpenView(rest);
         } else if (word == ".next") {
@@ -221,6 +223,12 @@ class Script {
             transcript_ += value + "|";
         }
         transcript_ += '\n';
+        for (const auto& variable : MemoryHost::View(view.Handle())->variables) {
+            int32_t integer = 0;
+            double number = 0;
+            (void)Library().variable_value_integer(variable.get(), &integer);
+            (void)Library().variable_value_double(variable.get(), &number);
+        }
     }
 
     void Tell(bool ok) {

@@ -3,6 +3,7 @@
 // A script as fuzz targets run it: text, one step a line, every line good for something.
 //
 //     SQL                 any statement; a SELECT gives its rows, up to a limit
+//     .query SQL          the same through database_query, which takes no SELECT
 //     .with a|b           the parameters of the statements that follow
 //     .view SQL           opens a view that stays open beside the other statements
 //     .next               moves every open view one row on

@@ -243,15 +243,15 @@ std::string TableWriter::Word() {
     return word;
 }
 
-std::vector<std::string> TableWriter::Tables() {
+std::vector<std::string> TableWriter::Tables(int rowsOfT, int rowsOfU) {
     std::vector<std::string> statements = {
         "create table t (id integer, a integer, b numeric(3), d numeric(3,2), s char(6), "
         "m memo, ok boolean, n integer)",
         "create table u (x integer, y char(6), z integer)"};
-    for (int row = 0; row < 30; ++row) {
+    for (int row = 0; row < rowsOfT; ++row) {
         statements.push_back(InsertIntoT(row));
     }
-    for (int row = 0; row < 12; ++row) {
+    for (int row = 0; row < rowsOfU; ++row) {
         statements.push_back("insert into u values (" + chance_.Number(8) + ", '" + Word() + "', " +
                              chance_.Number(4) + ")");
     }

@@ -96,7 +96,7 @@ class TableWriter {
   public:
     explicit TableWriter(Chance& chance) : chance_(chance) {}
 
-    std::vector<std::string> Tables();   // with their rows
+    std::vector<std::string> Tables(int rowsOfT = 30, int rowsOfU = 12);
     std::vector<std::string> Indexes();  // "create index tN on ...", a name of two letters each
     std::vector<std::string> Changes(int count);
 
