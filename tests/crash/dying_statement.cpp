@@ -127,9 +127,6 @@ DyingStatement::DyingStatement(const RecordedStep& step, const FileSet& before,
       tornRecords_(step.changes.size()) {
     NoteNames(after);
     NoteNames(before);
-    for (const auto& [path, bytes] : before) {
-        listed_.insert(path);
-    }
     NoteRecords(before);
     NoteTrees(before);
     NoteSwaps();

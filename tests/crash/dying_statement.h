@@ -87,12 +87,11 @@ class DyingStatement {
     std::map<std::string, std::string> dataOfIndex_;        // .ovx -> .dbf
     std::map<std::string, std::set<uint32_t>> ownRecords_;  // .dbf -> those that it writes
     std::set<std::string> made_;                            // files that it makes
-    std::set<std::string> listed_;                          // files that rows named before
     // Behind each change: the indexes between two pages of one change, the .dbf whose files are
     // being exchanged, and the records that are counted.
     std::vector<std::set<std::string>> openTrees_;
     std::vector<std::string> swapping_;
-    std::vector<uint32_t> tornRecords_;  // the record that a write goes over; 0 for none
+    std::vector<uint32_t> tornRecords_;
 };
 
 }  // namespace ovrasql
