@@ -49,7 +49,7 @@ class ExpressionParser(TokenReader):
             self.predicate(e)
 
     def value_subquery(self, e):
-        query = self.subquery(e, "value")
+        query = self.subquery(e, "value", e.update_target)
         e.set_element(query)
         self.close()
 
@@ -102,7 +102,7 @@ class ExpressionParser(TokenReader):
         element = In()
         e.insert_at_current(None, 1, element)
         if self.skip("select"):
-            element.query = self.subquery(e, "in")
+            element.query = self.subquery(e, "in", None)
         else:
             while True:
                 if self.kind == LITERAL:
@@ -183,7 +183,7 @@ class ExpressionParser(TokenReader):
             e.open_group()
             self.advance()
             if self.skip("select"):
-                e.set_element(self.subquery(e, "value"))
+                e.set_element(self.subquery(e, "value", e.update_target))
             else:
                 self.value(e)
             if self.kind != ")":

@@ -333,10 +333,10 @@ class Parser(ExpressionParser):
             if self.kind != ",":
                 return
 
-    def subquery(self, expression, kind):
-        """A block inside an expression; the current token is behind its SELECT."""
-        query = Query(self.new_scope(expression.scope), kind, expression.query,
-                      expression.update_target)
+    def subquery(self, expression, kind, update_target):
+        """A block inside an expression; the current token is behind its SELECT. That of an IN knows
+        nothing of the table that an UPDATE changes, and leaves conditions on it where they are."""
+        query = Query(self.new_scope(expression.scope), kind, expression.query, update_target)
         self.subqueries.append(query)
         self.query_block(query)
         return query
