@@ -1,3 +1,6 @@
+#include "compile/tree/sql_query.h"
+#include "compile/tree/sql_reference_manager.h"
+#include "compile/tree/sql_table_reference.h"
 #include "tests/compile/compile_database.h"
 
 // Which index a search condition chooses, with which key values and bounds. An index line is
@@ -186,6 +189,19 @@ TEST_F(ChooseIndex, GoesOnWithoutAnIndexWhenTheCatalogFails) {
     TheHost().FailCall("ovFile_Lock", 1, FailureKind::kOutright, FailureSpan::kForEver);
     EXPECT_EQ(Plan("select c from t where a = 1"), "");
     TheHost().ClearFailures();
+}
+
+TEST_F(ChooseIndex, NotesWhetherTheIndexIsUnique) {
+    Define("create unique index iu on t (a)");
+    Define("create index ib on t (b)");
+    const auto isUnique = [this](const char* sql) {
+        EXPECT_EQ(Compile(sql)[0], '0');
+        const auto* select = dynamic_cast<SQLSelectStatement*>(Generator().Statement());
+        return select->query->references->Tables().ItemAt(0)->indexUnique;
+    };
+    EXPECT_EQ(isUnique("select c from t where a = 1"), 1);
+    EXPECT_EQ(isUnique("select c from t where b = 1"), 0);
+    EXPECT_EQ(isUnique("select c from t where c = 1"), 0);
 }
 
 }  // namespace
