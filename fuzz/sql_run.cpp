@@ -1,6 +1,9 @@
 // SQL, run: a script (support/script_run.h) over the template database. Beside what every script is
-// checked for, the trace log must change nothing: the script tells the same with it and without.
-// And when every statement has worked, the checker finds nothing wrong with the files.
+// checked for, a script tells the same with the trace log and without, with a statement cache and
+// without, and when the database is closed and opened before each statement. And when every
+// statement has worked, the checker finds nothing wrong with the files.
+
+#include <string>
 
 #include "fuzz/support/finding.h"
 #include "fuzz/support/script_run.h"
@@ -30,20 +33,45 @@ void RequireHealthyFiles(const std::string& path) {
     }
 }
 
+// The same script under another option must tell the same.
+void RequireSame(const ScriptResult& plain, const uint8_t* bytes, size_t size,
+                 const ScriptOptions& options, const char* what) {
+    const ScriptResult other = RunScript(bytes, size, options);
+    if (!other.cutShort && other.transcript != plain.transcript) {
+        ovrasql::fuzz::Finding(std::string(what) + " changes what a script tells\n" +
+                               plain.transcript + "--- otherwise\n" + other.transcript);
+    }
+}
+
 }  // namespace
 
-// Each of the two costs as much as the run itself, so that a part of the scripts is enough.
+// Each comparison costs as much as the run itself, so that the length of a script picks one.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     const ScriptResult plain = RunScript(bytes, size, {});
-    if (size % 8 == 1 && !plain.cutShort && !plain.failed) {
-        RequireHealthyFiles(plain.path);
+    if (plain.cutShort) {
+        return 0;
     }
-    if (size % 8 == 0 && !plain.cutShort) {
-        ScriptOptions options;
-        options.trace = true;
-        const ScriptResult traced = RunScript(bytes, size, options);
-        Require(traced.cutShort || traced.transcript == plain.transcript,
-                "the trace log changes what a script tells");
+    ScriptOptions options;
+    switch (size % 8) {
+        case 0:
+            options.trace = true;
+            RequireSame(plain, bytes, size, options, "the trace log");
+            break;
+        case 1:
+            if (!plain.failed) {
+                RequireHealthyFiles(plain.path);
+            }
+            break;
+        case 2:
+            options.cacheless = true;
+            RequireSame(plain, bytes, size, options, "the statement cache");
+            break;
+        case 3:
+            options.forgetful = true;
+            RequireSame(plain, bytes, size, options, "a database that stays open");
+            break;
+        default:
+            break;
     }
     return 0;
 }

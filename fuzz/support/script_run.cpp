@@ -4,6 +4,7 @@
 #include <charconv>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fuzz/support/finding.h"
@@ -97,9 +98,24 @@ class Script {
             // Set before the database exists: refused, which must be harmless.
             (void)database_->Option("log", "trace.log");
         }
-        Tell(create ? database_->Create(path_) : database_->Open(path_));
+        isOpen_ = create ? database_->Create(path_) : database_->Open(path_);
+        Tell(isOpen_);
         if (options_.trace) {
             (void)database_->Option("log", "trace.log");
+        }
+        if (options_.cacheless) {
+            (void)database_->Option("statement_cache_size", "0");
+        }
+    }
+
+    // Opens the database anew with the options that it had. Views would not outlive it.
+    void Forget() {
+        if (!views_.empty() || !isOpen_) {
+            return;
+        }
+        Open(false);
+        for (const auto& [key, value] : settings_) {
+            Tell(database_->Option(key, value));
         }
     }
 
@@ -120,8 +136,10 @@ class Script {
             views_.clear();
             Tell(database_->Pack());
         } else if (word == ".reopen") {
+            settings_.clear();
             Open(false);
         } else if (word == ".new") {
+            settings_.clear();
             path_ = "other.dbf";
             Open(true);
         } else {
@@ -131,14 +149,19 @@ class Script {
 
     void SetOption(std::string_view word, std::string_view value) {
         if (word == ".fold") {
-            Tell(database_->Option("caseinsensitive"));
+            Set("caseinsensitive", "");
         } else if (word == ".exact") {
-            Tell(database_->Option("CaseSensitive"));
+            Set("CaseSensitive", "");
         } else if (word == ".cache") {
-            Tell(database_->Option("statement_cache_size", value));
+            Set("statement_cache_size", value);
         } else if (word == ".folder") {
-            Tell(database_->Option("subdir_char", value));
+            Set("subdir_char", value);
         }
+    }
+
+    void Set(const char* key, std::string_view value) {
+        Tell(database_->Option(key, value));
+        settings_.emplace_back(key, value);
     }
 
     void EditFile(std::string_view line) {
@@ -160,6 +183,7 @@ class Script {
         }
         TheHost().SetFile(path, bytes);
         edited_ = true;
+        catalogEdited_ = catalogEdited_ || path.starts_with("main");
     }
 
     void OpenView(std::string_view sql) {
@@ -183,6 +207,9 @@ class Script {
     }
 
     void Statement(std::string_view sql) {
+        if (options_.forgetful) {
+            Forget();
+        }
         const size_t start = transcript_.size();
         if (!RunOnce(sql)) {
             return;
@@ -237,7 +264,8 @@ class Script {
         }
         failed_ = true;
         const std::string error = database_->Error();
-        Require(!error.empty(), "a failure without a text");
+        // A compiled statement whose index is no longer in the catalog fails without a text.
+        Require(!error.empty() || catalogEdited_, "a failure without a text");
         Require(error.size() <= kMaximumText, "a text that is too long");
         transcript_ += "error: " + error + "\n";
     }
@@ -246,10 +274,13 @@ class Script {
     std::string path_ = kTemplatePath;
     std::unique_ptr<TestDatabase> database_;
     std::vector<std::unique_ptr<TestView>> views_;
+    std::vector<std::pair<std::string, std::string>> settings_;  // since the database was opened
     Texts parameters_;
     std::string transcript_;
+    bool isOpen_ = false;
     bool failed_ = false;
     bool edited_ = false;  // since the database was opened
+    bool catalogEdited_ = false;
 };
 
 }  // namespace

@@ -31,6 +31,8 @@ namespace ovrasql::fuzz {
 
 struct ScriptOptions {
     bool trace = false;      // the option "log" is set first
+    bool cacheless = false;  // no compiled statement is kept
+    bool forgetful = false;  // the database is closed and opened before each statement
     bool fileEdits = false;  // lines that begin with "!" are obeyed, otherwise they are statements
 };
 
