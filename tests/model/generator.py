@@ -313,7 +313,7 @@ class Generator:
             items = ", ".join(block.item(star) for _ in range(width))
             width = None if ".*" in items else width
         distinct = self.pick((80, ""), (12, "distinct "), (8, "all ")) \
-            if not group or self.chance(0.1) else ""
+            if not block.group_by or (not self.careful and self.chance(0.4)) else ""
         where = block.where()
         return "select %s%s %s%s%s" % (distinct, items, block.source(), where, group), width
 
