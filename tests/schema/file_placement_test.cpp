@@ -61,6 +61,19 @@ TEST_F(FilePlacementTest, AFailedDirectoryIsReportedWithThePathSoFar) {
     EXPECT_TRUE(TheHost().HasDirectory("db/my"));
 }
 
+TEST_F(FilePlacementTest, AnIndexWhoseDirectoryFailsIsNotMade) {
+    ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}})) << Error();
+    schema_->SetSubdirChar('_');
+    TheHost().SetErrorText("No room");
+    TheHost().FailCall("ovFile_MakeDirectory", 1);
+    EXPECT_FALSE(CreateIndex("t", "by_a", false, {"a"}));
+    EXPECT_EQ(Error(), "Unable to create directory or subdirectory for db/by/a.ovx: No room");
+    EXPECT_FALSE(TheHost().HasFile("db/by/a.ovx"));
+    TheHost().ClearFailures();
+    EXPECT_TRUE(CreateIndex("t", "by_a", false, {"a"})) << Error();
+    EXPECT_TRUE(TheHost().HasFile("db/by/a.ovx"));
+}
+
 TEST_F(FilePlacementTest, ATableInASubDirectoryIsFoundWithoutTheOption) {
     schema_->SetSubdirChar('_');
     ASSERT_TRUE(CreateTable("a_b", {{"a", 0, 5}}));
