@@ -160,8 +160,11 @@ class Script {
     }
 
     void Set(const char* key, std::string_view value) {
-        Tell(database_->Option(key, value));
-        settings_.emplace_back(key, value);
+        const bool taken = database_->Option(key, value);
+        Tell(taken);
+        if (taken) {
+            settings_.emplace_back(key, value);
+        }
     }
 
     void EditFile(std::string_view line) {
