@@ -1,5 +1,6 @@
 // Pack, and the rebuilding of one table with its failures.
 
+#include "library/host_services.h"
 #include "tests/schema/schema_fixture.h"
 
 namespace ovrasql {
@@ -240,6 +241,38 @@ TEST_F(PackTest, TemporaryFilesThatCantBeMadeAreReported) {
         EXPECT_EQ(Error(), messages[call - 1]);
         EXPECT_FALSE(HasTemporaryFiles()) << call;
         EXPECT_EQ(Records("t"), (Texts{"x|one", "*y|two", "z|three"}));
+        schema_.reset();
+    }
+}
+
+// Such a file could be neither renamed nor deleted.
+TEST_F(PackTest, ATemporaryFileWithoutANameIsOfNoUse) {
+    static const auto make = hostServices.ovFile_MakeTemporary;
+    for (const bool hasText : {false, true}) {
+        SetUp();
+        FillTable();
+        const auto withoutText = [](void* program, int32_t location, const char* path,
+                                    int32_t length, int32_t flags, char** name,
+                                    int32_t* nameLength) -> void* {
+            void* const file = make(program, location, path, length, flags, name, nameLength);
+            ovProgram_Free(program, *name);
+            *name = nullptr;
+            return file;
+        };
+        const auto withoutLength = [](void* program, int32_t location, const char* path,
+                                      int32_t length, int32_t flags, char** name,
+                                      int32_t* nameLength) -> void* {
+            void* const file = make(program, location, path, length, flags, name, nameLength);
+            *nameLength = 0;
+            return file;
+        };
+        hostServices.ovFile_MakeTemporary = hasText ? +withoutLength : +withoutText;
+        EXPECT_FALSE(schema_->Pack());
+        EXPECT_EQ(Error().substr(0, 62),
+                  "Error packing table 't': Failed to create data file for table ");
+        EXPECT_EQ(Records("t"), (Texts{"x|one", "*y|two", "z|three"}));
+        hostServices.ovFile_MakeTemporary = make;
+        EXPECT_TRUE(schema_->Pack()) << Error();
         schema_.reset();
     }
 }
