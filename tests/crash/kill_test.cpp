@@ -19,9 +19,11 @@ namespace {
 #if defined(__SANITIZE_ADDRESS__)
 constexpr uint32_t kHistories = 4;
 constexpr size_t kEvery = 5;  // of the points of a script
+constexpr int kLeastKills = 1000;
 #else
 constexpr uint32_t kHistories = 40;
 constexpr size_t kEvery = 1;
+constexpr int kLeastKills = 8000;
 #endif
 constexpr int kStatements = 60;
 constexpr size_t kEveryOfHistory = 11;
@@ -101,6 +103,11 @@ class KillCount : public testing::Environment {
         std::cout << TheKillCounts().kills << " kills, " << TheKillCounts().cuts
                   << " of them within a write, in " << CrashScripts().size() << " scripts and "
                   << kHistories << " random histories" << std::endl;
+        const testing::UnitTest& tests = *testing::UnitTest::GetInstance();
+        if (tests.test_to_run_count() == tests.total_test_count()) {
+            EXPECT_GT(TheKillCounts().kills, kLeastKills);
+            EXPECT_GT(TheKillCounts().cuts, kLeastKills / 2);
+        }
     }
 };
 

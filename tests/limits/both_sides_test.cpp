@@ -210,13 +210,14 @@ TEST_F(BothSides, NumbersOfParameters) {
 
 TEST_F(BothSides, CachedStatements) {
     ASSERT_EQ(Run("create table t (a char)"), "");
+    ASSERT_EQ(Run("insert into t values ('3')"), "");
     for (const char* size : {"0", "1", "2", "10", "2147483647", "2147483648", "99999999999999",
                              "-1", "-2147483649", "x", ""}) {
         ASSERT_TRUE(database_->Option("statement_cache_size", size));
         for (int32_t round = 0; round < 2; ++round) {
             for (int32_t statement = 0; statement < 12; ++statement) {
                 EXPECT_EQ(Rows("select a from t where a = '" + std::to_string(statement) + "'"),
-                          "");
+                          statement == 3 ? "3\n" : "");
             }
         }
     }

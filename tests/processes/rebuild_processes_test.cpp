@@ -315,7 +315,9 @@ TEST_F(RebuildProcessesTest, KilledRebuildKeepsNobodyOut) {
     }
     ::usleep(20000);
     ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "it had ended by itself";
     HostConnection connection(path);
     connection.SetLockTimeout(0);
     EXPECT_TRUE(connection.Run("insert into t values (200, 'w', '')")) << connection.Error();
