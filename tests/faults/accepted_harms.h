@@ -6,8 +6,8 @@
 //  - silences: the host fails and the statement says that it worked, with less than its effect;
 //  - what a statement that failed half-way leaves behind, beyond its own rows and their keys.
 //
-// Each entry counts how often it was needed; one that never is should go. docs/dialect.md tells
-// users the same ("Changes", "When a file fails").
+// Each entry counts how often it was needed; one that never is should go. docs/limits.md tells
+// users the same.
 
 #include <cstdint>
 #include <string>
