@@ -109,6 +109,8 @@ PosixFile::State PosixFile::StateFrom(const struct stat& status) {
     return {static_cast<uint64_t>(status.st_dev),
             static_cast<uint64_t>(status.st_ino),
             static_cast<uint64_t>(status.st_nlink),
+            static_cast<uint32_t>(status.st_uid),
+            static_cast<uint32_t>(status.st_gid),
             static_cast<uint32_t>(status.st_mode) & kPermissions,
             static_cast<int64_t>(status.st_size),
             static_cast<int64_t>(status.st_mtim.tv_sec),
@@ -312,7 +314,15 @@ void PosixFile::Mark() { SetPermissions(state_.permissions | S_ISVTX); }
 
 void PosixFile::Unmark() { SetPermissions(state_.permissions & ~uint32_t{S_ISVTX}); }
 
+// The administrator may give the owner and the group, anybody else no more than a group of his own.
+// Before the permissions, of which a change of the owner takes some away.
 void PosixFile::TakePermissionsOf(const PosixFile& other) {
+    const State& wanted = other.state_;
+    if ((state_.owner != wanted.owner || state_.group != wanted.group) &&
+        (::fchown(descriptor_, wanted.owner, wanted.group) == 0 ||
+         ::fchown(descriptor_, static_cast<uid_t>(-1), wanted.group) == 0)) {
+        Refresh();
+    }
     SetPermissions(other.state_.permissions & ~uint32_t{S_ISVTX});
 }
 

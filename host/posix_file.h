@@ -92,7 +92,7 @@ class PosixFile {
     void Mark();
     void Unmark();
 
-    // A new file is to be as open to others as the one whose place it takes.
+    // A new file is to be as open to others as the one whose place it takes, and theirs.
     void TakePermissionsOf(const PosixFile& other);
 
     // Looks at the file again. Whether it could be.
@@ -113,6 +113,8 @@ class PosixFile {
         uint64_t device = 0;
         uint64_t number = 0;
         uint64_t names = 0;
+        uint32_t owner = 0;
+        uint32_t group = 0;
         uint32_t permissions = 0;
         int64_t size = 0;
         int64_t seconds = 0;

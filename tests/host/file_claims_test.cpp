@@ -4,6 +4,7 @@
 #include "host/file_claims.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -246,6 +247,20 @@ TEST_F(FileClaimsTest, RebuiltFileIsAsOpenToOthersAsTheOldOneWas) {
     FinishRebuild(&one_);
     EXPECT_EQ(std::filesystem::status(path_).permissions(),
               perms::owner_read | perms::owner_write | perms::group_read);
+}
+
+// Or a pack that the administrator runs would shut everybody else out.
+TEST_F(FileClaimsTest, RebuiltFileBelongsToTheOwnerOfTheOldOne) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only the administrator may give a file away";
+    }
+    ASSERT_EQ(::chown(path_.c_str(), 1234, 5678), 0);
+    ASSERT_TRUE(BeginRebuild(&one_));
+    FinishRebuild(&one_);
+    struct stat status {};
+    ASSERT_EQ(::stat(path_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 1234u);
+    EXPECT_EQ(status.st_gid, 5678u);
 }
 
 // A process that takes a lock and a claim and then waits to be killed.
