@@ -148,6 +148,11 @@ TEST_F(KillTest, NoAcknowledgedRowIsLostWhenAWriterIsKilled) {
         }
     }
     Report();
+    // One kill in ten meets a statement half done; a run that never does shows nothing.
+    if (kills >= kKills && kKills >= 500) {
+        EXPECT_GT(counts_.insideStatement, kills / 100);
+        EXPECT_GT(counts_.ownKeys, 0);
+    }
 }
 
 }  // namespace
