@@ -16,14 +16,16 @@ namespace fs = std::filesystem;
 template <class Operation>
 void ForEachFollower(const std::string& dataPath, uint64_t dataFileNumber, Operation operation) {
     const std::string suffix = FollowerSuffix(dataFileNumber);
-    std::error_code ignored;
     fs::path folder = fs::path(dataPath).parent_path();
     folder = folder.empty() ? "." : folder;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) {
-        const std::string name = entry.path().filename().string();
+    std::error_code error;
+    // Not by a range: its step throws what this one tells, and ends at, too.
+    for (fs::directory_iterator entry(folder, error); entry != fs::directory_iterator();
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
         const std::size_t end = name.rfind(suffix);
         if (end != std::string::npos && end > 0) {
-            operation(entry.path(), folder / name.substr(0, end));
+            operation(entry->path(), folder / name.substr(0, end));
         }
     }
 }

@@ -5,8 +5,7 @@
 // keys of the old one. What is missing can be told, and is made up by whoever opens the file next:
 //
 //  - the new data file carries a mark (PosixFile::Mark) from before it gets its place until the
-//  last
-//    file has got its own;
+//    last file has got its own;
 //  - the names of the other new files carry the number that the system gave to the data file.
 //
 // Only files in the data file's own folder are found. An index elsewhere waits for the next pack.
