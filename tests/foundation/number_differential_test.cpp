@@ -1,5 +1,5 @@
 // Numbers against the C library, over random texts and values: in the "C" locale strtod and printf
-// are the reference where the rules say that they are. Seeds are fixed.
+// are the reference where the dialect says so. Seeds are fixed.
 
 #include <gtest/gtest.h>
 #include <locale.h>
