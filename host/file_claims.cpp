@@ -64,7 +64,10 @@ bool FileClaims::FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout)
         return false;
     }
     FinishSwap(file->Path(), file->Number());
-    file->Unmark();
+    // Otherwise somebody who may write to the folder finishes it later.
+    if (!IsSwapUnfinished(file->Path(), file->Number())) {
+        file->Unmark();
+    }
     return file->Claim(mode == ClaimMode::kExclusive ? mode : ClaimMode::kShared, timeout) == 0;
 }
 

@@ -131,7 +131,10 @@ int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t
                 return -1;
             }
             const int32_t result = ovrahost::RenameFile(from, to, error);
-            Program(program)->Claims().Settle(from);
+            // What did not get its place is left for the next process that opens the table.
+            if (result == 0) {
+                Program(program)->Claims().Settle(from);
+            }
             return result;
         });
 }

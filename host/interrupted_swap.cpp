@@ -24,7 +24,7 @@ void ForEachFollower(const std::string& dataPath, uint64_t dataFileNumber, Opera
          entry.increment(error)) {
         const std::string name = entry->path().filename().string();
         const std::size_t end = name.rfind(suffix);
-        if (end != std::string::npos && end > 0) {
+        if (end != std::string::npos && end > 0 && entry->path().extension() == ".tmp") {
             operation(entry->path(), folder / name.substr(0, end));
         }
     }

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <thread>
 
 #include "host/file_system.h"
@@ -230,6 +231,30 @@ TEST_F(FileClaimsTest, NextOneToOpenTheDataFileFinishesWhatADeadProcessBegan) {
     EXPECT_FALSE(file->IsMarked());
     EXPECT_NE(Open(&other_), nullptr) << "the claim is a shared one again";
     EXPECT_EQ(folder_.Read("u.dbt.of-0.1.tmp"), "of another table");
+}
+
+// A place that cannot be taken now can be taken later.
+TEST_F(FileClaimsTest, MarkStaysUntilTheFilesHaveTheirPlaces) {
+    const std::string memo = folder_.Write("t.dbt", "old memo");
+    {
+        FileClaims dead;
+        ASSERT_TRUE(BeginRebuild(&dead));
+        const std::string data = temporary_;
+        ASSERT_TRUE(BeginRebuild(&dead, memo));
+        EXPECT_EQ(RenameFile(data, path_, &error_), 0);
+        dead.Settle(data);
+    }
+    ASSERT_TRUE(std::filesystem::remove(memo));
+    ASSERT_TRUE(std::filesystem::create_directory(memo));
+    auto file = Open(&one_);
+    ASSERT_NE(file, nullptr);
+    EXPECT_TRUE(file->IsMarked());
+    Close(&one_, std::move(file));
+    ASSERT_TRUE(std::filesystem::remove(memo));
+    file = Open(&one_);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(folder_.Read("t.dbt"), "new");
+    EXPECT_FALSE(file->IsMarked());
 }
 
 TEST_F(FileClaimsTest, RebuildThatEndsWellLeavesNoMark) {
