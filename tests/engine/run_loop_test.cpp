@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/engine/program.h"
+#include "tests/support/program_places.h"
 
 namespace ovrasql {
 namespace {
@@ -263,27 +264,6 @@ TEST_F(RunLoopTest, DefinitionsNeedTheirLists) {
         Program program;
         program.Emit(opcode, 0, 0, 0, "t", "i");
         EXPECT_EQ(Evaluate(program), "error: Invalid instruction");
-    }
-}
-
-// Which operand holds a jump target, 0 for none.
-int32_t TargetOperand(int32_t opcode) {
-    switch (opcode) {
-        case SQL_Jump:
-            return 1;
-        case SQL_Cursor_First:
-        case SQL_Cursor_Next:
-        case SQL_Temporary_First:
-        case SQL_Temporary_Next:
-        case SQL_Bucket_First:
-        case SQL_Bucket_Next:
-        case SQL_Jump_EQ:
-        case SQL_Jump_NE:
-            return 2;
-        case SQL_Bucket_Record:
-            return 3;
-        default:
-            return 0;
     }
 }
 
