@@ -5,7 +5,6 @@
 #include "compile/tree/sql_column_reference.h"
 #include "compile/tree/sql_expression.h"
 #include "compile/tree/sql_query.h"
-#include "compile/tree/sql_reference_manager.h"
 #include "compile/tree/sql_statements.h"
 #include "compile/tree/sql_table_reference.h"
 #include "compile/work_stack.h"
@@ -31,27 +30,16 @@ struct OpenTables {
     const SQLTableReference* updateTarget;
 };
 
-bool BlockHasCursor(const SQLQuery& query, int32_t cursor) {
-    for (const SQLTableReference* table : query.references->Tables()) {
-        if (table->cursor == cursor) {
-            return true;
-        }
+bool IsOpen(const OpenTables& open, const SQLTableReference* wanted) {
+    // The scope is compared, too: a table of another block can be on the stack of that block.
+    if (wanted->isOnStack && wanted->scope == open.tables.Top()->scope) {
+        return true;
     }
-    return false;
-}
-
-bool IsOpen(const OpenTables& open, int32_t cursor) {
-    for (const SQLTableReference* table = open.tables.Top(); table != nullptr;
-         table = open.tables.Below()) {
-        if (table->cursor == cursor) {
-            return true;
-        }
-    }
-    if (open.updateTarget != nullptr && open.updateTarget->cursor == cursor) {
+    if (wanted == open.updateTarget) {
         return true;
     }
     for (const SQLQuery* query = open.parentQuery; query != nullptr; query = query->parentQuery) {
-        if (BlockHasCursor(*query, cursor)) {
+        if (query->references == wanted->scope) {
             return true;
         }
     }
@@ -59,7 +47,7 @@ bool IsOpen(const OpenTables& open, int32_t cursor) {
 }
 
 bool IsBareColumnOpen(const OpenTables& open, const SQLColumnReference& column) {
-    return column.IsTableColumn() && IsOpen(open, column.cursor);
+    return column.IsTableColumn() && IsOpen(open, column.source);
 }
 
 bool IsAnd(const SQLExpressionNode& node) {

@@ -181,6 +181,7 @@ bool GenerateUpdateRow(const SQLUpdateStatement& statement) {
 void OptimizeWhere(const SQLUpdateStatement& statement) {
     Stack<SQLTableReference> tables(false);
     tables.Push(statement.target);
+    statement.target->isOnStack = true;
     SQLCodeGenerator& generator = *statement.generator;
     if (generator.ExtractCondition(statement.target, tables, statement.where->root, nullptr,
                                    nullptr)) {

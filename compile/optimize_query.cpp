@@ -33,6 +33,7 @@ bool SQLQuery::OptimizeQuery() {
     const int32_t preferred = PreferredDirection(orderBy);
     for (SQLTableReference* table : references->Tables()) {
         tableStack.Push(table);
+        table->isOnStack = true;
         const SQLExpression* const source =
             table->outerLeft != nullptr ? table->on.get() : where.get();
         // A derived table has no search condition of its own; what could move to it stays.

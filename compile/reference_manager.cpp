@@ -16,6 +16,7 @@ SQLReferenceManager::~SQLReferenceManager() = default;
 
 SQLTableReference* SQLReferenceManager::AddTable(std::unique_ptr<SQLTableReference> table) {
     SQLTableReference* const added = table.get();
+    added->scope = this;
     tables_.Add(std::move(table));
     return added;
 }

@@ -68,6 +68,7 @@ int32_t SQLTableReference::ResolveColumn(SQLColumnReference* reference) {
         return -1;
     }
     reference->state = ColumnState::kTableColumn;
+    reference->source = this;
     reference->cursor = cursor;
     reference->fieldType = field->Type();
     reference->fieldDecimals = field->Decimals();

@@ -18,6 +18,8 @@
 
 namespace ovrasql {
 
+class SQLTableReference;
+
 enum class ColumnState : int32_t {
     kUnresolved = 0,
     kTableColumn = 1,      // `cursor` is a cursor slot
@@ -29,6 +31,8 @@ struct SQLColumnReference {
     int32_t cursor = -1;
     int32_t column = -1;
     int32_t useCount = 1;
+    // The table of a block that has the column; not owned, good during compilation only.
+    const SQLTableReference* source = nullptr;
     // The field's type code and decimals once resolved to a table; -1 otherwise.
     int32_t fieldType = -1;
     int32_t fieldDecimals = -1;

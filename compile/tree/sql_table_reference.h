@@ -63,6 +63,8 @@ class SQLTableReference {
     int32_t outerJoinPoint = -1;
     int32_t outerSkipJump = -1;
     int32_t stopJump = -1;
+    const SQLReferenceManager* scope = nullptr;  // that owns it
+    bool isOnStack = false;                      // of its block's open tables
     Table* table = nullptr;
     TextView name;
     TextView alias;  // the very text of the name when none was written

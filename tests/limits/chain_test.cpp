@@ -86,6 +86,8 @@ const Chain kLists[] = {
     {"select a from t", " union select a from t", "", kNoFiles},
     {"select a from t", " union all select a from t", "", kNoFiles},
     {"select 1 from t", ", t x#", "", kNoFiles},
+    // The condition can't move to any table but the last.
+    {"select 1 from t", ", t x#", " where x99999.a = 1", kNoFiles},
     {"select 1 from t", ", t", "", "error: Non unique table 't'"},
     {"select 1 from t", ", (select a from t) x#", "", kNoFiles, kTerms / 10},
     {"select 1 from t", " left outer join t x# on t.a = 1", "", kNoFiles, kTerms / 10},
