@@ -4,15 +4,17 @@
 
 namespace ovrasql {
 
+using checker::ChangedRecords;
 using checker::CheckedTable;
 using checker::Finding;
 using checker::FindingKind;
+using checker::FindTable;
+using checker::RecordAt;
 
 namespace {
 
 const std::string kCatalogPath = "main.dbf";
 constexpr size_t kPageSize = 1024;
-constexpr size_t kHeaderSize = 32;
 
 bool BeginsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
@@ -97,23 +99,6 @@ std::string FileOfMemo(const std::string& path) {
     return EndsWith(path, ".dbt") ? path.substr(0, path.size() - 4) + ".dbf" : std::string();
 }
 
-const CheckedTable* Find(const std::vector<CheckedTable>& tables, const std::string& name) {
-    for (const CheckedTable& table : tables) {
-        if (table.name == name) {
-            return &table;
-        }
-    }
-    return nullptr;
-}
-
-std::map<uint32_t, std::vector<std::string>> ByNumber(const CheckedTable* table) {
-    std::map<uint32_t, std::vector<std::string>> rows;
-    for (size_t index = 0; table != nullptr && index < table->rows.size(); ++index) {
-        rows[table->recordNumbers[index]] = table->rows[index];
-    }
-    return rows;
-}
-
 }  // namespace
 
 DyingStatement::DyingStatement(const RecordedStep& step, const FileSet& before,
@@ -130,6 +115,7 @@ DyingStatement::DyingStatement(const RecordedStep& step, const FileSet& before,
     NoteRecords(before);
     NoteTrees(before);
     NoteSwaps();
+    NoteOrder();
 }
 
 void DyingStatement::NoteNames(const FileSet& files) {
@@ -158,16 +144,14 @@ void DyingStatement::NoteRecords(const FileSet& before) {
         }
         const auto file = before.find(change.path);
         if (change.kind != FileChangeKind::kWrite || !EndsWith(change.path, ".dbf") ||
-            file == before.end() || file->second.size() < kHeaderSize) {
+            file == before.end()) {
             continue;
         }
-        const int64_t header = Number(file->second, 8, 2);
-        const int64_t length = Number(file->second, 10, 2);
-        if (change.offset >= header) {
-            const uint32_t record = static_cast<uint32_t>((change.offset - header) / length + 1);
+        const uint32_t record = RecordAt(file->second, change.offset);
+        if (record != 0) {
             ownRecords_[change.path].insert(record);
             // An appended record has its end mark behind it.
-            tornRecords_[index] = static_cast<int64_t>(change.bytes.size()) == length ? record : 0;
+            tornRecords_[index] = change.bytes.size() == Number(file->second, 10, 2) ? record : 0;
         }
     }
 }
@@ -218,6 +202,21 @@ void DyingStatement::NoteSwaps() {
                             !EndsWith(step_.changes[index + 1].newPath, ".dbf");
         data = goesOn ? data : std::string();
         swapping_[index] = data;
+    }
+}
+
+// Of several tables it is not told here which row of the one comes before which of the other.
+void DyingStatement::NoteOrder() {
+    std::set<std::string> paths;
+    for (const CheckedTable& table : tablesBefore_) {
+        const CheckedTable* after = FindTable(tablesAfter_, table.name);
+        for (const uint32_t record : ChangedRecords(ByNumber(&table), ByNumber(after))) {
+            met_.push_back({table.path, record});
+            paths.insert(table.path);
+        }
+    }
+    if (!step_.meetsRowsInRecordOrder || paths.size() > 1) {
+        met_.clear();
     }
 }
 
@@ -366,72 +365,14 @@ bool DyingStatement::PackMayFail(const KillPoint& point) const {
 // The library finds a table by its key in the catalog's first index, and opens it with its memo
 // file.
 bool DyingStatement::MayBeLost(const KillPoint& point, const std::string& table) const {
-    const bool isMade = kind_ == DyingKind::kCreateTable && Find(tablesBefore_, table) == nullptr;
+    const bool isMade =
+        kind_ == DyingKind::kCreateTable && FindTable(tablesBefore_, table) == nullptr;
     const bool lacksMemos = IsSwapping(point, FileOf(table));
     return isMade || lacksMemos || IsTreeOpen(point, "main.ovx") || IsPageTorn(point, "main.ovx");
 }
 
 bool DyingStatement::IndexesMayBeLost(const KillPoint& point) const {
     return IsTreeOpen(point, "maini.ovx") || IsPageTorn(point, "maini.ovx");
-}
-
-std::string DyingStatement::WrongRows(const KillPoint& point,
-                                      const std::vector<CheckedTable>& now) const {
-    std::string text;
-    for (const CheckedTable& table : tablesBefore_) {
-        if (Find(now, table.name) == nullptr && Find(tablesAfter_, table.name) != nullptr) {
-            text += "the table " + table.name + " is missing\n";
-        }
-    }
-    for (const CheckedTable& table : now) {
-        const bool isKnown =
-            Find(tablesBefore_, table.name) != nullptr || Find(tablesAfter_, table.name) != nullptr;
-        text += isKnown ? "" : "nobody made the table " + table.name + "\n";
-        text += kind_ == DyingKind::kRebuild ? WrongList(point, table) : WrongRecords(point, table);
-    }
-    return text;
-}
-
-// Each record is as it was before, or as the statement makes it; no third way, none lost.
-std::string DyingStatement::WrongRecords(const KillPoint& point, const CheckedTable& now) const {
-    const auto before = ByNumber(Find(tablesBefore_, now.name));
-    const auto after = ByNumber(Find(tablesAfter_, now.name));
-    const auto rows = ByNumber(&now);
-    const uint32_t torn = TornRecord(point, FileOf(now.name));
-    std::string text;
-    for (const auto& [record, row] : rows) {
-        const auto old = before.find(record);
-        const auto made = after.find(record);
-        const bool isOld = old != before.end() && old->second == row;
-        const bool isMade = made != after.end() && made->second == row;
-        if (!isOld && !isMade && record != torn) {
-            text += now.name + ", record " + std::to_string(record) + " is neither old nor new\n";
-        }
-    }
-    for (const auto& [record, row] : before) {
-        const bool mayGo = after.count(record) == 0 && kind_ != DyingKind::kDropTable;
-        if (rows.count(record) == 0 && !mayGo) {
-            text += now.name + ", record " + std::to_string(record) + " is lost\n";
-        }
-    }
-    return text;
-}
-
-// The whole table is the old one or the new one. While the files are exchanged the data file is new
-// and the memo file old, so texts may be those of other rows.
-std::string DyingStatement::WrongList(const KillPoint& point, const CheckedTable& now) const {
-    const CheckedTable* before = Find(tablesBefore_, now.name);
-    const CheckedTable* after = Find(tablesAfter_, now.name);
-    const bool isOld = before != nullptr && before->rows == now.rows;
-    const bool isNew = after != nullptr && after->rows == now.rows;
-    if (isOld || isNew) {
-        return "";
-    }
-    if (after != nullptr && IsSwapping(point, FileOf(now.name)) &&
-        after->rows.size() == now.rows.size()) {
-        return "";
-    }
-    return "the rows of " + now.name + " are neither the old nor the new ones\n";
 }
 
 }  // namespace ovrasql

@@ -11,6 +11,7 @@
 
 #include "tests/crash/recorded_changes.h"
 #include "tests/support/checker/checker.h"
+#include "tests/support/checker/row_order.h"
 
 namespace ovrasql {
 
@@ -51,6 +52,8 @@ class DyingStatement {
     // What is wrong with the rows; `now` is read from the files as the kill left them.
     [[nodiscard]] std::string WrongRows(const KillPoint& point,
                                         const std::vector<checker::CheckedTable>& now) const;
+    // Whether it is known in which order it meets its rows, and there are several.
+    [[nodiscard]] bool HasKnownOrder() const { return met_.size() > 1; }
     // Whether a table may be out of reach for the library, and a pack may fail with it.
     [[nodiscard]] bool MayBeLost(const KillPoint& point, const std::string& table) const;
     // Whether the library may not find an index by its name, so that a query that needs it fails.
@@ -66,6 +69,7 @@ class DyingStatement {
     void NoteRecords(const FileSet& before);
     void NoteTrees(const FileSet& before);
     void NoteSwaps();
+    void NoteOrder();
     [[nodiscard]] std::string FileOf(const std::string& table) const;
     [[nodiscard]] const FileChange& Last(const KillPoint& point) const;
     [[nodiscard]] bool IsTreeOpen(const KillPoint& point, const std::string& path) const;
@@ -76,6 +80,7 @@ class DyingStatement {
     [[nodiscard]] bool AllowsKey(const KillPoint& point, const checker::Finding& finding) const;
     [[nodiscard]] std::string WrongRecords(const KillPoint& point,
                                            const checker::CheckedTable& now) const;
+    [[nodiscard]] std::string WrongOrder(const Tables& now) const;
     [[nodiscard]] std::string WrongList(const KillPoint& point,
                                         const checker::CheckedTable& now) const;
 
@@ -87,6 +92,8 @@ class DyingStatement {
     std::map<std::string, std::string> dataOfIndex_;        // .ovx -> .dbf
     std::map<std::string, std::set<uint32_t>> ownRecords_;  // .dbf -> those that it writes
     std::set<std::string> made_;                            // files that it makes
+    std::vector<checker::MetRecord>
+        met_;  // those that it changes, in their order; empty if that is unknown
     // Behind each change: the indexes between two pages of one change, the .dbf whose files are
     // being exchanged, and the records that are counted.
     std::vector<std::set<std::string>> openTrees_;

@@ -72,9 +72,6 @@ void Restart(const FileSet& files) {
 }
 
 void TryStatement(const DyingStatement& dying, const KillPoint& point, const FileSet& files) {
-    SCOPED_TRACE(dying.Text(point));
-    ++TheKillCounts().kills;
-    TheKillCounts().cuts += point.isCut ? 1 : 0;
     EXPECT_EQ(dying.Unexpected(point, checker::CheckDatabase(files, kCatalogPath)), "");
     const std::vector<checker::CheckedTable> tables = checker::ReadTables(files, kCatalogPath);
     EXPECT_EQ(dying.WrongRows(point, tables), "");
@@ -90,10 +87,7 @@ void TryStatement(const DyingStatement& dying, const KillPoint& point, const Fil
 }
 
 // A new database that is not whole does not open, or is empty; making it again is all it needs.
-void TryCreation(const DyingStatement& dying, const KillPoint& point, const FileSet& files) {
-    SCOPED_TRACE(dying.Text(point));
-    ++TheKillCounts().kills;
-    TheKillCounts().cuts += point.isCut ? 1 : 0;
+void TryCreation(const FileSet& files) {
     Restart(files);
     TestDatabase database;
     ASSERT_TRUE(database.Create()) << database.Error();
@@ -111,8 +105,12 @@ KillCounts& TheKillCounts() {
 }
 
 void TryKill(const DyingStatement& dying, const KillPoint& point, const FileSet& files) {
+    SCOPED_TRACE(dying.Text(point));
+    ++TheKillCounts().kills;
+    TheKillCounts().cuts += point.isCut ? 1 : 0;
+    TheKillCounts().amongRows += dying.HasKnownOrder() ? 1 : 0;
     if (dying.Kind() == DyingKind::kCreateDatabase) {
-        TryCreation(dying, point, files);
+        TryCreation(files);
     } else {
         TryStatement(dying, point, files);
     }

@@ -11,7 +11,8 @@ namespace ovrasql {
 
 struct KillCounts {
     int64_t kills = 0;
-    int64_t cuts = 0;  // of them within a write
+    int64_t cuts = 0;       // of them within a write
+    int64_t amongRows = 0;  // of a statement that meets several rows in a known order
 };
 
 KillCounts& TheKillCounts();

@@ -75,6 +75,19 @@ TEST(PlantedOrder, OfAMemoHeaderBeforeItsTextIsFound) {
     EXPECT_NE(Broken(kInsert, "write t.dbt at 0", "write t.dbt at 1024"), "");
 }
 
+// Records of 20 bytes behind a header of 65.
+TEST(PlantedOrder, OfALaterRowBeforeAnEarlierOneIsFound) {
+    const std::vector<ScriptStep> rows = {"create table t (a integer)", "insert into t values (1)",
+                                          "insert into t values (2)", "insert into t values (3)"};
+    for (const char* sql : {"update t set a = a + 10 where a > 0", "delete from t where a < 9"}) {
+        std::vector<ScriptStep> steps = rows;
+        steps.emplace_back(sql);
+        EXPECT_EQ(Broken(steps, "write t.dbf at 65", "write t.dbf at 85"), "");
+        EXPECT_NE(Broken(steps, "write t.dbf at 85", "write t.dbf at 65"), "") << sql;
+        EXPECT_NE(Broken(steps, "write t.dbf at 105", "write t.dbf at 85"), "") << sql;
+    }
+}
+
 TEST(PlantedOrder, OfACatalogRowBeforeItsFileIsFound) {
     const std::vector<ScriptStep> steps = {"create table t (a integer)",
                                            "create table v (a integer)"};

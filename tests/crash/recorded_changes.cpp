@@ -6,6 +6,28 @@
 
 namespace ovrasql {
 
+namespace {
+
+// Runs the statement for the program that it traces. Without regard to case an index serves more
+// conditions than otherwise.
+bool WalksWithoutIndex(const FileSet& before, const ScriptStep& step) {
+    constexpr const char* kTrace = "program.log";
+    RestoreFiles(before);
+    TheHost().SetLogging(false);
+    {
+        ScriptSession session;
+        for (const char* first : {"open", "option caseinsensitive", "option log program.log"}) {
+            EXPECT_TRUE(session.Run(ScriptStep(first)).ok) << first;
+        }
+        static_cast<void>(session.Run(step));
+    }
+    const std::string program = TheHost().FileText(kTrace);
+    EXPECT_NE(program.find("SQL_Cursor_"), std::string::npos) << step.text;
+    return program.find("SQL_Cursor_Index") == std::string::npos;
+}
+
+}  // namespace
+
 RecordedChanges RecordChanges(const StatementScript& script) {
     RecordedChanges recorded;
     recorded.start = SetupFiles(script);
@@ -22,7 +44,20 @@ RecordedChanges RecordChanges(const StatementScript& script) {
     }
     session.Close();
     TheHost().SetChangeHandler(nullptr);
+    FileSet files = recorded.start;
+    for (RecordedStep& step : recorded.steps) {
+        step.meetsRowsInRecordOrder = MeetsRowsInRecordOrder(files, step.step);
+        for (const FileChange& change : step.changes) {
+            Apply(change, &files);
+        }
+    }
     return recorded;
+}
+
+bool MeetsRowsInRecordOrder(const FileSet& before, const ScriptStep& step) {
+    const std::string verb = step.text.substr(0, 7);
+    return verb == "insert " ||
+           ((verb == "update " || verb == "delete ") && WalksWithoutIndex(before, step));
 }
 
 void Apply(const FileChange& change, size_t bytes, FileSet* files) {

@@ -15,6 +15,7 @@ struct RecordedStep {
     ScriptStep step;
     bool ok = false;
     std::vector<FileChange> changes;
+    bool meetsRowsInRecordOrder = false;  // known to, without having been seen
 };
 
 struct RecordedChanges {
@@ -23,6 +24,10 @@ struct RecordedChanges {
 };
 
 RecordedChanges RecordChanges(const StatementScript& script);
+
+// Whether a statement meets the rows that it changes in the order of their records, as it does
+// where it appends them or uses no index. Resets the host.
+bool MeetsRowsInRecordOrder(const FileSet& before, const ScriptStep& step);
 
 // Lays a change over the files. Of a write `bytes` may be fewer than all.
 void Apply(const FileChange& change, size_t bytes, FileSet* files);

@@ -11,6 +11,10 @@ bool Begins(const ScriptStep& step, const char* start) {
     return step.text.compare(0, std::string(start).size(), start) == 0;
 }
 
+bool Contains(const ScriptStep& step, const char* words) {
+    return step.text.find(words) != std::string::npos;
+}
+
 bool IsReading(const Situation& situation) {
     const StepKind kind = KindOf(situation.step);
     return kind == StepKind::kSelect || kind == StepKind::kWalk || kind == StepKind::kReveal;
@@ -69,7 +73,15 @@ std::vector<AcceptedHarm> Silences() {
         {"a value that is made of a sub-query is that of the rows that were read",
          {Harm::kRowChanged},
          [](const Situation& s) {
-             return s.ok && IsChange(s) && s.step.text.find("(select") != std::string::npos &&
+             return s.ok && IsChange(s) && Contains(s.step, "(select") &&
+                    (FailedToRead(s, FilePart::kData) || FailedToRead(s, FilePart::kIndex));
+         }},
+        {"a sub-query, or one side of a UNION, that gives fewer rows picks fewer of those to "
+         "change",
+         {Harm::kOrder},
+         [](const Situation& s) {
+             return s.ok && IsChange(s) &&
+                    (Contains(s.step, "(select") || Contains(s.step, " union ")) &&
                     (FailedToRead(s, FilePart::kData) || FailedToRead(s, FilePart::kIndex));
          }},
         {"a memo text that can't be read is as much of it as was read",

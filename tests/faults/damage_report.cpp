@@ -1,38 +1,27 @@
 #include "tests/faults/damage_report.h"
 
 #include <algorithm>
-#include <map>
-#include <optional>
+#include <array>
+
+#include "tests/support/checker/row_order.h"
 
 namespace ovrasql {
 
 namespace {
 
+using checker::ChangedRecords;
 using checker::CheckedTable;
 using checker::Finding;
 using checker::FindingKind;
+using checker::FindTable;
+using checker::MetRecord;
+using checker::NumberedRows;
+using checker::RecordState;
 using CheckedRow = std::vector<std::string>;
 using Tables = std::vector<CheckedTable>;
 
 // The scripts' memo columns are called by these names.
 bool IsMemo(const std::string& column) { return column == "M" || column == "NOTE"; }
-
-const CheckedTable* Find(const Tables& tables, const std::string& name) {
-    for (const CheckedTable& table : tables) {
-        if (table.name == name) {
-            return &table;
-        }
-    }
-    return nullptr;
-}
-
-std::map<uint32_t, CheckedRow> ByRecord(const CheckedTable* table) {
-    std::map<uint32_t, CheckedRow> rows;
-    for (size_t i = 0; table != nullptr && i < table->rows.size(); ++i) {
-        rows[table->recordNumbers[i]] = table->rows[i];
-    }
-    return rows;
-}
 
 std::string Joined(const CheckedTable& table, const CheckedRow& row, bool withMemos) {
     std::string text;
@@ -46,12 +35,17 @@ bool IsRebuild(const ScriptStep& step) {
     return KindOf(step) == StepKind::kPack || step.text.compare(0, 5, "alter") == 0;
 }
 
+bool IsRowChange(const ScriptStep& step) {
+    const std::string verb = step.text.substr(0, 7);
+    return verb == "insert " || verb == "update " || verb == "delete ";
+}
+
 // Comparing one table that keeps its record numbers.
 class RecordComparison {
   public:
     RecordComparison(const CheckedTable* before, const CheckedTable* after,
                      const CheckedTable& found, HarmsFound* harms)
-        : found_(found), before_(ByRecord(before)), after_(ByRecord(after)), harms_(harms) {
+        : found_(found), before_(ByNumber(before)), after_(ByNumber(after)), harms_(harms) {
         for (const auto& [number, row] : after_) {
             if (before_.count(number) == 0) {
                 added_.push_back(Joined(found, row, true));
@@ -61,7 +55,7 @@ class RecordComparison {
     }
 
     void Run() {
-        const auto rows = ByRecord(&found_);
+        const NumberedRows rows = ByNumber(&found_);
         for (const auto& [number, row] : rows) {
             Check(number, row);
         }
@@ -99,8 +93,8 @@ class RecordComparison {
     }
 
     const CheckedTable& found_;
-    std::map<uint32_t, CheckedRow> before_;
-    std::map<uint32_t, CheckedRow> after_;
+    NumberedRows before_;
+    NumberedRows after_;
     std::vector<std::string> added_;
     std::vector<std::string> addedWithoutMemos_;
     HarmsFound* harms_;
@@ -127,8 +121,8 @@ void CompareRebuilt(const CheckedTable& before, const CheckedTable& after,
 
 void CompareTables(const RecordedStep& step, bool rebuilt, const Tables& found, HarmsFound* harms) {
     for (const CheckedTable& table : found) {
-        const CheckedTable* before = Find(step.tablesBefore, table.name);
-        const CheckedTable* after = Find(step.tablesAfter, table.name);
+        const CheckedTable* before = FindTable(step.tablesBefore, table.name);
+        const CheckedTable* after = FindTable(step.tablesAfter, table.name);
         if (before == nullptr && after == nullptr) {
             harms->push_back({Harm::kCatalog, "a table " + table.name + " is listed"});
         } else if (rebuilt && before != nullptr && after != nullptr) {
@@ -138,7 +132,8 @@ void CompareTables(const RecordedStep& step, bool rebuilt, const Tables& found, 
         }
     }
     for (const CheckedTable& table : step.tablesBefore) {
-        if (Find(step.tablesAfter, table.name) != nullptr && Find(found, table.name) == nullptr) {
+        if (FindTable(step.tablesAfter, table.name) != nullptr &&
+            FindTable(found, table.name) == nullptr) {
             harms->push_back({Harm::kTableLost, table.name + " can't be read"});
         }
     }
@@ -149,19 +144,52 @@ std::set<uint32_t> TouchedRecords(const RecordedStep& step) {
     std::set<uint32_t> touched;
     for (const Tables* tables : {&step.tablesBefore, &step.tablesAfter}) {
         for (const CheckedTable& table : *tables) {
-            const auto before = ByRecord(Find(step.tablesBefore, table.name));
-            const auto after = ByRecord(Find(step.tablesAfter, table.name));
-            for (const uint32_t number : table.recordNumbers) {
-                const auto first = before.find(number);
-                const auto second = after.find(number);
-                if (first == before.end() || second == after.end() ||
-                    first->second != second->second) {
-                    touched.insert(number);
-                }
-            }
+            touched.merge(ChangedRecords(ByNumber(FindTable(step.tablesBefore, table.name)),
+                                         ByNumber(FindTable(step.tablesAfter, table.name))));
         }
     }
     return touched;
+}
+
+// What has become of a record. One whose memo text alone is missing has been written.
+RecordState StateOf(const NumberedRows& before, const NumberedRows& after,
+                    const CheckedTable& found, const NumberedRows& rows, uint32_t record) {
+    const auto isAs = [&](const NumberedRows& others, bool withMemos) {
+        const auto row = rows.find(record);
+        const auto other = others.find(record);
+        if (row == rows.end() || other == others.end()) {
+            return row == rows.end() && other == others.end();
+        }
+        return Joined(found, row->second, withMemos) == Joined(found, other->second, withMemos);
+    };
+    if (isAs(after, true)) {
+        return RecordState::kNew;
+    }
+    if (isAs(before, true)) {
+        return RecordState::kOld;
+    }
+    return isAs(after, false) ? RecordState::kNew : RecordState::kNeither;
+}
+
+// The statement has changed the rows that it met first, and no others.
+void CheckOrder(const RecordedStep& step, const Tables& found, HarmsFound* harms) {
+    std::map<std::string, std::array<NumberedRows, 3>> rowsOf;
+    std::map<std::string, const CheckedTable*> tableOf;
+    for (const CheckedTable& table : found) {
+        tableOf[table.path] = &table;
+        rowsOf[table.path] = {ByNumber(FindTable(step.tablesBefore, table.name)),
+                              ByNumber(FindTable(step.tablesAfter, table.name)), ByNumber(&table)};
+    }
+    const std::string text = OutOfOrder(step.met, [&](const MetRecord& met) {
+        if (tableOf.count(met.path) == 0) {
+            return RecordState::kNeither;
+        }
+        const auto& [before, after, now] = rowsOf[met.path];
+        return StateOf(before, after, *tableOf[met.path], now, met.record);
+    });
+    if (!text.empty()) {
+        harms->push_back({Harm::kOrder, text});
+    }
 }
 
 Harm HarmOf(const Finding& finding) {
@@ -209,10 +237,11 @@ void TakeFindings(const RecordedStep& step, bool ok, const std::vector<Finding>&
 
 const char* NameOf(Harm harm) {
     constexpr const char* kNames[] = {
-        "rows read",      "not refused",   "not whole",       "memo text",     "row lost",
-        "row changed",    "new row",       "table lost",      "data file",     "memo file",
-        "index file",     "keys",          "catalog",         "catalog index", "file left",
-        "untouched file", "does not open", "other statement", "does not pack", "left by pack"};
+        "rows read",   "not refused",    "not whole",     "memo text",       "row lost",
+        "row changed", "new row",        "order",         "table lost",      "data file",
+        "memo file",   "index file",     "keys",          "catalog",         "catalog index",
+        "file left",   "untouched file", "does not open", "other statement", "does not pack",
+        "left by pack"};
     return kNames[static_cast<size_t>(harm)];
 }
 
@@ -235,9 +264,12 @@ HarmsFound Compare(const RecordedStep& step, const ScriptStep& text, bool ok,
         files.count("main.dbf") == 0 ? Tables() : checker::ReadTables(files, "main.dbf");
     CompareTables(step, IsRebuild(text), tables, &harms);
     TakeFindings(step, ok, checker::CheckDatabase(files, "main.dbf"), &harms);
+    if (IsRowChange(text)) {
+        CheckOrder(step, tables, &harms);
+    }
     if (ok && harms.empty() && tables.size() == step.tablesAfter.size()) {
         for (const CheckedTable& table : step.tablesAfter) {
-            const CheckedTable* found = Find(tables, table.name);
+            const CheckedTable* found = FindTable(tables, table.name);
             if (found == nullptr || found->recordNumbers != table.recordNumbers ||
                 SortedRows(*found, true) != SortedRows(table, true)) {
                 harms.push_back({Harm::kNotWhole, table.name + " has other records"});

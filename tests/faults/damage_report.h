@@ -21,6 +21,7 @@ enum class Harm {
     kRowLost,         // a record is gone that the statement doesn't delete
     kRowChanged,      // a record that is neither as before nor as after the statement
     kNewRow,          // a record that the statement would not have added
+    kOrder,           // a row is changed before one that the statement meets earlier
     kTableLost,       // the checker can't read a table, or finds it no more
     kDataFile,        // the structure of a data file
     kMemoFile,        // the structure of a memo file, or a record's way into it

@@ -45,11 +45,25 @@ class CallCounter {
             if (Changes(call)) {
                 recorded->steps[step].written.insert(call.path);
                 recorded->steps[step].written.insert(call.newPath);
+                NoteRecord(call, &recorded->steps[step]);
             }
         }
     }
 
   private:
+    static void NoteRecord(const HostCall& call, RecordedStep* step) {
+        const auto file = step->before.find(call.path);
+        if (call.name != "ovFile_Write" || PartOf(call.path) != FilePart::kData ||
+            file == step->before.end()) {
+            return;
+        }
+        const checker::MetRecord met = {call.path, checker::RecordAt(file->second, call.offset)};
+        if (met.record != 0 &&
+            std::find(step->met.begin(), step->met.end(), met) == step->met.end()) {
+            step->met.push_back(met);
+        }
+    }
+
     int64_t number_ = 0;
     std::map<std::string, int64_t> ofService_;
 };

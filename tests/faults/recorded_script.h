@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/checker/checker.h"
+#include "tests/support/checker/row_order.h"
 #include "tests/support/script_session.h"
 
 namespace ovrasql {
@@ -19,6 +19,8 @@ struct RecordedStep {
     FileSet after;
     std::vector<checker::CheckedTable> tablesBefore;
     std::vector<checker::CheckedTable> tablesAfter;
+    std::vector<checker::MetRecord>
+        met;                        // records that it writes, in the order of the first writes
     std::set<std::string> written;  // files that it writes, makes, renames or deletes
 };
 

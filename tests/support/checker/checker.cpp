@@ -212,6 +212,7 @@ class DatabaseCheck {
     static CheckedTable RowsOf(const std::string& name, OpenedTable* table) {
         CheckedTable rows;
         rows.name = name;
+        rows.path = table->data->Path();
         for (const Column& column : table->data->Columns()) {
             rows.columns.push_back(column.name);
         }

@@ -52,6 +52,7 @@ std::string Describe(const std::vector<Finding>& findings);  // one finding a li
 // as the library would give it.
 struct CheckedTable {
     std::string name;
+    std::string path;  // of its data file
     std::vector<std::string> columns;
     std::vector<std::vector<std::string>> rows;
     std::vector<uint32_t> recordNumbers;  // one for each row
