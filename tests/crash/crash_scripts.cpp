@@ -4,6 +4,34 @@ namespace ovrasql {
 
 namespace {
 
+// The numbers in the headers of t pass a byte: with the first tested step its next free block (of
+// 512 bytes) goes from 255 to 256, with the second its count of records, and with one of them the
+// generation of its index. 254 records have a text each.
+StatementScript NumbersInHeadersPassAByte() {
+    StatementScript script = {"numbers_in_headers_pass_a_byte",
+                              {"create table t (a integer, m memo)", "create index ta on t (a)"},
+                              {"insert into t values (1001, 'text of one block')",
+                               "insert into t values (1002, 'text of another')"}};
+    for (int number = 1; number <= 254; ++number) {
+        script.setup.emplace_back("insert into t values (?, 'text')",
+                                  std::vector<std::string>{std::to_string(number)});
+    }
+    return script;
+}
+
+// The 1024th key in order splits a page and the one above it: the count of pages goes from 254 to
+// 256, and the generation from 1023 to 1024.
+StatementScript PagesOfAnIndexPassAByte() {
+    StatementScript script = {"pages_of_an_index_pass_a_byte",
+                              {"create table t (a integer)", "create index ta on t (a)"},
+                              {"insert into t values (1024)"}};
+    for (int number = 1; number <= 1023; ++number) {
+        script.setup.emplace_back("insert into t values (?)",
+                                  std::vector<std::string>{std::to_string(number)});
+    }
+    return script;
+}
+
 std::vector<StatementScript> MakeScripts() {
     std::vector<StatementScript> scripts = StatementScripts();
     // Eight rows fill a page of the catalog's indexes; there is a ninth, and then its end.
@@ -36,6 +64,8 @@ std::vector<StatementScript> MakeScripts() {
          {"insert into t select a + 10, b, m from t where a < 10",
           "update t set b = 'changed', m = 'changed text', a = a + 1000",
           "delete from t where a > 1002"}});
+    scripts.push_back(NumbersInHeadersPassAByte());
+    scripts.push_back(PagesOfAnIndexPassAByte());
     return scripts;
 }
 

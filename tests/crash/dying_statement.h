@@ -31,6 +31,9 @@ struct KillPoint {
     size_t change = 0;
     size_t bytes = 0;
     bool isCut = false;  // fewer than all
+    // The cut falls into the count of records or the next free block, which is then neither the old
+    // number nor the new one.
+    bool tearsCount = false;
 };
 
 class DyingStatement {
@@ -39,8 +42,9 @@ class DyingStatement {
     DyingStatement(const RecordedStep& step, const FileSet& before, const FileSet& after);
 
     [[nodiscard]] DyingKind Kind() const { return kind_; }
-    // All points: behind each change, and with each write cut in half and by one byte.
-    [[nodiscard]] std::vector<KillPoint> Points() const;
+    // All points: behind each change; with each write cut in half and by one byte; and with one
+    // over a header cut behind each byte that makes a difference.
+    [[nodiscard]] const std::vector<KillPoint>& Points() const { return points_; }
     [[nodiscard]] std::string Text(const KillPoint& point) const;
 
     // What is wrong with the findings right behind the kill, and behind a pack; empty when all of
@@ -70,6 +74,9 @@ class DyingStatement {
     void NoteTrees(const FileSet& before);
     void NoteSwaps();
     void NoteOrder();
+    void NotePoints(const FileSet& before);
+    [[nodiscard]] std::string DataOf(const std::string& path) const;
+    [[nodiscard]] bool IsCountTorn(const KillPoint& point, const std::string& data) const;
     [[nodiscard]] std::string FileOf(const std::string& table) const;
     [[nodiscard]] const FileChange& Last(const KillPoint& point) const;
     [[nodiscard]] bool IsTreeOpen(const KillPoint& point, const std::string& path) const;
@@ -94,6 +101,7 @@ class DyingStatement {
     std::set<std::string> made_;                            // files that it makes
     std::vector<checker::MetRecord>
         met_;  // those that it changes, in their order; empty if that is unknown
+    std::vector<KillPoint> points_;
     // Behind each change: the indexes between two pages of one change, the .dbf whose files are
     // being exchanged, and the records that are counted.
     std::vector<std::set<std::string>> openTrees_;

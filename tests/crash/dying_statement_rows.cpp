@@ -46,7 +46,8 @@ std::string DyingStatement::WrongRecords(const KillPoint& point, const CheckedTa
         }
     }
     for (const auto& [record, row] : before) {
-        const bool mayGo = after.count(record) == 0 && kind_ != DyingKind::kDropTable;
+        const bool isDeleted = after.count(record) == 0 && kind_ != DyingKind::kDropTable;
+        const bool mayGo = isDeleted || IsCountTorn(point, FileOf(now.name));
         if (rows.count(record) == 0 && !mayGo) {
             text += now.name + ", record " + std::to_string(record) + " is lost\n";
         }
