@@ -30,35 +30,41 @@ constexpr double kMostSeconds = 10;
 constexpr double kMostSeconds = 1;
 #endif
 
-const char* const kStatements[] = {
-    "select * from item",
-    "select name, price from item where name = 'Name 07'",
-    "select name from item where name >= 'Name 03' and name < 'Name 09'",
-    "select price, name from item order by price",
-    "select name from item where price > 3 and price <= 9 order by name",
-    "select item.name, part.amount from part, item where part.item = item.name",
-    "select item.name, part.amount from item left outer join part on part.item = item.name",
-    "select text, length(text) from item where name = 'Name 01'",
-    "select made, count(*), sum(price) from item group by made",
-    "insert into item values ('New', 1.25, 1, '20240229', 'a text of its own')",
-    "insert into item values ('Name 07', 1.5, 0, '20240229', '')",
-    "insert into part values ('New', 5)",
-    "insert into part values ('Name 02', 5)",
-    "update item set price = price + 1, text = 'another text' where name = 'Name 03'",
-    "update item set name = 'Name 30' where price < 2",
-    "delete item from item where price > 14",
-    "create index part_amount on part (amount)",
-    "alter table part add note char(10)",
-    "alter table item drop column sold",
-    "create table fresh (a integer, m memo)",
-    "insert into fresh values (1, 'text')",
-    "pack",
-    "select * from item order by name",
-    "select item, amount from part where amount = 5",
-    "drop index item_price",
-    "drop table fresh",
-    "drop table item",
-    "select * from item",
+struct Statement {
+    const char* sql;
+    const char* index = nullptr;  // by which a SELECT finds or sorts its rows
+};
+
+const Statement kStatements[] = {
+    {"select * from item"},
+    {"select name, price from item where name = 'Name 07'", "item_name"},
+    {"select name from item where name >= 'Name 03' and name < 'Name 09'"},
+    {"select price, name from item order by price", "item_price"},
+    {"select name from item where price > 3 and price <= 9 order by name", "item_name"},
+    {"select item.name, part.amount from part, item where part.item = item.name", "item_name"},
+    {"select item.name, part.amount from item left outer join part on part.item = item.name",
+     "part_item"},
+    {"select text, length(text) from item where name = 'Name 01'", "item_name"},
+    {"select made, count(*), sum(price) from item group by made"},
+    {"insert into item values ('New', 1.25, 1, '20240229', 'a text of its own')"},
+    {"insert into item values ('Name 07', 1.5, 0, '20240229', '')"},
+    {"insert into part values ('New', 5)"},
+    {"insert into part values ('Name 02', 5)"},
+    {"update item set price = price + 1, text = 'another text' where name = 'Name 03'"},
+    {"update item set name = 'Name 30' where price < 2"},
+    {"delete item from item where price > 14"},
+    {"create index part_amount on part (amount)"},
+    {"alter table part add note char(10)"},
+    {"alter table item drop column sold"},
+    {"create table fresh (a integer, m memo)"},
+    {"insert into fresh values (1, 'text')"},
+    {"pack"},
+    {"select * from item order by name"},
+    {"select item, amount from part where amount = 5", "part_amount"},
+    {"drop index item_price"},
+    {"drop table fresh"},
+    {"drop table item"},
+    {"select * from item"},
 };
 
 bool IsTried() {
@@ -165,16 +171,25 @@ bool Measured(const std::string& name, const char* what, DamageTally* tally, Act
     return done;
 }
 
+// Required: a SELECT by an index that the catalog does not find by its name any more fails without
+// a message. Such an index has lost its catalog row or the key of that row, so the damage is in the
+// catalog or in its second index.
+bool MayFailWithoutMessage(const std::string& name, const Statement& statement) {
+    const std::string path = name.substr(0, name.find(' '));
+    return statement.index != nullptr && (path == "main.dbf" || path == "maini.ovx");
+}
+
 // Returns how many statements failed.
 int32_t RunStatements(const std::string& name, TestDatabase& database, DamageTally* tally) {
     int32_t failed = 0;
-    for (const char* sql : kStatements) {
+    for (const Statement& statement : kStatements) {
+        const char* sql = statement.sql;
         std::string message = "none";
         if (!Measured(name, sql, tally, [&] { return RunStatement(database, sql, &message); })) {
             ++failed;
             tally->silent += message.empty() ? 1 : 0;
-            // Required: an index whose catalog row is gone has no message of its own.
-            EXPECT_TRUE(!message.empty() || name.compare(0, 4, "main") == 0) << name << ": " << sql;
+            EXPECT_TRUE(!message.empty() || MayFailWithoutMessage(name, statement))
+                << name << ": " << sql;
         }
     }
     return failed;
@@ -263,12 +278,16 @@ void TryField(const std::string& path, size_t base, const DamagedField& field, D
     Put(&bytes, offset, field.width, sound);
 }
 
-void Report(const char* what, const DamageTally& tally) {
+void Report(const char* what, const DamageTally& tally, const ExpectedOutcome& expected) {
     std::printf(
         "%s: %d cases, %d tried: %d refused at open, %d with other outcomes than the sound "
         "files, %d unharmed; %d statements without a message; at most %.3f s and %lld KiB\n",
         what, tally.cases, tally.tried, tally.refused, tally.disturbed, tally.unharmed,
         tally.silent, tally.seconds, static_cast<long long>(tally.bytes / 1024));
+    if (tally.tried == tally.cases) {
+        EXPECT_GE(tally.disturbed, expected.leastDisturbed) << what;
+        EXPECT_LE(tally.silent, expected.mostSilent) << what;
+    }
 }
 
 }  // namespace ovrasql

@@ -62,7 +62,15 @@ struct DamagedField {
 // neighbours and the double of what is there, and its limits; as many cases as differ from it.
 void TryField(const std::string& path, size_t base, const DamagedField& field, DamageTally* tally);
 
-// Tells how many cases of which outcome there were.
-void Report(const char* what, const DamageTally& tally);
+// What a sweep has to meet when all its cases are tried, so that it does not become hollow: cases
+// in which the statements notice the damage, and statements that fail without a message.
+struct ExpectedOutcome {
+    int32_t leastDisturbed = 0;
+    int32_t mostSilent = 0;
+};
+
+// Tells how many cases of which outcome there were, and fails the test when they are not as
+// expected.
+void Report(const char* what, const DamageTally& tally, const ExpectedOutcome& expected);
 
 }  // namespace ovrasql

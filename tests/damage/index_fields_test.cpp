@@ -37,7 +37,7 @@ TEST(IndexFields, EveryFieldOfTheHeader) {
             TryField(path, 0, field, &tally);
         }
     }
-    Report("index headers", tally);
+    Report("index headers", tally, {367, 145});
     EXPECT_EQ(tally.cases, 640);
 }
 
@@ -60,7 +60,7 @@ TEST(IndexFields, PageAndEntrySizesAndOrders) {
             }
         }
     }
-    Report("index sizes", tally);
+    Report("index sizes", tally, {1040, 160});
     EXPECT_EQ(tally.cases, 5 * 8 * 8 * 5);
 }
 
@@ -71,7 +71,7 @@ TEST(IndexFields, TheKeyCountOfEveryPage) {
             TryField(path, page * kPage, {"key count", 0, 4, {7, 8, 9, 10, 100}}, &tally);
         }
     }
-    Report("key counts", tally);
+    Report("key counts", tally, {127, 13});
     EXPECT_EQ(tally.cases, 234);
 }
 
@@ -98,7 +98,7 @@ TEST(IndexFields, EveryChildLeadsToEveryPage) {
             }
         }
     }
-    Report("child pages", tally);
+    Report("child pages", tally, {328, 0});
     EXPECT_EQ(tally.cases, 712);
 }
 
@@ -114,7 +114,7 @@ TEST(IndexFields, WildChildrenAndRecordNumbers) {
             }
         }
     }
-    Report("children and record numbers", tally);
+    Report("children and record numbers", tally, {469, 23});
     EXPECT_EQ(tally.cases, 1332);
 }
 
@@ -147,7 +147,7 @@ TEST(IndexFields, Keys) {
             }
         }
     }
-    Report("keys", tally);
+    Report("keys", tally, {326, 104});
     EXPECT_EQ(tally.cases, 664);
 }
 
@@ -170,7 +170,7 @@ TEST(IndexFields, PagesThatAreCopiesOfEachOther) {
             }
         }
     }
-    Report("copied pages", tally);
+    Report("copied pages", tally, {84, 0});
     EXPECT_EQ(tally.cases, 110);
 }
 
