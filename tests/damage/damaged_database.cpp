@@ -209,6 +209,20 @@ std::set<uint32_t> Values(const Bytes& bytes, size_t offset, const DamagedField&
     return values;
 }
 
+void TryField(const std::string& path, size_t base, const DamagedField& field, DamageTally* tally) {
+    Files files = SoundFiles();
+    Bytes& bytes = files[path];
+    const size_t offset = base + field.offset;
+    const uint32_t sound = Get(bytes, offset, field.width);
+    for (const uint32_t value : Values(bytes, offset, field)) {
+        Put(&bytes, offset, field.width, value);
+        RunDamaged(path + " " + field.name + " at " + std::to_string(offset) + " = " +
+                       std::to_string(value),
+                   files, tally);
+    }
+    Put(&bytes, offset, field.width, sound);
+}
+
 }  // namespace
 
 const Files& SoundFiles() {
@@ -264,18 +278,17 @@ void Put(Bytes* bytes, size_t offset, size_t width, uint64_t value) {
     }
 }
 
-void TryField(const std::string& path, size_t base, const DamagedField& field, DamageTally* tally) {
-    Files files = SoundFiles();
-    Bytes& bytes = files[path];
-    const size_t offset = base + field.offset;
-    const uint32_t sound = Get(bytes, offset, field.width);
-    for (const uint32_t value : Values(bytes, offset, field)) {
-        Put(&bytes, offset, field.width, value);
-        RunDamaged(path + " " + field.name + " at " + std::to_string(offset) + " = " +
-                       std::to_string(value),
-                   files, tally);
+std::vector<size_t> PlaceOfHeader(const Bytes& /*sound*/) { return {0}; }
+
+void TryFields(const std::vector<std::string>& paths, Places places,
+               const std::vector<DamagedField>& fields, DamageTally* tally) {
+    for (const std::string& path : paths) {
+        for (const size_t place : places(SoundFiles().at(path))) {
+            for (const DamagedField& field : fields) {
+                TryField(path, place, field, tally);
+            }
+        }
     }
-    Put(&bytes, offset, field.width, sound);
 }
 
 void Report(const char* what, const DamageTally& tally, const ExpectedOutcome& expected) {

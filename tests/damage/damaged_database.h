@@ -58,9 +58,15 @@ struct DamagedField {
     std::set<uint32_t> limits;  // values to try beside those that every field is tried with
 };
 
-// Runs with the field at `base` + its offset set to 0, 1, the greatest number, half of it, the
-// neighbours and the double of what is there, and its limits; as many cases as differ from it.
-void TryField(const std::string& path, size_t base, const DamagedField& field, DamageTally* tally);
+// The places in a sound file at which a structure begins that it has once or several times.
+using Places = std::vector<size_t> (*)(const Bytes& sound);
+std::vector<size_t> PlaceOfHeader(const Bytes& sound);
+
+// Runs with each field of each of the structures in each of the files set to 0, 1, the greatest
+// number, half of it, the neighbours and the double of what is there, and its limits; as many cases
+// as differ from what is there.
+void TryFields(const std::vector<std::string>& paths, Places places,
+               const std::vector<DamagedField>& fields, DamageTally* tally);
 
 // What a sweep has to meet when all its cases are tried, so that it does not become hollow: cases
 // in which the statements notice the damage, and statements that fail without a message.

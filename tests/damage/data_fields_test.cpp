@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "tests/damage/damaged_database.h"
 
@@ -14,12 +15,20 @@ namespace {
 constexpr size_t kHeader = 32;
 constexpr size_t kDescriptor = 32;
 
-const char* const kDataFiles[] = {"item.dbf", "part.dbf", "main.dbf"};
+const std::vector<std::string> kDataFiles = {"item.dbf", "part.dbf", "main.dbf"};
 
 size_t ColumnCount(const Bytes& bytes) { return (Get(bytes, 8, 2) - 33) / kDescriptor; }
 
+std::vector<size_t> PlacesOfDescriptors(const Bytes& sound) {
+    std::vector<size_t> places;
+    for (size_t column = 0; column < ColumnCount(sound); ++column) {
+        places.push_back(kHeader + column * kDescriptor);
+    }
+    return places;
+}
+
 TEST(DataFields, EveryFieldOfTheHeader) {
-    const DamagedField fields[] = {
+    const std::vector<DamagedField> fields = {
         {"version", 0, 1, {0x02, 0x03, 0x04, 0x83, 0x30, 0xF5}},
         {"year", 1, 1, {}},
         {"month", 2, 1, {13}},
@@ -29,32 +38,21 @@ TEST(DataFields, EveryFieldOfTheHeader) {
         {"record length", 10, 2, {2, 3, 254, 255, 256, 4096}},
     };
     DamageTally tally;
-    for (const char* path : kDataFiles) {
-        for (const DamagedField& field : fields) {
-            TryField(path, 0, field, &tally);
-        }
-    }
+    TryFields(kDataFiles, PlaceOfHeader, fields, &tally);
     Report("data headers", tally, {115, 5});
     EXPECT_EQ(tally.cases, 264);
 }
 
 TEST(DataFields, EveryFieldOfEveryDescriptor) {
+    const std::vector<DamagedField> fields = {
+        {"name's head", 0, 1, {' ', '"', '.', '/', '\n'}},
+        {"name's end", 10, 1, {}},
+        {"type", 11, 1, {'C', 'N', 'D', 'L', 'M', 'F', 'B', 'c', ' '}},
+        {"length", 16, 1, {2, 8, 10, 19, 20, 254}},
+        {"decimals", 17, 1, {15, 19}},
+    };
     DamageTally tally;
-    for (const char* path : kDataFiles) {
-        const size_t columns = ColumnCount(SoundFiles().at(path));
-        for (size_t column = 0; column < columns; ++column) {
-            const DamagedField fields[] = {
-                {"name's head", 0, 1, {' ', '"', '.', '/', '\n'}},
-                {"name's end", 10, 1, {}},
-                {"type", 11, 1, {'C', 'N', 'D', 'L', 'M', 'F', 'B', 'c', ' '}},
-                {"length", 16, 1, {2, 8, 10, 19, 20, 254}},
-                {"decimals", 17, 1, {15, 19}},
-            };
-            for (const DamagedField& field : fields) {
-                TryField(path, kHeader + column * kDescriptor, field, &tally);
-            }
-        }
-    }
+    TryFields(kDataFiles, PlacesOfDescriptors, fields, &tally);
     Report("descriptors", tally, {265, 21});
     EXPECT_EQ(tally.cases, 701);
 }
@@ -62,7 +60,7 @@ TEST(DataFields, EveryFieldOfEveryDescriptor) {
 // Lengths and counts that are wrong together, so that one hides the other.
 TEST(DataFields, LengthsThatContradictEachOther) {
     DamageTally tally;
-    for (const char* path : kDataFiles) {
+    for (const std::string& path : kDataFiles) {
         for (const uint32_t header : {0U, 32U, 33U, 65U, 97U, 65535U}) {
             for (const uint32_t record : {0U, 1U, 2U, 65535U}) {
                 for (const uint32_t count : {0U, 1U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
@@ -70,7 +68,7 @@ TEST(DataFields, LengthsThatContradictEachOther) {
                     Put(&files[path], 4, 4, count);
                     Put(&files[path], 8, 2, header);
                     Put(&files[path], 10, 2, record);
-                    RunDamaged(std::string(path) + " count " + std::to_string(count) + " header " +
+                    RunDamaged(path + " count " + std::to_string(count) + " header " +
                                    std::to_string(header) + " record " + std::to_string(record),
                                files, &tally);
                 }
@@ -84,7 +82,7 @@ TEST(DataFields, LengthsThatContradictEachOther) {
 // Names of columns that are twice there, empty, without an end, or no words.
 TEST(DataFields, NamesOfColumns) {
     DamageTally tally;
-    for (const char* path : kDataFiles) {
+    for (const std::string& path : kDataFiles) {
         const size_t columns = ColumnCount(SoundFiles().at(path));
         for (size_t column = 0; column < columns; ++column) {
             for (const char* name : {"", "NAME", "PRICE", "TYPE", "FILE", "ELEVENBYTES", "A B", "é",
@@ -96,9 +94,8 @@ TEST(DataFields, NamesOfColumns) {
                     bytes[kHeader + column * kDescriptor + i] =
                         i < text.size() ? static_cast<uint8_t>(text[i]) : 0;
                 }
-                RunDamaged(
-                    std::string(path) + " column " + std::to_string(column) + " named " + text,
-                    files, &tally);
+                RunDamaged(path + " column " + std::to_string(column) + " named " + text, files,
+                           &tally);
             }
         }
     }
@@ -157,10 +154,10 @@ TEST(DataFields, CellsOfRecords) {
 }
 
 TEST(DataFields, TheNextFreeMemoBlock) {
-    const DamagedField field = {
-        "next block", 0, 4, {2, 3, 7, 8, 0x00800000, 0x007FFFFF, 0x00FFFFFF}};
+    const std::vector<DamagedField> fields = {
+        {"next block", 0, 4, {2, 3, 7, 8, 0x00800000, 0x007FFFFF, 0x00FFFFFF}}};
     DamageTally tally;
-    TryField("item.dbt", 0, field, &tally);
+    TryFields({"item.dbt"}, PlaceOfHeader, fields, &tally);
     Report("memo headers", tally, {0, 0});
     EXPECT_EQ(tally.cases, 14);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "tests/damage/damaged_database.h"
 
@@ -14,13 +15,32 @@ namespace {
 constexpr size_t kPage = 1024;
 constexpr size_t kEntry = 108;
 
-const char* const kIndexFiles[] = {"item_name.ovx", "item_price.ovx", "part_item.ovx", "main.ovx",
-                                   "maini.ovx"};
+const std::vector<std::string> kIndexFiles = {"item_name.ovx", "item_price.ovx", "part_item.ovx",
+                                              "main.ovx", "maini.ovx"};
 
 size_t PageCount(const Bytes& bytes) { return bytes.size() / kPage; }
 
+std::vector<size_t> PlacesOfPages(const Bytes& sound) {
+    std::vector<size_t> places;
+    for (size_t page = 1; page < PageCount(sound); ++page) {
+        places.push_back(page * kPage);
+    }
+    return places;
+}
+
+// Of those that are in use; each begins with the child in front of its key.
+std::vector<size_t> PlacesOfEntries(const Bytes& sound) {
+    std::vector<size_t> places;
+    for (const size_t page : PlacesOfPages(sound)) {
+        for (size_t slot = 0; slot < Get(sound, page, 4); ++slot) {
+            places.push_back(page + 4 + slot * kEntry);
+        }
+    }
+    return places;
+}
+
 TEST(IndexFields, EveryFieldOfTheHeader) {
-    const DamagedField fields[] = {
+    const std::vector<DamagedField> fields = {
         {"magic", 0, 4, {}},
         {"version", 4, 1, {2, 3, 4}},
         {"generation", 5, 4, {}},
@@ -32,11 +52,7 @@ TEST(IndexFields, EveryFieldOfTheHeader) {
         {"flags", 23, 4, {2, 3, 4, 5, 6, 7, 8}},
     };
     DamageTally tally;
-    for (const char* path : kIndexFiles) {
-        for (const DamagedField& field : fields) {
-            TryField(path, 0, field, &tally);
-        }
-    }
+    TryFields(kIndexFiles, PlaceOfHeader, fields, &tally);
     Report("index headers", tally, {367, 145});
     EXPECT_EQ(tally.cases, 640);
 }
@@ -44,7 +60,7 @@ TEST(IndexFields, EveryFieldOfTheHeader) {
 // Sizes that are wrong together: the one would be refused, the other hides it.
 TEST(IndexFields, PageAndEntrySizesAndOrders) {
     DamageTally tally;
-    for (const char* path : kIndexFiles) {
+    for (const std::string& path : kIndexFiles) {
         for (const uint32_t page : {0U, 1U, 16U, 17U, 64U, 1024U, 4096U, 65535U}) {
             for (const uint32_t entry : {0U, 8U, 9U, 10U, 12U, 60U, 1010U, 65535U}) {
                 for (const uint32_t order : {0U, 1U, 2U, 8U, 65535U}) {
@@ -52,9 +68,8 @@ TEST(IndexFields, PageAndEntrySizesAndOrders) {
                     Put(&files[path], 17, 2, order);
                     Put(&files[path], 19, 2, page);
                     Put(&files[path], 21, 2, entry);
-                    RunDamaged(std::string(path) + " pages of " + std::to_string(page) +
-                                   ", entries of " + std::to_string(entry) + ", order " +
-                                   std::to_string(order),
+                    RunDamaged(path + " pages of " + std::to_string(page) + ", entries of " +
+                                   std::to_string(entry) + ", order " + std::to_string(order),
                                files, &tally);
                 }
             }
@@ -66,11 +81,7 @@ TEST(IndexFields, PageAndEntrySizesAndOrders) {
 
 TEST(IndexFields, TheKeyCountOfEveryPage) {
     DamageTally tally;
-    for (const char* path : kIndexFiles) {
-        for (size_t page = 1; page < PageCount(SoundFiles().at(path)); ++page) {
-            TryField(path, page * kPage, {"key count", 0, 4, {7, 8, 9, 10, 100}}, &tally);
-        }
-    }
+    TryFields(kIndexFiles, PlacesOfPages, {{"key count", 0, 4, {7, 8, 9, 10, 100}}}, &tally);
     Report("key counts", tally, {127, 13});
     EXPECT_EQ(tally.cases, 234);
 }
@@ -79,7 +90,7 @@ TEST(IndexFields, TheKeyCountOfEveryPage) {
 // page is shared), the header, the next page number and beyond.
 TEST(IndexFields, EveryChildLeadsToEveryPage) {
     DamageTally tally;
-    for (const char* path : kIndexFiles) {
+    for (const std::string& path : kIndexFiles) {
         const Bytes& sound = SoundFiles().at(path);
         const size_t pages = PageCount(sound);
         for (size_t page = 1; page < pages; ++page) {
@@ -91,7 +102,7 @@ TEST(IndexFields, EveryChildLeadsToEveryPage) {
                     }
                     Files files = SoundFiles();
                     Put(&files[path], offset, 4, target);
-                    RunDamaged(std::string(path) + " page " + std::to_string(page) + " child " +
+                    RunDamaged(path + " page " + std::to_string(page) + " child " +
                                    std::to_string(slot) + " is page " + std::to_string(target),
                                files, &tally);
                 }
@@ -104,16 +115,8 @@ TEST(IndexFields, EveryChildLeadsToEveryPage) {
 
 TEST(IndexFields, WildChildrenAndRecordNumbers) {
     DamageTally tally;
-    for (const char* path : kIndexFiles) {
-        const Bytes& sound = SoundFiles().at(path);
-        for (size_t page = 1; page < PageCount(sound); ++page) {
-            for (size_t slot = 0; slot < Get(sound, page * kPage, 4); ++slot) {
-                const size_t offset = page * kPage + 4 + slot * kEntry;
-                TryField(path, offset, {"child", 0, 4, {}}, &tally);
-                TryField(path, offset, {"record number", 4, 4, {31, 32}}, &tally);
-            }
-        }
-    }
+    TryFields(kIndexFiles, PlacesOfEntries,
+              {{"child", 0, 4, {}}, {"record number", 4, 4, {31, 32}}}, &tally);
     Report("children and record numbers", tally, {469, 23});
     EXPECT_EQ(tally.cases, 1332);
 }
@@ -129,21 +132,15 @@ TEST(IndexFields, Keys) {
                                 "1E400",
                                 std::string(50, ':')};
     DamageTally tally;
-    for (const char* path : kIndexFiles) {
-        const Bytes& sound = SoundFiles().at(path);
-        for (size_t page = 1; page < PageCount(sound); ++page) {
-            for (size_t slot = 0; slot < Get(sound, page * kPage, 4); ++slot) {
-                for (const std::string& key : keys) {
-                    Files files = SoundFiles();
-                    const size_t offset = page * kPage + 12 + slot * kEntry;
-                    for (size_t i = 0; i < 100; ++i) {
-                        files[path][offset + i] =
-                            i < key.size() ? static_cast<uint8_t>(key[i]) : uint8_t{0};
-                    }
-                    RunDamaged(std::string(path) + " page " + std::to_string(page) + " key " +
-                                   std::to_string(slot) + " = " + key,
-                               files, &tally);
+    for (const std::string& path : kIndexFiles) {
+        for (const size_t entry : PlacesOfEntries(SoundFiles().at(path))) {
+            for (const std::string& key : keys) {
+                Files files = SoundFiles();
+                for (size_t i = 0; i < 100; ++i) {
+                    files[path][entry + 8 + i] =
+                        i < key.size() ? static_cast<uint8_t>(key[i]) : uint8_t{0};
                 }
+                RunDamaged(path + " key at " + std::to_string(entry) + " = " + key, files, &tally);
             }
         }
     }
@@ -154,7 +151,7 @@ TEST(IndexFields, Keys) {
 // All pages are one: every page number of the file leads to the same few keys.
 TEST(IndexFields, PagesThatAreCopiesOfEachOther) {
     DamageTally tally;
-    for (const char* path : kIndexFiles) {
+    for (const std::string& path : kIndexFiles) {
         const Bytes& sound = SoundFiles().at(path);
         const size_t pages = PageCount(sound);
         for (size_t from = 0; from < pages; ++from) {
@@ -163,8 +160,8 @@ TEST(IndexFields, PagesThatAreCopiesOfEachOther) {
                     Files files = SoundFiles();
                     std::copy_n(sound.begin() + static_cast<ptrdiff_t>(from * kPage), kPage,
                                 files[path].begin() + static_cast<ptrdiff_t>(to * kPage));
-                    RunDamaged(std::string(path) + " page " + std::to_string(to) +
-                                   " is a copy of page " + std::to_string(from),
+                    RunDamaged(path + " page " + std::to_string(to) + " is a copy of page " +
+                                   std::to_string(from),
                                files, &tally);
                 }
             }
