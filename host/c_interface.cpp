@@ -8,15 +8,19 @@
 #include <string>
 #include <string_view>
 
+#include "host/call_scope.h"
 #include "host/host_database.h"
 #include "host/host_variable.h"
 #include "host/library_loader.h"
 #include "host/parameter_count.h"
 #include "ovrasql/ovrasql.h"
 
+using ovrahost::CallKind;
+using ovrahost::CallScope;
 using ovrahost::HostColumn;
 using ovrahost::HostVariable;
 using ovrahost::HostVariableList;
+using ovrahost::RunStatement;
 
 namespace {
 
@@ -32,41 +36,15 @@ template <class Result, class Operation>
 Result Guarded(ovra_database* database, Result failure, Operation operation) {
     try {
         database->hostError.clear();
+        if (database->forks != ovrahost::Descriptor::ForkCount()) {
+            database->hostError = "The database was opened before fork; open it again";
+            return failure;
+        }
         return operation();
     } catch (const std::exception& exception) {
         database->hostError = exception.what();
         return failure;
     }
-}
-
-// A call of the library that may open files: what it has claimed of them ends with it, unless a
-// view is open.
-class CallScope {
-  public:
-    explicit CallScope(ovra_database* database, bool exclusive = false) : database_(database) {
-        database_->program.Claims().BeginCall(exclusive);
-    }
-    ~CallScope() { database_->program.Claims().EndCall(!database_->views.empty()); }
-    CallScope(const CallScope&) = delete;
-    CallScope& operator=(const CallScope&) = delete;
-
-  private:
-    ovra_database* database_;
-};
-
-// Runs a statement. One that turns out to rebuild a table which others use is begun again, and
-// waits for them before it opens the table.
-template <class Operation>
-auto RunStatement(ovra_database* database, Operation operation) {
-    {
-        const CallScope scope(database);
-        const auto result = operation();
-        if (!database->program.Claims().WasRefused()) {
-            return result;
-        }
-    }
-    const CallScope scope(database, /*exclusive=*/true);
-    return operation();
 }
 
 int32_t TextLength(const char* text, int32_t length) {
@@ -85,7 +63,7 @@ int32_t OpenWith(const char* path, ovra_database** result,
         const ovra_library_table* library = ovrahost::LibraryTable(&error);
         database->hostError = error;
         *result = database.release();
-        const CallScope scope(*result);
+        const CallScope scope(*result, CallKind::kOpensDatabase);
         return library == nullptr ? 0 : open(library, *result, path == nullptr ? "" : path);
     } catch (const std::exception&) {
         return 0;
@@ -252,7 +230,7 @@ int32_t ovra_set_option(ovra_database* database, const char* key, const char* va
 
 int32_t ovra_pack(ovra_database* database) {
     return Guarded<int32_t>(database, 0, [&] {
-        const CallScope scope(database, /*exclusive=*/true);
+        const CallScope scope(database, CallKind::kRebuilds);
         return Library() == nullptr ? 0 : Library()->database_pack(database);
     });
 }
@@ -282,7 +260,7 @@ int32_t ovra_compile(ovra_database* database, const char* statement, int32_t len
         // A statement whose parameters do not match is compiled and not run, and no statement has a
         // negative number of them. A SELECT is compiled and then refused for the lack of a view.
         HostVariableList none;
-        const CallScope scope(database);
+        const CallScope scope(database, CallKind::kRunsStatement);
         Library()->database_query(database, statement == nullptr ? "" : statement,
                                   TextLength(statement, length), &none, -1);
         const std::string_view outcome = Library()->database_error(database);
@@ -370,7 +348,7 @@ void ovra_close_view(ovra_view* view) {
         return;
     }
     ovra_database* database = view->database;
-    const CallScope scope(database);
+    const CallScope scope(database, CallKind::kRunsStatement);
     Library()->view_close(view);
     Forget(database, view);
 }

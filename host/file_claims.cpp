@@ -1,8 +1,6 @@
 #include "host/file_claims.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <utility>
 
 #include "host/file_system.h"
 #include "host/interrupted_swap.h"
@@ -17,31 +15,39 @@ constexpr int32_t kReadWrite = kOpenRead | kOpenWrite;
 
 }  // namespace
 
+ClaimMode FileClaims::SharedMode() const {
+    return hasClaims_ ? ClaimMode::kShared : ClaimMode::kSharedInTurn;
+}
+
 std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t flags, int32_t timeout,
                                             std::string* error) {
+    if (kind_ != CallKind::kRebuilds) {
+        return OpenAs(SharedMode(), path, flags, timeout, error);
+    }
     // The program's own handles, which may be older, stand in nobody's way.
     for (PosixFile* file : files_) {
-        if (exclusive_ && file->Path() == path) {
+        if (file->Path() == path) {
             file->DropClaim();
         }
     }
-    const ClaimMode mode = exclusive_   ? ClaimMode::kExclusive
-                           : hasClaims_ ? ClaimMode::kShared
-                                        : ClaimMode::kSharedInTurn;
+    return OpenAs(ClaimMode::kExclusive, path, flags, timeout, error);
+}
+
+std::unique_ptr<PosixFile> FileClaims::OpenAs(ClaimMode mode, const std::string& path,
+                                              int32_t flags, int32_t timeout, std::string* error) {
     for (int attempt = 0; attempt < kOpenTries; ++attempt) {
         auto file = PosixFile::OpenClaimed(path, flags, mode, timeout, error);
         if (file == nullptr) {
             return nullptr;
         }
-        if (file->WasReplacedBeforeClaim()) {
+        if (file->IsReplaced()) {
             continue;
         }
         hasClaims_ = true;
         if (!file->IsMarked()) {
             return file;
         }
-        if (!FinishRebuild(file.get(), mode, timeout)) {
-            *error = file->Error();
+        if (!FinishRebuild(file.get(), mode, timeout, error)) {
             return nullptr;
         }
         if (!file->IsReplaced()) {
@@ -54,29 +60,34 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
 
 // A living process that puts files in their places has claimed them for itself alone. So the mark
 // is that of a dead one, unless others that have seen it were faster.
-bool FileClaims::FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout) {
-    if (!IsSwapUnfinished(file->Path(), file->Number())) {
-        file->Unmark();
-        return true;
+//
+// What cannot be finished must not be used: texts would be read that belong to other rows, and what
+// is written now would be lost with the old files when somebody else finishes it.
+bool FileClaims::FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout,
+                               std::string* error) {
+    if (!IsSwapFinished(file->Path(), file->Number(), error)) {
+        file->DropClaim();  // of several that hold one, none would ever be alone
+        if (file->Claim(ClaimMode::kExclusive, timeout) != 0) {
+            *error = file->Error();
+            return false;
+        }
+        std::string ignored;
+        if (!FinishSwap(file->Path(), file->Number(), error) &&
+            !IsSwapFinished(file->Path(), file->Number(), &ignored)) {
+            return false;
+        }
     }
-    file->DropClaim();  // of several that hold one, none would ever be alone
-    if (file->Claim(ClaimMode::kExclusive, timeout) != 0) {
+    file->Unmark();
+    error->clear();
+    if (mode != ClaimMode::kExclusive && file->Claim(ClaimMode::kShared, timeout) != 0) {
+        *error = file->Error();
         return false;
     }
-    FinishSwap(file->Path(), file->Number());
-    // Otherwise somebody who may write to the folder finishes it later.
-    if (!IsSwapUnfinished(file->Path(), file->Number())) {
-        file->Unmark();
-    }
-    return file->Claim(mode == ClaimMode::kExclusive ? mode : ClaimMode::kShared, timeout) == 0;
+    return true;
 }
 
 void FileClaims::Remove(PosixFile* file) {
     files_.erase(std::remove(files_.begin(), files_.end(), file), files_.end());
-    rebuildsComplete_ = rebuildsComplete_ ||
-                        std::any_of(rebuilds_.begin(), rebuilds_.end(), [file](const auto& one) {
-                            return one.temporaryPath == file->Path();
-                        });
 }
 
 PosixFile* FileClaims::LastOpened(const std::string& path) {
@@ -85,21 +96,23 @@ PosixFile* FileClaims::LastOpened(const std::string& path) {
     return found == files_.rend() ? nullptr : *found;
 }
 
-bool FileClaims::BeginRebuild(const std::string& path, int32_t timeout,
-                              std::unique_ptr<PosixFile>* claim, std::string* suffix,
-                              std::string* error) {
-    if (rebuildsComplete_) {  // those of an earlier table, whose copying failed
-        rebuilds_.clear();
-        rebuildsComplete_ = false;
+bool FileClaims::ClaimAgain(PosixFile* file, int32_t timeout) {
+    if (!isInCall_ || file->IsClaimed()) {
+        return true;
     }
-    if (!rebuilds_.empty() && rebuilds_.front().newFile != nullptr) {
-        *suffix = FollowerSuffix(rebuilds_.front().newFile->Number());
+    if (file->Claim(SharedMode(), timeout) != 0) {
+        ForbidWriting(file->Error());
+        return false;
     }
-    return ClaimOld(path, timeout, claim, error);
+    hasClaims_ = true;
+    if (file->IsReplaced()) {
+        ForbidWriting(FileReplacedText());
+    }
+    return true;
 }
 
-bool FileClaims::ClaimOld(const std::string& path, int32_t timeout,
-                          std::unique_ptr<PosixFile>* claim, std::string* error) {
+bool FileClaims::ClaimForRebuild(const std::string& path, int32_t timeout,
+                                 std::unique_ptr<PosixFile>* claim, std::string* error) {
     PosixFile* const opened = LastOpened(path);
     for (PosixFile* file : files_) {
         if (file != opened && file->Path() == path) {
@@ -107,73 +120,40 @@ bool FileClaims::ClaimOld(const std::string& path, int32_t timeout,
         }
     }
     if (opened != nullptr) {
-        return ClaimOpened(opened, claim, error);
+        if (ClaimOpened(opened, error)) {
+            *claim = opened->Duplicate();
+        }
+        return *claim != nullptr;
     }
     if (!FileExists(path)) {
         return true;
     }
-    const bool wasExclusive = std::exchange(exclusive_, true);
-    *claim = Open(path, kReadWrite, timeout, error);
-    exclusive_ = wasExclusive;
+    *claim = OpenAs(ClaimMode::kExclusive, path, kReadWrite, timeout, error);
     return *claim != nullptr;
 }
 
 // The table was opened a moment ago and its count of records read: nobody may have appended any
 // since. Waiting for others would let them do so.
-bool FileClaims::ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim,
-                             std::string* error) {
+bool FileClaims::ClaimOpened(PosixFile* file, std::string* error) {
     if (file->Claim(ClaimMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
         refused_ = true;
         *error = FileInUseText();
         return false;
     }
-    *claim = file->Duplicate();
-    if (*claim == nullptr) {
-        *error = SystemErrorText(errno);
-    }
-    return *claim != nullptr;
+    return true;
 }
 
-void FileClaims::AddTemporary(PosixFile* temporary, std::unique_ptr<PosixFile> claim) {
-    temporary->Claim(ClaimMode::kExclusive, 0);  // nobody else knows of it yet
-    if (claim != nullptr) {
-        temporary->TakePermissionsOf(*claim);
-    }
-    if (rebuilds_.empty()) {
-        ForgetSwap(temporary->Path(), temporary->Number());
-        temporary->Mark();
-    }
-    rebuilds_.push_back({temporary->Path(), std::move(claim), temporary->Duplicate()});
-}
-
-void FileClaims::Settle(const std::string& temporaryPath) {
-    const auto found = std::find_if(
-        rebuilds_.begin(), rebuilds_.end(),
-        [&temporaryPath](const auto& rebuild) { return rebuild.temporaryPath == temporaryPath; });
-    if (found == rebuilds_.end()) {
-        return;
-    }
-    found->temporaryPath.clear();
-    if (std::all_of(rebuilds_.begin(), rebuilds_.end(),
-                    [](const auto& rebuild) { return rebuild.temporaryPath.empty(); })) {
-        if (rebuilds_.front().newFile != nullptr) {
-            rebuilds_.front().newFile->Unmark();
-        }
-        rebuilds_.clear();
-        rebuildsComplete_ = false;
-    }
-}
-
-void FileClaims::BeginCall(bool exclusive) {
-    exclusive_ = exclusive;
+void FileClaims::BeginCall(CallKind kind) {
+    ++call_;
+    isInCall_ = true;
+    kind_ = kind;
     refused_ = false;
-    metReplaced_ = false;
+    whyNotToWrite_.clear();
 }
 
 void FileClaims::EndCall(bool viewsAreOpen) {
-    rebuilds_.clear();
-    rebuildsComplete_ = false;
-    exclusive_ = false;
+    isInCall_ = false;
+    kind_ = CallKind::kRunsStatement;
     hasClaims_ = viewsAreOpen;
     for (PosixFile* file : files_) {
         if (!viewsAreOpen) {

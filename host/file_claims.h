@@ -6,16 +6,17 @@
 // the old ones. A process in the middle of a statement would go on writing to files without a name,
 // or read a new data file with an old memo file. Therefore
 //
-// 1. whoever opens a file for a statement claims it, shared, until the statement or the last view
-//    has ended; a file that was replaced while the claim was waited for is opened anew;
+// 1. whoever opens a file for a statement, or uses one again that an earlier statement has opened,
+//    claims it, shared, until the statement or the last view has ended; a file that was replaced
+//    while the claim was waited for is opened anew;
 // 2. whoever begins a rebuild, which is when a temporary file is made beside a file, claims that
-//    file for himself alone, and the new one as well, until all new files of the table have their
-//    places.
+//    file for himself alone (table_rebuild.h).
 //
 // So a rebuild waits for the statements and views that use the table, and statements that come
 // later wait for the rebuild, also for one that still waits. A statement that turns out to be a
 // rebuild when it has opened the table already cannot wait: it is refused, and run again with every
-// opening for itself alone.
+// opening for itself alone. A statement that uses a file which it could not claim, or which was
+// replaced before, must not write any more.
 //
 // What a process did not finish that died while the new files got their places is made up for by
 // the next one that opens the table (interrupted_swap.h).
@@ -31,6 +32,10 @@
 
 namespace ovrahost {
 
+// What a call of the library does: opens the catalog, whose files are never replaced; runs a
+// statement; rebuilds tables.
+enum class CallKind { kOpensDatabase, kRunsStatement, kRebuilds };
+
 class FileClaims {
   public:
     // Opens a file and claims it. Null on failure, with the reason in `error`.
@@ -41,50 +46,49 @@ class FileClaims {
     void Add(PosixFile* file) { files_.push_back(file); }
     void Remove(PosixFile* file);
 
-    // Before a temporary file is made beside `path`: claims the file at that path, if there is one.
-    // The handle in `claim` holds it and goes into AddTemporary. `suffix` receives what the new
-    // name is to have behind the old one.
-    bool BeginRebuild(const std::string& path, int32_t timeout, std::unique_ptr<PosixFile>* claim,
-                      std::string* suffix, std::string* error);
-    void AddTemporary(PosixFile* temporary, std::unique_ptr<PosixFile> claim);
+    // Claims a file of an earlier call, which the library has kept open. False when it cannot be
+    // had, with the reason in the file. One that was replaced can be read, and no more.
+    bool ClaimAgain(PosixFile* file, int32_t timeout);
 
-    // The temporary file has got its place or is deleted. With the last one the claims end.
-    void Settle(const std::string& temporaryPath);
+    // Claims the file at a path for a rebuild. The handle in `claim` holds the claim; it is null
+    // where there is no file.
+    bool ClaimForRebuild(const std::string& path, int32_t timeout,
+                         std::unique_ptr<PosixFile>* claim, std::string* error);
 
     // Around every call of the library. With views still open the claims go on.
-    void BeginCall(bool exclusive);
+    void BeginCall(CallKind kind);
     void EndCall(bool viewsAreOpen);
+
+    CallKind Kind() const { return kind_; }
+
+    // Which call this is, or was the last; each has another number.
+    uint64_t Call() const { return call_; }
 
     // The call met a file in use by others that it had to have for itself.
     bool WasRefused() const { return refused_; }
 
-    // A lock for writing was refused since the file was replaced. The rest of the call must not
-    // write anything: CREATE INDEX would list an index over records that are gone.
-    void NoteReplaced() { metReplaced_ = true; }
-    bool MetReplaced() const { return metReplaced_; }
+    // Why the rest of the call must not write anything; empty while it may. CREATE INDEX would list
+    // an index over records that are gone.
+    void ForbidWriting(const std::string& reason) { whyNotToWrite_ = reason; }
+    const std::string& WhyNotToWrite() const { return whyNotToWrite_; }
 
   private:
-    struct Rebuild {
-        std::string temporaryPath;
-        std::unique_ptr<PosixFile> oldFile;  // null where there was none
-        std::unique_ptr<PosixFile> newFile;
-    };
+    ClaimMode SharedMode() const;
+    std::unique_ptr<PosixFile> OpenAs(ClaimMode mode, const std::string& path, int32_t flags,
+                                      int32_t timeout, std::string* error);
 
     // Makes up for a rebuild that was interrupted, under a claim for itself alone.
-    static bool FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout);
-    bool ClaimOld(const std::string& path, int32_t timeout, std::unique_ptr<PosixFile>* claim,
-                  std::string* error);
+    static bool FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout, std::string* error);
     PosixFile* LastOpened(const std::string& path);
-    bool ClaimOpened(PosixFile* file, std::unique_ptr<PosixFile>* claim, std::string* error);
+    bool ClaimOpened(PosixFile* file, std::string* error);
 
     std::vector<PosixFile*> files_;
-    std::vector<Rebuild> rebuilds_;  // of one table
-    // A temporary file was closed: no further one belongs to the same table.
-    bool rebuildsComplete_ = false;
-    bool exclusive_ = false;
+    uint64_t call_ = 0;
+    bool isInCall_ = false;
+    CallKind kind_ = CallKind::kRunsStatement;
     bool hasClaims_ = false;
     bool refused_ = false;
-    bool metReplaced_ = false;
+    std::string whyNotToWrite_;
 };
 
 }  // namespace ovrahost

@@ -1,5 +1,6 @@
 // The file services that the library calls, over PosixFile and the operations on paths.
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -19,13 +20,29 @@ namespace {
 struct OpenFile {
     std::unique_ptr<PosixFile> file;
     HostProgram* program;
+    bool mayBeReplaced;   // by a rebuild, so that it is used under a claim
+    uint64_t usedInCall;  // the last that it was claimed for
 };
+
+constexpr char kOutOfMemory[] = "Out of memory";  // short enough for a string to need none
 
 HostProgram* Program(void* handle) { return static_cast<HostProgram*>(handle); }
 PosixFile* File(void* handle) { return static_cast<OpenFile*>(handle)->file.get(); }
 
-// Runs an operation on a resolved path. What goes wrong, running out of memory included, ends in
-// the program's last error: nothing thrown reaches the library.
+// Nothing thrown, running out of memory, may reach the library.
+template <class Result, class Operation>
+Result OnFile(void* handle, Result failure, Operation operation) {
+    if (handle == nullptr) {
+        return failure;
+    }
+    try {
+        return operation(static_cast<OpenFile*>(handle));
+    } catch (const std::exception&) {
+        return failure;
+    }
+}
+
+// Runs an operation on a resolved path. What goes wrong ends in the program's last error.
 template <class Result, class Operation>
 Result OnPath(void* program, int32_t location, const char* path, int32_t length, Result failure,
               Operation operation) {
@@ -44,14 +61,25 @@ Result OnPath(void* program, int32_t location, const char* path, int32_t length,
         }
         return result;
     } catch (const std::exception&) {
+        Program(program)->SetLastError(kOutOfMemory);
         return failure;
     }
 }
 
-void* HandOut(std::unique_ptr<PosixFile> file, void* program) {
-    auto opened = std::make_unique<OpenFile>(OpenFile{std::move(file), Program(program)});
-    opened->program->Claims().Add(opened->file.get());
-    return opened.release();
+std::unique_ptr<OpenFile> NewHandle(void* program, bool mayBeReplaced) {
+    return std::make_unique<OpenFile>(
+        OpenFile{nullptr, Program(program), mayBeReplaced, Program(program)->Claims().Call()});
+}
+
+// Whether the file may be used. The library keeps a table open between calls for the names of its
+// columns, and CREATE INDEX reads the records through that handle.
+bool IsUsable(OpenFile* opened) {
+    ovrahost::FileClaims& claims = opened->program->Claims();
+    if (!opened->mayBeReplaced || opened->usedInCall == claims.Call()) {
+        return true;
+    }
+    opened->usedInCall = claims.Call();
+    return claims.ClaimAgain(opened->file.get(), opened->program->LockTimeout());
 }
 
 // The trace file is no part of the database, and everybody may append to it.
@@ -70,7 +98,7 @@ std::unique_ptr<PosixFile> Open(HostProgram* program, const std::string& path, i
     return file;
 }
 
-// A copy that the library frees with ovProgram_Free.
+// A copy that the library frees with ovProgram_Free. Null when there is no memory.
 char* AllocateText(const std::string& text) {
     char* copy = static_cast<char*>(std::malloc(text.size() + 1));
     if (copy != nullptr) {
@@ -78,6 +106,28 @@ char* AllocateText(const std::string& text) {
     }
     return copy;
 }
+
+// Removes a new file of a rebuild, unless it is kept.
+class NewFileGuard {
+  public:
+    explicit NewFileGuard(const OpenFile* opened) : opened_(opened) {}
+    ~NewFileGuard() {
+        if (!isKept_) {
+            const std::string& path = opened_->file->Path();
+            opened_->program->Claims().Remove(opened_->file.get());
+            opened_->program->Rebuild().Settle(path);
+            std::remove(path.c_str());
+        }
+    }
+    NewFileGuard(const NewFileGuard&) = delete;
+    NewFileGuard& operator=(const NewFileGuard&) = delete;
+
+    void Keep() { isKept_ = true; }
+
+  private:
+    const OpenFile* opened_;
+    bool isKept_ = false;
+};
 
 }  // namespace
 
@@ -87,8 +137,16 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
                   int32_t flags) {
     return OnPath<void*>(program, location, path, length, nullptr,
                          [&](const std::string& resolved, std::string* error) -> void* {
-                             auto file = Open(Program(program), resolved, flags, error);
-                             return file == nullptr ? nullptr : HandOut(std::move(file), program);
+                             ovrahost::FileClaims& claims = Program(program)->Claims();
+                             const bool isCatalog =
+                                 claims.Kind() == ovrahost::CallKind::kOpensDatabase;
+                             auto opened = NewHandle(program, IsDatabaseFile(flags) && !isCatalog);
+                             opened->file = Open(Program(program), resolved, flags, error);
+                             if (opened->file == nullptr) {
+                                 return nullptr;
+                             }
+                             claims.Add(opened->file.get());
+                             return opened.release();
                          });
 }
 
@@ -117,7 +175,7 @@ int32_t ovFile_RemoveDirectory(void* program, int32_t location, const char* path
 int32_t ovFile_Delete(void* program, int32_t location, const char* path, int32_t length) {
     return OnPath<int32_t>(program, location, path, length, -1,
                            [&](const std::string& resolved, std::string* error) {
-                               Program(program)->Claims().Settle(resolved);
+                               Program(program)->Rebuild().Settle(resolved);
                                return ovrahost::DeleteFile(resolved, error);
                            });
 }
@@ -133,7 +191,7 @@ int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t
             const int32_t result = ovrahost::RenameFile(from, to, error);
             // What did not get its place is left for the next process that opens the table.
             if (result == 0) {
-                Program(program)->Claims().Settle(from);
+                Program(program)->Rebuild().Settle(from);
             }
             return result;
         });
@@ -145,63 +203,83 @@ void* ovFile_MakeTemporary(void* program, int32_t location, const char* path, in
         program, location, path, length, nullptr,
         [&](const std::string& resolved, std::string* error) -> void* {
             ovrahost::FileClaims& claims = Program(program)->Claims();
+            ovrahost::TableRebuild& rebuild = Program(program)->Rebuild();
+            rebuild.BeginFile();
             std::unique_ptr<PosixFile> claim;
-            std::string suffix;
-            if (!claims.BeginRebuild(resolved, Program(program)->LockTimeout(), &claim, &suffix,
-                                     error)) {
+            if (!claims.ClaimForRebuild(resolved, Program(program)->LockTimeout(), &claim, error)) {
                 return nullptr;
             }
-            auto file = ovrahost::MakeTemporaryFile(resolved, flags, &suffix, error);
-            if (file == nullptr) {
+            std::string suffix = rebuild.Suffix();
+            auto opened = NewHandle(program, /*mayBeReplaced=*/false);
+            opened->file = ovrahost::MakeTemporaryFile(resolved, flags, &suffix, error);
+            if (opened->file == nullptr) {
                 return nullptr;
             }
-            claims.AddTemporary(file.get(), std::move(claim));
+            NewFileGuard guard(opened.get());
+            if (!rebuild.Add(opened->file.get(), std::move(claim), error)) {
+                return nullptr;
+            }
+            claims.Add(opened->file.get());
             // The name is given in the library's own terms, relative where the given path was.
             const std::string given = std::string(path, static_cast<size_t>(length)) + suffix;
             *name = AllocateText(given);
-            *nameLength = *name == nullptr ? 0 : static_cast<int32_t>(given.size());
-            return HandOut(std::move(file), program);
+            if (*name == nullptr) {
+                *error = kOutOfMemory;
+                return nullptr;
+            }
+            *nameLength = static_cast<int32_t>(given.size());
+            guard.Keep();
+            return opened.release();
         });
 }
 
 void ovFile_Close(void* file) {
     if (file != nullptr) {
-        static_cast<OpenFile*>(file)->program->Claims().Remove(File(file));
+        HostProgram* program = static_cast<OpenFile*>(file)->program;
+        program->Claims().Remove(File(file));
+        program->Rebuild().NoteClosed(File(file)->Path());
         delete static_cast<OpenFile*>(file);
     }
 }
 
 int32_t ovFile_Read(void* file, void* buffer, int32_t length) {
-    return file == nullptr ? 0 : File(file)->Read(buffer, length);
+    return OnFile<int32_t>(file, 0, [&](OpenFile* opened) {
+        return IsUsable(opened) ? opened->file->Read(buffer, length) : 0;
+    });
 }
 
 int32_t ovFile_Write(void* file, const void* buffer, int32_t length) {
-    return file == nullptr ? 0 : File(file)->Write(buffer, length);
+    return OnFile<int32_t>(file, 0,
+                           [&](OpenFile* opened) { return opened->file->Write(buffer, length); });
 }
 
 int64_t ovFile_Seek(void* file, int64_t offset) {
-    return file == nullptr ? -1 : File(file)->Seek(offset);
+    return OnFile<int64_t>(file, -1, [&](OpenFile* opened) { return opened->file->Seek(offset); });
 }
 
 int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
-    if (file == nullptr) {
-        return -1;
-    }
-    const auto lockMode = mode == 1 ? ovrahost::LockMode::kShared : ovrahost::LockMode::kExclusive;
-    HostProgram* program = static_cast<OpenFile*>(file)->program;
-    ovrahost::FileClaims& claims = program->Claims();
-    if (lockMode == ovrahost::LockMode::kExclusive && claims.MetReplaced()) {
-        return File(file)->RefuseAsReplaced();
-    }
-    const int32_t result = File(file)->Lock(lockMode, offset, length, program->LockTimeout());
-    if (result != 0 && File(file)->IsReplaced()) {
-        claims.NoteReplaced();
-    }
-    return result;
+    return OnFile<int32_t>(file, -1, [&](OpenFile* opened) {
+        const auto lockMode =
+            mode == 1 ? ovrahost::LockMode::kShared : ovrahost::LockMode::kExclusive;
+        ovrahost::FileClaims& claims = opened->program->Claims();
+        if (!IsUsable(opened)) {
+            return -1;
+        }
+        if (lockMode == ovrahost::LockMode::kExclusive && !claims.WhyNotToWrite().empty()) {
+            return opened->file->Refuse(claims.WhyNotToWrite());
+        }
+        const int32_t result =
+            opened->file->Lock(lockMode, offset, length, opened->program->LockTimeout());
+        if (result != 0 && opened->file->IsReplaced()) {
+            claims.ForbidWriting(ovrahost::FileReplacedText());
+        }
+        return result;
+    });
 }
 
 int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
-    return file == nullptr ? -1 : File(file)->Release(offset, length);
+    return OnFile<int32_t>(file, -1,
+                           [&](OpenFile* opened) { return opened->file->Release(offset, length); });
 }
 
 const char* ovFile_Error(void* program, void* file, int32_t* length) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "host/descriptor.h"
 #include "host/host_program.h"
 #include "ovrasql/ovrasql.h"
 
@@ -41,6 +42,8 @@ struct ovra_database {
     std::vector<std::unique_ptr<ovra_view>> views;
     // The reason of a failure that the library cannot know of, such as a missing library file.
     std::string hostError;
+    // A forked process has none of the files that were opened before.
+    uint64_t forks = ovrahost::Descriptor::ForkCount();
 };
 
 namespace ovrahost {

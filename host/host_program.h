@@ -10,6 +10,7 @@
 #include <string>
 
 #include "host/file_claims.h"
+#include "host/table_rebuild.h"
 
 namespace ovrahost {
 
@@ -31,6 +32,7 @@ class HostProgram {
     int32_t LockTimeout() const { return lockTimeout_; }
 
     FileClaims& Claims() { return claims_; }
+    TableRebuild& Rebuild() { return rebuild_; }
 
     void SetLastError(std::string text) { lastError_ = std::move(text); }
     const std::string& LastError() const { return lastError_; }
@@ -40,6 +42,7 @@ class HostProgram {
     int32_t lockTimeout_ = kDefaultLockTimeout;
     std::string lastError_;
     FileClaims claims_;
+    TableRebuild rebuild_;
 };
 
 }  // namespace ovrahost

@@ -6,7 +6,8 @@
 //
 //  - the new data file carries a mark (PosixFile::Mark) from before it gets its place until the
 //    last file has got its own;
-//  - the names of the other new files carry the number that the system gave to the data file.
+//  - the names of the other new files carry the number that the system gave to the data file, and
+//    end in ".tmp".
 //
 // Only files in the data file's own folder are found. An index elsewhere waits for the next pack.
 
@@ -19,13 +20,15 @@ namespace ovrahost {
 // what makes it unique.
 std::string FollowerSuffix(uint64_t dataFileNumber);
 
-// Whether there are new files that belong to a data file and have not got their places.
-bool IsSwapUnfinished(const std::string& dataPath, uint64_t dataFileNumber);
+// Whether all new files that belong to a data file have their places. Where that cannot be found
+// out they may not have, and `error` tells why; it is empty when some are waiting.
+bool IsSwapFinished(const std::string& dataPath, uint64_t dataFileNumber, std::string* error);
 
-// Gives them their places.
-void FinishSwap(const std::string& dataPath, uint64_t dataFileNumber);
+// Gives them their places. Whether all have them now; `error` tells why not.
+bool FinishSwap(const std::string& dataPath, uint64_t dataFileNumber, std::string* error);
 
-// Removes what an earlier file of that number has left: systems use numbers again.
+// Removes what an earlier file of that number has left, since systems use numbers again; what can
+// be found and removed of it.
 void ForgetSwap(const std::string& dataPath, uint64_t dataFileNumber);
 
 }  // namespace ovrahost

@@ -31,7 +31,7 @@ constexpr int64_t kTurnOffset = int64_t{1} << 62;
 constexpr int64_t kClaimOffset = kTurnOffset + 1;
 
 int SystemFlags(int32_t flags) {
-    int result = O_CLOEXEC;
+    int result = 0;
     const bool reads = (flags & kOpenRead) != 0;
     const bool writes = (flags & kOpenWrite) != 0;
     result |= reads && writes ? O_RDWR : (writes ? O_WRONLY : O_RDONLY);
@@ -52,21 +52,18 @@ std::string FileInUseText() { return "File is in use by another process or an op
 
 std::string SystemErrorText(int error) { return std::generic_category().message(error); }
 
-std::unique_ptr<PosixFile> PosixFile::OpenDescriptor(const std::string& path, int32_t flags,
-                                                     int* error) {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path.c_str(), SystemFlags(flags), 0666);
-    } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0) {
-        *error = errno;
-        return nullptr;
-    }
-    return std::unique_ptr<PosixFile>(new PosixFile(descriptor, path, flags));
+std::string FileReplacedText() {
+    return "File was replaced by another process; open the database again";
+}
+
+std::unique_ptr<PosixFile> PosixFile::OpenOnly(const std::string& path, int32_t flags, int* error) {
+    std::unique_ptr<PosixFile> file(new PosixFile(std::make_shared<Descriptor>(), path, flags));
+    *error = file->descriptor_->Open(path, SystemFlags(flags));
+    return *error == 0 ? std::move(file) : nullptr;
 }
 
 std::unique_ptr<PosixFile> PosixFile::Open(const std::string& path, int32_t flags, int* error) {
-    auto file = OpenDescriptor(path, flags, error);
+    auto file = OpenOnly(path, flags, error);
     if (file != nullptr) {
         *error = file->Describe();
     }
@@ -77,7 +74,7 @@ std::unique_ptr<PosixFile> PosixFile::OpenClaimed(const std::string& path, int32
                                                   ClaimMode mode, int32_t timeoutMilliseconds,
                                                   std::string* error) {
     int reason = 0;
-    auto file = OpenDescriptor(path, flags, &reason);
+    auto file = OpenOnly(path, flags, &reason);
     if (file != nullptr && file->Claim(mode, timeoutMilliseconds) != 0) {
         *error = file->Error();
         return nullptr;
@@ -92,12 +89,12 @@ std::unique_ptr<PosixFile> PosixFile::OpenClaimed(const std::string& path, int32
     return file;
 }
 
-PosixFile::PosixFile(int descriptor, std::string path, int32_t flags)
-    : descriptor_(descriptor), flags_(flags), path_(std::move(path)) {}
+PosixFile::PosixFile(std::shared_ptr<Descriptor> descriptor, std::string path, int32_t flags)
+    : descriptor_(std::move(descriptor)), flags_(flags), path_(std::move(path)) {}
 
 int PosixFile::Describe() {
     struct stat status {};
-    if (::fstat(descriptor_, &status) != 0) {
+    if (::fstat(descriptor_->Number(), &status) != 0) {
         return errno;
     }
     state_ = StateFrom(status);
@@ -108,7 +105,6 @@ int PosixFile::Describe() {
 PosixFile::State PosixFile::StateFrom(const struct stat& status) {
     return {static_cast<uint64_t>(status.st_dev),
             static_cast<uint64_t>(status.st_ino),
-            static_cast<uint64_t>(status.st_nlink),
             static_cast<uint32_t>(status.st_uid),
             static_cast<uint32_t>(status.st_gid),
             static_cast<uint32_t>(status.st_mode) & kPermissions,
@@ -117,14 +113,12 @@ PosixFile::State PosixFile::StateFrom(const struct stat& status) {
             static_cast<int64_t>(status.st_mtim.tv_nsec)};
 }
 
-PosixFile::~PosixFile() { ::close(descriptor_); }
-
 int32_t PosixFile::Read(void* buffer, int32_t length) {
     char* target = static_cast<char*>(buffer);
     int32_t done = 0;
     while (done < length) {
-        const ssize_t count =
-            ::pread(descriptor_, target + done, static_cast<size_t>(length - done), position_);
+        const ssize_t count = ::pread(descriptor_->Number(), target + done,
+                                      static_cast<size_t>(length - done), position_);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -148,8 +142,8 @@ int32_t PosixFile::Write(const void* buffer, int32_t length) {
     while (done < length) {
         const auto rest = static_cast<size_t>(length - done);
         const ssize_t count = (flags_ & kOpenAppend) != 0
-                                  ? ::write(descriptor_, source + done, rest)
-                                  : ::pwrite(descriptor_, source + done, rest, position_);
+                                  ? ::write(descriptor_->Number(), source + done, rest)
+                                  : ::pwrite(descriptor_->Number(), source + done, rest, position_);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -172,19 +166,6 @@ int64_t PosixFile::Seek(int64_t offset) {
     return position_;
 }
 
-int PosixFile::TryLock(int16_t type, int64_t offset, int64_t length) const {
-    struct flock range {};
-    range.l_type = type;
-    range.l_whence = SEEK_SET;
-    range.l_start = offset;
-    range.l_len = length;
-    int result = -1;
-    do {
-        result = ::fcntl(descriptor_, F_OFD_SETLK, &range);
-    } while (result < 0 && errno == EINTR);
-    return result < 0 ? errno : 0;
-}
-
 int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
                         int32_t timeoutMilliseconds) {
     const int error = AwaitLock(mode, offset, length, timeoutMilliseconds);
@@ -193,9 +174,9 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
     }
     // The old file may still be read to its end. Nothing that is written there would be found
     // again.
-    if (mode == LockMode::kExclusive && !isClaimed_ && IsReplaced()) {
-        TryLock(F_UNLCK, offset, length);
-        return RefuseAsReplaced();
+    if (mode == LockMode::kExclusive && !IsClaimed() && IsReplaced()) {
+        descriptor_->TryLock(F_UNLCK, offset, length);
+        return Refuse(FileReplacedText());
     }
     return 0;
 }
@@ -203,17 +184,16 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
 int PosixFile::AwaitLock(LockMode mode, int64_t offset, int64_t length,
                          int32_t timeoutMilliseconds) {
     const int16_t type = mode == LockMode::kShared ? F_RDLCK : F_WRLCK;
-    int error = TryLock(type, offset, length);
+    int error = descriptor_->TryLock(type, offset, length);
     if (!IsBusy(error)) {
         return error;
     }
-    hasWaited_ = true;
     const auto deadline = steady_clock::now() + milliseconds(timeoutMilliseconds);
     microseconds pause = kFirstPause;
     while (IsBusy(error) && steady_clock::now() < deadline) {
         std::this_thread::sleep_for(pause);
         pause = std::min(pause * 2, kLongestPause);
-        error = TryLock(type, offset, length);
+        error = descriptor_->TryLock(type, offset, length);
     }
     return error;
 }
@@ -226,7 +206,7 @@ int32_t PosixFile::FailLock(int error, int32_t timeoutMilliseconds) {
 }
 
 int32_t PosixFile::Release(int64_t offset, int64_t length) {
-    const int error = TryLock(F_UNLCK, offset, length);
+    const int error = descriptor_->TryLock(F_UNLCK, offset, length);
     if (error == 0) {
         return 0;
     }
@@ -242,7 +222,7 @@ int32_t PosixFile::Claim(ClaimMode mode, int32_t timeoutMilliseconds) {
         return -1;
     }
     // Where files cannot be locked at all, they can still be read.
-    isClaimed_ = error == 0;
+    descriptor_->SetClaimed(error == 0);
     return 0;
 }
 
@@ -252,34 +232,30 @@ int PosixFile::AwaitClaim(ClaimMode mode, int32_t timeoutMilliseconds) {
     }
     if (mode == ClaimMode::kSharedInTurn) {
         const int error = AwaitLock(LockMode::kShared, kTurnOffset, 2, timeoutMilliseconds);
-        TryLock(F_UNLCK, kTurnOffset, 1);
+        descriptor_->TryLock(F_UNLCK, kTurnOffset, 1);
         return error;
     }
-    int error = TryLock(F_WRLCK, kClaimOffset, 1);
+    int error = descriptor_->TryLock(F_WRLCK, kClaimOffset, 1);
     if (!IsBusy(error)) {
         return error;
     }
     error = AwaitLock(LockMode::kExclusive, kTurnOffset, 1, timeoutMilliseconds);
     if (error == 0) {
         error = AwaitLock(LockMode::kExclusive, kClaimOffset, 1, timeoutMilliseconds);
-        TryLock(F_UNLCK, kTurnOffset, 1);
+        descriptor_->TryLock(F_UNLCK, kTurnOffset, 1);
     }
     return error;
 }
 
 void PosixFile::DropClaim() {
-    if (isClaimed_) {
-        TryLock(F_UNLCK, kClaimOffset, 1);
-        isClaimed_ = false;
+    if (IsClaimed()) {
+        descriptor_->TryLock(F_UNLCK, kClaimOffset, 1);
+        descriptor_->SetClaimed(false);
     }
 }
 
 std::unique_ptr<PosixFile> PosixFile::Duplicate() const {
-    const int descriptor = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
-    if (descriptor < 0) {
-        return nullptr;
-    }
-    std::unique_ptr<PosixFile> file(new PosixFile(descriptor, path_, flags_));
+    std::unique_ptr<PosixFile> file(new PosixFile(descriptor_, path_, flags_));
     file->state_ = state_;
     return file;
 }
@@ -292,15 +268,9 @@ bool PosixFile::IsReplaced() const {
     return !StateFrom(status).IsSameFileAs(state_);
 }
 
-// A file that another one was renamed over has a name less. Only where it may have had several, or
-// there was time for more than one change, the path itself has to be looked up.
-bool PosixFile::WasReplacedBeforeClaim() const {
-    return hasWaited_ || state_.names != 1 ? IsReplaced() : false;
-}
-
 bool PosixFile::IsUntouched() const {
     struct stat status {};
-    if (::fstat(descriptor_, &status) != 0) {
+    if (::fstat(descriptor_->Number(), &status) != 0) {
         return false;
     }
     const State now = StateFrom(status);
@@ -319,8 +289,8 @@ void PosixFile::Unmark() { SetPermissions(state_.permissions & ~uint32_t{S_ISVTX
 void PosixFile::TakePermissionsOf(const PosixFile& other) {
     const State& wanted = other.state_;
     if ((state_.owner != wanted.owner || state_.group != wanted.group) &&
-        (::fchown(descriptor_, wanted.owner, wanted.group) == 0 ||
-         ::fchown(descriptor_, static_cast<uid_t>(-1), wanted.group) == 0)) {
+        (::fchown(descriptor_->Number(), wanted.owner, wanted.group) == 0 ||
+         ::fchown(descriptor_->Number(), static_cast<uid_t>(-1), wanted.group) == 0)) {
         Refresh();
     }
     SetPermissions(other.state_.permissions & ~uint32_t{S_ISVTX});
@@ -328,13 +298,13 @@ void PosixFile::TakePermissionsOf(const PosixFile& other) {
 
 // Where files have no permissions, or they are another user's to change, they stay as they are.
 void PosixFile::SetPermissions(uint32_t permissions) {
-    if (::fchmod(descriptor_, static_cast<mode_t>(permissions)) == 0) {
+    if (::fchmod(descriptor_->Number(), static_cast<mode_t>(permissions)) == 0) {
         state_.permissions = permissions;
     }
 }
 
-int32_t PosixFile::RefuseAsReplaced() {
-    Fail("File was replaced by another process; open the database again");
+int32_t PosixFile::Refuse(const std::string& reason) {
+    Fail(reason);
     return -1;
 }
 

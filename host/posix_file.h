@@ -3,9 +3,8 @@
 // PosixFile: one open file, the only place of the host that reads, writes and locks.
 //
 // The position is kept here and the file is read and written at offsets, so a seek costs no system
-// call. Byte-range locks are open-file-description locks (fcntl F_OFD_SETLK): two handles of one
-// file conflict with each other even inside one process, and closing a handle drops its own locks
-// only.
+// call. Two handles of one file conflict in their locks even inside one process, and a handle drops
+// its own when it is closed (descriptor.h).
 //
 // Renaming another file over an open one leaves its handles with a file that has no name: what is
 // written there is lost. So a lock for writing is refused once the path leads elsewhere, and a
@@ -18,6 +17,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+
+#include "host/descriptor.h"
 
 struct stat;
 
@@ -49,7 +50,6 @@ class PosixFile {
                                                   ClaimMode mode, int32_t timeoutMilliseconds,
                                                   std::string* error);
 
-    ~PosixFile();
     PosixFile(const PosixFile&) = delete;
     PosixFile& operator=(const PosixFile&) = delete;
 
@@ -71,16 +71,14 @@ class PosixFile {
     // file already must not wait so, since the other may be waiting for that one.
     int32_t Claim(ClaimMode mode, int32_t timeoutMilliseconds);
     void DropClaim();
+    bool IsClaimed() const { return descriptor_->IsClaimed(); }
 
-    // A second handle of the same open file: they have their locks in common, which last until both
-    // are closed. Null on failure.
+    // A second handle of the same open file: they have its locks and its claim in common, which
+    // last until both are closed.
     std::unique_ptr<PosixFile> Duplicate() const;
 
     // Whether the path leads to another file by now, or to none.
     bool IsReplaced() const;
-
-    // The same, as cheaply as it can be known of a file that was just opened with a claim.
-    bool WasReplacedBeforeClaim() const;
 
     // Whether nobody has written since the file was opened, and claimed if it was, as far as its
     // length and the time of its last change tell.
@@ -101,8 +99,8 @@ class PosixFile {
     // The number that the system knows the file by, whatever its name.
     uint64_t Number() const { return state_.number; }
 
-    // Fails an operation for the reason that the file, or one that belongs to it, was replaced.
-    int32_t RefuseAsReplaced();
+    // Fails an operation for a reason that lies outside of the file. Gives -1.
+    int32_t Refuse(const std::string& reason);
 
     const std::string& Path() const { return path_; }
     const std::string& Error() const { return error_; }
@@ -112,7 +110,6 @@ class PosixFile {
     struct State {
         uint64_t device = 0;
         uint64_t number = 0;
-        uint64_t names = 0;
         uint32_t owner = 0;
         uint32_t group = 0;
         uint32_t permissions = 0;
@@ -125,28 +122,24 @@ class PosixFile {
         }
     };
 
-    PosixFile(int descriptor, std::string path, int32_t flags);
+    PosixFile(std::shared_ptr<Descriptor> descriptor, std::string path, int32_t flags);
 
-    static std::unique_ptr<PosixFile> OpenDescriptor(const std::string& path, int32_t flags,
-                                                     int* error);
+    // Before the file is described.
+    static std::unique_ptr<PosixFile> OpenOnly(const std::string& path, int32_t flags, int* error);
     static State StateFrom(const struct stat& status);
 
     // Takes the file's state down. An errno value for what is not a file, else 0.
     int Describe();
 
-    // 0 when the lock was taken at once, else the errno value.
-    int TryLock(int16_t type, int64_t offset, int64_t length) const;
-    // The same, but a lock that others hold is waited for.
+    // 0 when the lock was taken, else the errno value. One that others hold is waited for.
     int AwaitLock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds);
     int32_t FailLock(int error, int32_t timeoutMilliseconds);
     int AwaitClaim(ClaimMode mode, int32_t timeoutMilliseconds);
     void Fail(const std::string& reason) { error_ = reason; }
     void SetPermissions(uint32_t permissions);
 
-    int descriptor_;
+    std::shared_ptr<Descriptor> descriptor_;
     int32_t flags_;
-    bool isClaimed_ = false;
-    bool hasWaited_ = false;  // for any lock
     int64_t position_ = 0;
     State state_;  // as the file was opened or claimed
     std::string path_;
@@ -156,7 +149,8 @@ class PosixFile {
 // The system's text for an errno value. The library puts the path in front of it, in its own words.
 std::string SystemErrorText(int error);
 
-// Why a claim is refused.
+// Why a claim is refused, and why a lock for writing is.
 std::string FileInUseText();
+std::string FileReplacedText();
 
 }  // namespace ovrahost

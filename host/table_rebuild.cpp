@@ -1,0 +1,72 @@
+#include "host/table_rebuild.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/interrupted_swap.h"
+
+namespace ovrahost {
+
+void TableRebuild::BeginFile() {
+    if (isComplete_) {
+        End();
+    }
+}
+
+std::string TableRebuild::Suffix() const {
+    return files_.empty() ? std::string() : FollowerSuffix(files_.front().newFile->Number());
+}
+
+bool TableRebuild::Add(PosixFile* newFile, std::unique_ptr<PosixFile> oldFile, std::string* error) {
+    if (newFile->Claim(ClaimMode::kExclusive, 0) != 0) {  // nobody else knows of it yet
+        *error = newFile->Error();
+        return false;
+    }
+    const bool isDataFile = files_.empty();
+    if (isDataFile) {
+        ForgetSwap(newFile->Path(), newFile->Number());
+    }
+    files_.push_back({newFile->Path(), std::move(oldFile), newFile->Duplicate()});
+    const File& added = files_.back();
+    if (added.oldFile != nullptr) {
+        added.newFile->TakePermissionsOf(*added.oldFile);
+    }
+    if (isDataFile) {
+        added.newFile->Mark();
+    }
+    return true;
+}
+
+void TableRebuild::NoteClosed(const std::string& path) {
+    isComplete_ =
+        isComplete_ || std::any_of(files_.begin(), files_.end(),
+                                   [&path](const File& file) { return file.path == path; });
+}
+
+void TableRebuild::Settle(const std::string& path) {
+    const auto found = std::find_if(files_.begin(), files_.end(),
+                                    [&path](const File& file) { return file.path == path; });
+    if (found == files_.end()) {
+        return;
+    }
+    found->path.clear();
+    if (std::all_of(files_.begin(), files_.end(),
+                    [](const File& file) { return file.path.empty(); })) {
+        files_.front().newFile->Unmark();
+        End();
+    }
+}
+
+// Dropped, and not only closed: the library may have an old or a new file open still.
+void TableRebuild::End() {
+    for (const File& file : files_) {
+        if (file.oldFile != nullptr) {
+            file.oldFile->DropClaim();
+        }
+        file.newFile->DropClaim();
+    }
+    files_.clear();
+    isComplete_ = false;
+}
+
+}  // namespace ovrahost
