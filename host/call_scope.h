@@ -31,12 +31,17 @@ auto RunStatement(HostDatabase* database, Operation operation) {
     {
         const CallScope scope(database, CallKind::kRunsStatement);
         const auto result = operation();
-        if (result || !database->program.Claims().WasRefused()) {
+        if (result || database->program.Claims().Refusal().empty()) {
             return result;
         }
     }
     const CallScope scope(database, CallKind::kRebuilds);
-    return operation();
+    const auto result = operation();
+    if (!result) {
+        // The library takes a table that it cannot open for one that does not exist.
+        database->hostError = database->program.Claims().Refusal();
+    }
+    return result;
 }
 
 }  // namespace ovrahost

@@ -30,7 +30,11 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
             file->DropClaim();
         }
     }
-    return OpenAs(ClaimMode::kExclusive, path, flags, timeout, error);
+    auto opened = OpenAs(ClaimMode::kExclusive, path, flags, timeout, error);
+    if (opened == nullptr && error->starts_with(FileInUseText())) {
+        refusal_ = *error;
+    }
+    return opened;
 }
 
 std::unique_ptr<PosixFile> FileClaims::OpenAs(ClaimMode mode, const std::string& path,
@@ -136,8 +140,7 @@ bool FileClaims::ClaimForRebuild(const std::string& path, int32_t timeout,
 // since. Waiting for others would let them do so.
 bool FileClaims::ClaimOpened(PosixFile* file, std::string* error) {
     if (file->Claim(ClaimMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
-        refused_ = true;
-        *error = FileInUseText();
+        refusal_ = *error = FileInUseText();
         return false;
     }
     return true;
@@ -147,7 +150,7 @@ void FileClaims::BeginCall(CallKind kind) {
     ++call_;
     isInCall_ = true;
     kind_ = kind;
-    refused_ = false;
+    refusal_.clear();
     whyNotToWrite_.clear();
 }
 

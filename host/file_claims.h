@@ -64,8 +64,8 @@ class FileClaims {
     // Which call this is, or was the last; each has another number.
     uint64_t Call() const { return call_; }
 
-    // The call met a file in use by others that it had to have for itself.
-    bool WasRefused() const { return refused_; }
+    // The call met a file in use by others that it had to have for itself; why, or empty.
+    const std::string& Refusal() const { return refusal_; }
 
     // Why the rest of the call must not write anything; empty while it may. CREATE INDEX would list
     // an index over records that are gone.
@@ -87,7 +87,7 @@ class FileClaims {
     bool isInCall_ = false;
     CallKind kind_ = CallKind::kRunsStatement;
     bool hasClaims_ = false;
-    bool refused_ = false;
+    std::string refusal_;
     std::string whyNotToWrite_;
 };
 

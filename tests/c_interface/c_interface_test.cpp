@@ -1,6 +1,8 @@
 // The C interface for programs, over the real library and real files.
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <string>
@@ -195,6 +197,38 @@ TEST_F(CInterfaceTest, OptionsReachTheLibraryAndTheHost) {
     EXPECT_STREQ(ovra_error(database_), "subdir_char parameter must be single character");
     EXPECT_EQ(ovra_set_option(database_, "no such option", "x"), 1);
     EXPECT_EQ(ovra_pack(database_), 1) << ovra_error(database_);
+}
+
+// Its files would be the parent's, with the parent's locks.
+TEST_F(CInterfaceTest, DatabaseDoesNotSurviveFork) {
+    ovra_view* view = Open("select id from t");
+    ASSERT_EQ(ovra_next(view), 1);
+    const std::string path = folder_.File("db.dbf");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool told =
+            ovra_query(database_, "insert into t values (3, '', 0)", -1, nullptr, 0) == 0 &&
+            std::string(ovra_error(database_)) ==
+                "The database was opened before fork; open it again" &&
+            ovra_next(view) == -1 && ovra_pack(database_) == 0;
+        ovra_close(database_);
+        ovra_database* own = nullptr;
+        const bool opened =
+            ovra_open(path.c_str(), &own) == 1 &&
+            ovra_query(own, "insert into t values (4, 'child', 0)", -1, nullptr, 0) == 1;
+        ovra_close(own);
+        ::_exit(told && opened ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    int rows = 1;
+    while (ovra_next(view) == 1) {
+        ++rows;
+    }
+    EXPECT_EQ(rows, 3) << "two, and that of the child";
+    ovra_close_view(view);
+    Run("insert into t values (5, 'parent', 0)");
 }
 
 }  // namespace

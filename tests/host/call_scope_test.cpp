@@ -28,7 +28,8 @@ TEST_F(CallScopeTest, RefusedRebuildIsBegunAgainAlone) {
     auto reader = Open(&one_);
     EXPECT_FALSE(RunStatement(&database_, [&] { return AlterTable(); }));
     EXPECT_EQ(runs_, 2);
-    EXPECT_EQ(error_, std::string(kInUse) + ": Lock not granted within 0 milliseconds");
+    EXPECT_EQ(database_.hostError,
+              std::string(kInUse) + ": Lock not granted within 0 milliseconds");
     EndCall(&one_);
     EXPECT_TRUE(RunStatement(&database_, [&] { return AlterTable(); }));
     EXPECT_EQ(runs_, 3);

@@ -80,11 +80,11 @@ TEST_F(FileClaimsTest, RebuildOfAFileThatHasGrownSinceItWasOpenedIsRefused) {
     Close(&other_, std::move(writer));
     EXPECT_FALSE(BeginRebuild(&one_));
     EXPECT_EQ(error_, kInUse);
-    EXPECT_TRUE(one_.Claims().WasRefused()) << "and the statement begins again, alone";
+    EXPECT_EQ(one_.Claims().Refusal(), kInUse) << "and the statement begins again, alone";
     Close(&one_, std::move(file));
     EndCall(&one_);
     one_.Claims().BeginCall(CallKind::kRebuilds);
-    EXPECT_FALSE(one_.Claims().WasRefused());
+    EXPECT_EQ(one_.Claims().Refusal(), "");
     file = Open(&one_);
     EXPECT_FALSE(CanOpen(&other_));
     EXPECT_TRUE(BeginRebuild(&one_));

@@ -29,6 +29,17 @@ class RebuildProcessesTest : public testing::Test {
                           "create index words on t (word)"});
     }
 
+    // Rows that are there before the processes start, with texts of their own.
+    void InsertRows(int count) {
+        HostConnection connection(database_.Path());
+        for (int number = 0; number < count; ++number) {
+            const std::string text = RowText(0, number);
+            ASSERT_TRUE(connection.Run("insert into t values (?, ?, ?)",
+                                       {std::to_string(number), text, text}))
+                << connection.Error();
+        }
+    }
+
     // A statement that was compiled before another process dropped a column asks for it, and is
     // told so before anything is written. The names of a table are looked up once for an open
     // database, so it is opened again.
@@ -58,6 +69,13 @@ class RebuildProcessesTest : public testing::Test {
             }
         }
         return 0;
+    }
+
+    bool HasTemporaryFile() const {
+        const fs::directory_iterator files(database_.Folder().Path());
+        return std::any_of(begin(files), end(files), [](const fs::directory_entry& file) {
+            return file.path().extension() == ".tmp";
+        });
     }
 
     void ExpectEveryRow() const {
@@ -156,13 +174,7 @@ TEST_F(RebuildProcessesTest, PackGetsItsTurnBesideWritersThatNeverPause) {
 
 TEST_F(RebuildProcessesTest, TwoProcessesThatRebuildOneTableTakeTurns) {
     const std::string path = database_.Path();
-    {
-        HostConnection connection(path);
-        for (int number = 0; number < 30; ++number) {
-            ASSERT_TRUE(
-                connection.Run("insert into t values (?, 'w', 's')", {std::to_string(number)}));
-        }
-    }
+    InsertRows(30);
     EXPECT_EQ(RunProcesses(3,
                            [&path](int process) {
                                HostConnection connection(path);
@@ -185,15 +197,8 @@ TEST_F(RebuildProcessesTest, TwoProcessesThatRebuildOneTableTakeTurns) {
 
 TEST_F(RebuildProcessesTest, ReaderBesidePackSeesEveryRowWithItsOwnText) {
     const std::string path = database_.Path();
-    {
-        HostConnection connection(path);
-        for (int number = 0; number < 200; ++number) {
-            const std::string text = RowText(0, number);
-            ASSERT_TRUE(connection.Run("insert into t values (?, ?, ?)",
-                                       {std::to_string(number), text, text}));
-        }
-        ASSERT_TRUE(connection.Run("delete from t where number < 20"));
-    }
+    InsertRows(200);
+    ASSERT_TRUE(HostConnection(path).Run("delete from t where number < 20"));
     EXPECT_EQ(RunProcesses(2,
                            [&path](int process) {
                                HostConnection connection(path);
@@ -232,6 +237,9 @@ TEST_F(RebuildProcessesTest, PackWaitsForAViewAndTellsWhenItLastsTooLong) {
               std::string::npos)
         << packer.Error();
     EXPECT_FALSE(packer.Run("alter table t add extra integer"));
+    EXPECT_EQ(packer.Error(),
+              "File is in use by another process or an open view: "
+              "Lock not granted within 20 milliseconds");
     EXPECT_EQ(ovra_next(view), 1);
     EXPECT_STREQ(ovra_text(view, 0, nullptr), "story");
     ovra_close_view(view);
@@ -297,15 +305,10 @@ TEST_F(RebuildProcessesTest, ViewOnAFileThatWasReplacedByHandReadsItToTheEnd) {
     EXPECT_EQ(Numbers(reader.Select("select number from t")), Range(0, 6));
 }
 
+// Killed as soon as a new file is there, with everything claimed.
 TEST_F(RebuildProcessesTest, KilledRebuildKeepsNobodyOut) {
     const std::string path = database_.Path();
-    {
-        HostConnection connection(path);
-        for (int number = 0; number < 200; ++number) {
-            ASSERT_TRUE(
-                connection.Run("insert into t values (?, 'w', '')", {std::to_string(number)}));
-        }
-    }
+    InsertRows(200);
     const pid_t child = ::fork();
     if (child == 0) {
         HostConnection connection(path);
@@ -313,11 +316,12 @@ TEST_F(RebuildProcessesTest, KilledRebuildKeepsNobodyOut) {
         }
         ::_exit(1);
     }
-    ::usleep(20000);
-    ::kill(child, SIGKILL);
     int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "it had ended by itself";
+    while (!HasTemporaryFile() && ::waitpid(child, &status, WNOHANG) == 0) {
+    }
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(::waitpid(child, &status, 0), child) << "it had ended by itself";
+    ASSERT_TRUE(WIFSIGNALED(status));
     HostConnection connection(path);
     connection.SetLockTimeout(0);
     EXPECT_TRUE(connection.Run("insert into t values (200, 'w', '')")) << connection.Error();
