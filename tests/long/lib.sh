@@ -26,7 +26,12 @@ build_targets() {
 # run_tests [arguments of ctest]: leaves in $passed how many tests there were in how many programs.
 run_tests() {
     ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)" "$@"
-    passed=$(sed -nE 's/^\[  PASSED  \] ([0-9]+) tests?\.$/\1/p' "$build/Testing/Temporary/LastTest.log" |
+    count_passed "$build/Testing/Temporary/LastTest.log"
+}
+
+# count_passed LOG: the same from what the programs have printed.
+count_passed() {
+    passed=$(sed -nE 's/^\[  PASSED  \] ([0-9]+) tests?\.$/\1/p' "$1" |
         awk '{ tests += $1 } END { printf "%d tests in %d programs passed", tests, NR }')
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <map>
+#include <ostream>
 #include <random>
 
 #include "tests/storage/index_support.h"
@@ -18,6 +19,9 @@ struct Kind {
     bool numbers;  // keys are numbers, of which several texts have one value
     int operations = 100000;
 };
+
+// Otherwise a test's name is made from all bytes, also from those between the members.
+void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
 // The order that the list keeps. Keys of one kind are all numbers or all texts, so it is an order.
 struct KeyLess {
