@@ -12,7 +12,7 @@ namespace ovrasql {
 
 namespace {
 
-ContextPool<DatabaseContext> pool;
+ContextPool<DatabaseContext> databasePool;
 
 using StartFunction = bool (Schema::*)(TextView path);
 
@@ -54,7 +54,7 @@ DatabaseContext* DatabaseContext::Of(void* hostDatabase) {
 
 DatabaseContext* DatabaseContext::Attach(void* hostDatabase) {
     DatabaseContext* former = Of(hostDatabase);
-    DatabaseContext* context = pool.Take();
+    DatabaseContext* context = databasePool.Take();
     context->hostDatabase_ = hostDatabase;
     context->live_ = true;
     context->freed_ = false;
@@ -90,7 +90,7 @@ void DatabaseContext::RemoveView() {
 void DatabaseContext::End() {
     schema_ = nullptr;
     live_ = false;
-    pool.Give(this);
+    databasePool.Give(this);
 }
 
 int32_t DatabaseContext::Fail(TextView message) {

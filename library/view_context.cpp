@@ -11,7 +11,7 @@ namespace ovrasql {
 
 namespace {
 
-ContextPool<ViewContext> pool;
+ContextPool<ViewContext> viewPool;
 
 // Runs one step of the engine. Should memory run out, the engine stands in the middle of an
 // instruction: it must not go on from there, so it fails until it is reset.
@@ -71,7 +71,7 @@ ViewContext* ViewContext::Of(void* view) {
 }
 
 ViewContext* ViewContext::Make(DatabaseContext& database) {
-    ViewContext* context = pool.Take();
+    ViewContext* context = viewPool.Take();
     context->database_ = &database;
     context->statement_ = nullptr;
     database.AddView();
@@ -86,7 +86,7 @@ void ViewContext::End() {
     if (statement != nullptr) {
         GuardEntry([&] { ReleaseStatement(*database, statement); }, [] {});
     }
-    pool.Give(this);
+    viewPool.Give(this);
     database->RemoveView();
 }
 

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <utility>
 
+#include "shell/byte_order_mark.h"
 #include "shell/database.h"
 #include "shell/import_source.h"
 
@@ -13,7 +14,6 @@ namespace ovrashell {
 namespace {
 
 constexpr std::size_t kChunkSize = 65536;
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // One pass over a CSV file with libcsv, which calls back for each value and each row. What the
 // row's receiver throws is carried over the C code and thrown again behind it.
@@ -39,8 +39,8 @@ class CsvPass {
         bool atStart = true;
         while (!stopped_ && (file.read(chunk.data(), chunk.size()), file.gcount() > 0)) {
             std::string_view bytes(chunk.data(), static_cast<std::size_t>(file.gcount()));
-            if (std::exchange(atStart, false) && bytes.starts_with(kByteOrderMark)) {
-                bytes.remove_prefix(kByteOrderMark.size());
+            if (std::exchange(atStart, false)) {
+                bytes = WithoutByteOrderMark(bytes);
             }
             bytesRead_ += static_cast<double>(bytes.size());
             if (csv_parse(&parser_, bytes.data(), bytes.size(), ValueEnded, RowEnded, this) !=

@@ -12,7 +12,7 @@ namespace ovrashell {
 
 namespace {
 
-constexpr std::chrono::milliseconds kInterval(100);
+constexpr std::chrono::milliseconds kTimeBetweenLooks(100);
 constexpr char kTableLine[] = "Packing ";
 
 // The last line of the trace that names a table: "Packing NAME..." and "done" when it is.
@@ -49,7 +49,7 @@ PackProgress::~PackProgress() {
 
 void PackProgress::Watch(const TraceCapture& trace) {
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!stop_.wait_for(lock, kInterval, [this] { return stopping_; })) {
+    while (!stop_.wait_for(lock, kTimeBetweenLooks, [this] { return stopping_; })) {
         std::fprintf(stderr, "\r\x1b[Kpacking %s", CurrentTable(trace.Text()).c_str());
         std::fflush(stderr);
     }

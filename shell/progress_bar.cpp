@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kWidth = 30;
 constexpr unsigned kCallsBetweenLooks = 64;  // the clock is not read for every row
-constexpr std::chrono::milliseconds kInterval(100);
+constexpr std::chrono::milliseconds kTimeBetweenDrawings(100);
 
 }  // namespace
 
@@ -33,7 +33,7 @@ void ProgressBar::Show(double part) {
     if (now < next_) {
         return;
     }
-    next_ = now + kInterval;
+    next_ = now + kTimeBetweenDrawings;
     const int filled = static_cast<int>(std::clamp(part, 0.0, 1.0) * kWidth);
     const std::string bar = std::string(static_cast<std::size_t>(filled), '#') +
                             std::string(static_cast<std::size_t>(kWidth - filled), '.');

@@ -5,6 +5,7 @@
 #include <istream>
 #include <utility>
 
+#include "shell/byte_order_mark.h"
 #include "shell/catalog.h"
 #include "shell/dot_commands.h"
 #include "shell/statement_reader.h"
@@ -14,8 +15,6 @@ namespace ovrashell {
 namespace {
 
 constexpr std::string_view kSelect = "select";
-// Some editors begin a UTF-8 file with it; it belongs to no statement.
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 bool IsSelect(std::string_view statement) {
     return EqualNoCase(statement.substr(0, kSelect.size()), kSelect);
@@ -100,8 +99,8 @@ void Session::RunStream(std::istream* input, const std::string& name) {
     bool pending = false;
     while (!quitting_ && std::getline(*input, line)) {
         std::string_view text = line;
-        if (++number == 1 && text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-            text.remove_prefix(kByteOrderMark.size());
+        if (++number == 1) {
+            text = WithoutByteOrderMark(text);
         }
         pending = !reader.Add(text);
         if (!pending) {
