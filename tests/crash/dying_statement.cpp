@@ -13,7 +13,6 @@ using checker::RecordAt;
 
 namespace {
 
-const std::string kCatalogPath = "main.dbf";
 constexpr size_t kPageSize = 1024;
 
 bool BeginsWith(const std::string& text, const std::string& start) {

@@ -15,6 +15,9 @@
 
 namespace ovrasql {
 
+// The database of all scripts.
+inline const std::string kCatalogPath = "main.dbf";
+
 enum class DyingKind {
     kRows,  // INSERT, UPDATE, DELETE
     kCreateTable,

@@ -6,8 +6,6 @@ namespace ovrasql {
 
 namespace {
 
-const std::string kCatalogPath = "main.dbf";
-
 std::vector<checker::CheckedTable> Tables() {
     return checker::ReadTables(TakeFiles(), kCatalogPath);
 }

@@ -13,7 +13,7 @@
 namespace ovrasql {
 namespace {
 
-constexpr size_t kHeader = 32 * 6 + 33;
+constexpr size_t kCatalogHeader = 32 * 6 + 33;
 constexpr size_t kRow = 1 + 1 + 64 + 64 + 254 + 254 + 19;
 constexpr size_t kRows = 5;
 
@@ -79,7 +79,7 @@ const Column kColumns[] = {
 
 void PutCell(Files* files, size_t row, const Column& column, const std::string& text) {
     Bytes& bytes = (*files)["main.dbf"];
-    const size_t start = kHeader + row * kRow + column.offset;
+    const size_t start = kCatalogHeader + row * kRow + column.offset;
     for (size_t i = 0; i < column.width; ++i) {
         bytes[start + i] = i < text.size() ? static_cast<uint8_t>(text[i]) : uint8_t{' '};
     }
@@ -92,7 +92,7 @@ std::string CaseName(size_t row, const Column& column, const std::string& text) 
 TEST(CatalogRows, HaveTheLayoutThatTheTestsExpect) {
     const Bytes& bytes = SoundFiles().at("main.dbf");
     EXPECT_EQ(Get(bytes, 4, 4), kRows);
-    EXPECT_EQ(Get(bytes, 8, 2), kHeader);
+    EXPECT_EQ(Get(bytes, 8, 2), kCatalogHeader);
     EXPECT_EQ(Get(bytes, 10, 2), kRow);
 }
 
@@ -140,8 +140,8 @@ TEST(CatalogRows, EveryRowInThePlaceOfEveryOther) {
             if (from != to) {
                 Files files = SoundFiles();
                 std::copy_n(
-                    sound.begin() + static_cast<ptrdiff_t>(kHeader + from * kRow), kRow,
-                    files["main.dbf"].begin() + static_cast<ptrdiff_t>(kHeader + to * kRow));
+                    sound.begin() + static_cast<ptrdiff_t>(kCatalogHeader + from * kRow), kRow,
+                    files["main.dbf"].begin() + static_cast<ptrdiff_t>(kCatalogHeader + to * kRow));
                 RunDamaged("main.dbf row " + std::to_string(to + 1) + " is a copy of row " +
                                std::to_string(from + 1),
                            files, &tally);

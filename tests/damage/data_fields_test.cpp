@@ -12,7 +12,7 @@
 namespace ovrasql {
 namespace {
 
-constexpr size_t kHeader = 32;
+constexpr size_t kDataHeader = 32;
 constexpr size_t kDescriptor = 32;
 
 const std::vector<std::string> kDataFiles = {"item.dbf", "part.dbf", "main.dbf"};
@@ -22,7 +22,7 @@ size_t ColumnCount(const Bytes& bytes) { return (Get(bytes, 8, 2) - 33) / kDescr
 std::vector<size_t> PlacesOfDescriptors(const Bytes& sound) {
     std::vector<size_t> places;
     for (size_t column = 0; column < ColumnCount(sound); ++column) {
-        places.push_back(kHeader + column * kDescriptor);
+        places.push_back(kDataHeader + column * kDescriptor);
     }
     return places;
 }
@@ -91,7 +91,7 @@ TEST(DataFields, NamesOfColumns) {
                 Bytes& bytes = files[path];
                 const std::string text(name);
                 for (size_t i = 0; i < 11; ++i) {
-                    bytes[kHeader + column * kDescriptor + i] =
+                    bytes[kDataHeader + column * kDescriptor + i] =
                         i < text.size() ? static_cast<uint8_t>(text[i]) : 0;
                 }
                 RunDamaged(path + " column " + std::to_string(column) + " named " + text, files,

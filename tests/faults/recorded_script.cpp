@@ -68,7 +68,7 @@ class CallCounter {
     std::map<std::string, int64_t> ofService_;
 };
 
-std::vector<checker::CheckedTable> Tables(const FileSet& files) {
+std::vector<checker::CheckedTable> TablesOf(const FileSet& files) {
     return files.count("main.dbf") == 0 ? std::vector<checker::CheckedTable>()
                                         : checker::ReadTables(files, "main.dbf");
 }
@@ -119,12 +119,12 @@ RecordedScript Record(const StatementScript& script) {
     for (const ScriptStep& step : script.tested) {
         RecordedStep taken;
         taken.before = DatabaseFiles(TakeFiles());
-        taken.tablesBefore = Tables(taken.before);
+        taken.tablesBefore = TablesOf(taken.before);
         TheHost().ClearLog();
         taken.result = session.Run(step);
         const std::vector<HostCall> log = TheHost().Calls();
         taken.after = DatabaseFiles(TakeFiles());
-        taken.tablesAfter = Tables(taken.after);
+        taken.tablesAfter = TablesOf(taken.after);
         recorded.steps.push_back(std::move(taken));
         counter.Take(log, recorded.steps.size() - 1, &recorded);
     }

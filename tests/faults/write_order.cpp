@@ -47,7 +47,7 @@ int64_t HeaderLength(Kind kind) {
 // The writes that make a file: header, descriptors and end mark; header and mark; header and page.
 int32_t WritesToMake(Kind kind) { return kind == Kind::kData ? 3 : 2; }
 
-struct Lock {
+struct HeldLock {
     int64_t offset = 0;
     int64_t length = 0;
     int32_t mode = 0;
@@ -61,10 +61,10 @@ struct File {
     int32_t writesMissing = 0;  // until a new file is whole
     bool recordUncounted = false;
     bool textUncounted = false;
-    std::vector<Lock> locks;
+    std::vector<HeldLock> locks;
 
-    [[nodiscard]] Lock* LockOn(int64_t at) {
-        for (Lock& lock : locks) {
+    [[nodiscard]] HeldLock* LockOn(int64_t at) {
+        for (HeldLock& lock : locks) {
             if (lock.mode == kExclusive && lock.Covers(at)) {
                 return &lock;
             }
@@ -103,7 +103,7 @@ class Order {
 
     void End() {
         for (const auto& [path, file] : files_) {
-            for (const Lock& lock : file.locks) {
+            for (const HeldLock& lock : file.locks) {
                 breaches_.push_back("rule 8: " + path + " at " + std::to_string(lock.offset) +
                                     " is still locked at the end");
             }
@@ -149,7 +149,7 @@ class Order {
 
     void Release(File& file) {
         const auto found =
-            std::find_if(file.locks.begin(), file.locks.end(), [&](const Lock& lock) {
+            std::find_if(file.locks.begin(), file.locks.end(), [&](const HeldLock& lock) {
                 return lock.offset == call_->offset && lock.length == call_->length;
             });
         if (found == file.locks.end()) {
@@ -167,7 +167,7 @@ class Order {
     }
 
     static void NoteHeaderRead(File& file) {
-        for (Lock& lock : file.locks) {
+        for (HeldLock& lock : file.locks) {
             lock.headerRead = lock.headerRead || lock.offset == 0;
         }
     }
@@ -199,7 +199,7 @@ class Order {
 
     void WriteHeader(File& file) {
         counts_->counts += file.kind == Kind::kData ? 1 : 0;
-        const Lock* lock = file.LockOn(0);
+        const HeldLock* lock = file.LockOn(0);
         if (lock == nullptr) {
             Breach("rule 1: a header that is not locked");
         } else if (!lock->headerRead) {
@@ -220,7 +220,7 @@ class Order {
 
     void WriteContents(File& file) {
         // An append and an index lock their header, an update its record.
-        Lock* lock = file.LockOn(0);
+        HeldLock* lock = file.LockOn(0);
         if (lock == nullptr) {
             lock = file.LockOn(call_->offset);
         } else if (!lock->headerRead) {

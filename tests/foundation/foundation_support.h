@@ -3,12 +3,15 @@
 // What the tests of foundation/ share.
 
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "foundation/string.h"
 #include "foundation/text_view.h"
 
 namespace ovrasql {
+
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // A text that a failed expectation can print.
 inline std::string Std(TextView text) {
@@ -36,5 +39,9 @@ struct Counted {
 };
 
 inline TextView ItemName(const Counted& item) { return item.name; }
+
+inline std::string NameOf(const Counted* item) {
+    return item == nullptr ? "null" : Std(item->name);
+}
 
 }  // namespace ovrasql

@@ -19,8 +19,6 @@ int32_t AddName(Table& table, const std::string& name, int32_t number = 0) {
     return table.Add(std::make_unique<Counted>(View(name), number));
 }
 
-std::string NameOf(const Counted* item) { return item == nullptr ? "null" : Std(item->name); }
-
 std::string WalkedNames(const Table& table) {
     std::string names;
     for (const Counted* item : table) {

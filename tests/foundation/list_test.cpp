@@ -24,8 +24,6 @@ void AddTail(List<Counted>& list, TextView name) {
     list.Insert(std::make_unique<Counted>(name), ListPlace::kTail);
 }
 
-std::string NameOf(const Counted* item) { return item == nullptr ? "null" : Std(item->name); }
-
 TEST(List, InsertsAtHeadCursorAndTailAndMovesTheCursor) {
     List<Counted> list(true);
     AddTail(list, "b");

@@ -13,7 +13,6 @@
 namespace ovrasql {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // Both forms must agree, and the text must end with a NUL.

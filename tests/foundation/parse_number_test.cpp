@@ -12,8 +12,6 @@
 namespace ovrasql {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
 // The value, or a word for an error, so that one comparison sees both.
 struct Parsed {
     double value = 0;

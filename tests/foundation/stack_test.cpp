@@ -11,8 +11,6 @@ namespace {
 
 std::unique_ptr<Counted> Item(TextView name) { return std::make_unique<Counted>(name); }
 
-std::string NameOf(const Counted* item) { return item == nullptr ? "null" : Std(item->name); }
-
 std::string PopName(Stack<Counted>& stack) {
     const std::unique_ptr<Counted> item(stack.Pop());
     return NameOf(item.get());

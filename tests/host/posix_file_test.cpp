@@ -10,15 +10,11 @@
 #include <csignal>
 #include <thread>
 
+#include "tests/host/open_modes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace ovrahost {
 namespace {
-
-constexpr int32_t kExisting = 3;    // read and write
-constexpr int32_t kNew = 15;        // read, write, create, emptied
-constexpr int32_t kAppending = 22;  // write, create, append
-constexpr int32_t kTemporary = 39;  // read, write, create, must not exist
 
 class PosixFileTest : public testing::Test {
   protected:

@@ -10,12 +10,11 @@
 
 #include "host/file_system.h"
 #include "host/host_program.h"
+#include "tests/host/open_modes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace ovrahost {
 
-constexpr int32_t kExisting = 3;
-constexpr int32_t kTemporary = 39;
 constexpr char kInUse[] = "File is in use by another process or an open view";
 constexpr char kReplaced[] = "File was replaced by another process; open the database again";
 

@@ -10,9 +10,6 @@
 namespace ovrasql {
 namespace {
 
-constexpr const char* kMismatched = "Syntax Error: Mismatched parentheses";
-constexpr const char* kUnfinished = "Syntax Error: SQL command not properly ended";
-
 class ParseCondition : public ::testing::Test {
   protected:
     std::string Condition(const std::string& text) { return bench_.Condition(text); }

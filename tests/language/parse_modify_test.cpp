@@ -10,8 +10,6 @@
 namespace ovrasql {
 namespace {
 
-constexpr const char* kUnfinished = "Syntax Error: SQL command not properly ended";
-
 class ParseModify : public ::testing::Test {
   protected:
     std::string Parse(const std::string& text) { return bench_.Parse(text); }

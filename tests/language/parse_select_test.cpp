@@ -10,7 +10,6 @@
 namespace ovrasql {
 namespace {
 
-constexpr const char* kUnfinished = "Syntax Error: SQL command not properly ended";
 constexpr const char* kEmpty = "Syntax Error: Empty SQL Statement";
 
 class ParseSelect : public ::testing::Test {

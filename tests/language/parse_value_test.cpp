@@ -10,9 +10,6 @@
 namespace ovrasql {
 namespace {
 
-constexpr const char* kMismatched = "Syntax Error: Mismatched parentheses";
-constexpr const char* kUnfinished = "Syntax Error: SQL command not properly ended";
-
 class ParseValue : public ::testing::Test {
   protected:
     std::string Value(const std::string& text) { return bench_.Value(text); }

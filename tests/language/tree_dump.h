@@ -19,6 +19,10 @@
 
 namespace ovrasql {
 
+// The two refusals that nearly every statement can meet.
+inline constexpr const char* kMismatched = "Syntax Error: Mismatched parentheses";
+inline constexpr const char* kUnfinished = "Syntax Error: SQL command not properly ended";
+
 std::string DumpText(TextView text);
 std::string DumpNode(const SQLExpressionNode* node);
 std::string DumpExpression(const SQLExpression* expression);
