@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 using Statuses = std::vector<int>;
 
 constexpr int kWriters = 3;
-constexpr int kRows = 120;
+constexpr int kRowsOfAWriter = 120;
 
 class RebuildProcessesTest : public testing::Test {
   protected:
@@ -58,8 +58,8 @@ class RebuildProcessesTest : public testing::Test {
     // A writer's rows, and every third of them deleted again.
     static int Write(const std::string& path, int writer) {
         auto connection = std::make_optional<HostConnection>(path);
-        for (int i = 0; i < kRows; ++i) {
-            const int number = writer * kRows + i;
+        for (int i = 0; i < kRowsOfAWriter; ++i) {
+            const int number = writer * kRowsOfAWriter + i;
             const std::string text = RowText(writer, i);
             if (!RunInsert(&connection, path, {std::to_string(number), text, text + text}) ||
                 (number % 3 == 0 &&
@@ -80,14 +80,14 @@ class RebuildProcessesTest : public testing::Test {
 
     void ExpectEveryRow() const {
         HostConnection check(database_.Path());
-        std::vector<int> expected = Range(0, kWriters * kRows);
+        std::vector<int> expected = Range(0, kWriters * kRowsOfAWriter);
         expected.erase(std::remove_if(expected.begin(), expected.end(),
                                       [](int number) { return number % 3 == 0; }),
                        expected.end());
         EXPECT_EQ(Numbers(check.Select("select number from t")), expected);
         for (const auto& row : check.Select("select number, word, story from t")) {
             const int number = std::stoi(row[0]);
-            const std::string text = RowText(number / kRows, number % kRows);
+            const std::string text = RowText(number / kRowsOfAWriter, number % kRowsOfAWriter);
             EXPECT_EQ(row[1], text);
             EXPECT_EQ(row[2], text + text);
             EXPECT_EQ(check.Select("select number from t where word = ?", {text}),
