@@ -6,10 +6,11 @@
 //  - silences: the host fails and the statement says that it worked, with less than its effect;
 //  - what a statement that failed half-way leaves behind, beyond its own rows and their keys.
 //
-// Each entry counts how often it was needed; one that never is should go. docs/limits.md tells
-// users the same.
+// Each entry counts how often each of its harms was needed; one that never is should go. The first
+// entry that fits counts. docs/limits.md tells users the same.
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,7 @@ struct AcceptedHarm {
     const char* reason;
     std::vector<Harm> harms;
     bool (*applies)(const Situation& situation);
-    int64_t needed = 0;
+    std::map<Harm, int64_t> needed = {};
 };
 
 std::vector<AcceptedHarm>& AcceptedHarms();

@@ -28,11 +28,15 @@ class Summary : public ::testing::Environment {
         }
         Print("calls of the host", HostFaults());
         Print("allocations", AllocationFaults());
-        for (const AcceptedHarm& accepted : AcceptedHarms()) {
-            std::printf("%8lld times: %s\n", static_cast<long long>(accepted.needed),
-                        accepted.reason);
-            // A part of the faults does not meet the rare ones.
-            EXPECT_TRUE(accepted.needed > 0 || kFaultStride > 1) << accepted.reason;
+        for (AcceptedHarm& accepted : AcceptedHarms()) {
+            std::printf("%s\n", accepted.reason);
+            for (const Harm harm : accepted.harms) {
+                const int64_t needed = accepted.needed[harm];
+                std::printf("%8lld times: %s\n", static_cast<long long>(needed), NameOf(harm));
+                // A part of the faults does not meet the rare ones.
+                EXPECT_TRUE(needed > 0 || kFaultStride > 1)
+                    << NameOf(harm) << ": " << accepted.reason;
+            }
         }
         EXPECT_GT(HostFaults().faults * kFaultStride, kLeastHostFaults);
         EXPECT_GT(AllocationFaults().faults * kFaultStride, kLeastAllocationFaults);
