@@ -7,7 +7,10 @@
 //  - every row of an acknowledged statement is there and whole;
 //  - a statement that was killed has changed its first rows and not the others, each wholly. One
 //    record may be a mixture, if it was overwritten in place across two pages of memory;
-//  - data and memo files are sound; indexes may lack keys or have too many until pack;
+//  - data and memo files are sound; until pack, indexes may lack keys of the statement's own rows
+//  or
+//    have them still. Of other rows, one index may lack some or have them twice: the one of which a
+//    page was being split or merged;
 //  - pack leaves everything sound.
 
 #include <string>
@@ -49,6 +52,7 @@ class Aftermath {
 
     void OpenTables();
     void CheckFiles();
+    void CheckKeys(const Findings& findings);
     void CheckRows();
     bool MatchTornRow(const std::vector<LedgerRow>& found);
     bool LiesAcrossPages(int id);
