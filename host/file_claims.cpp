@@ -44,7 +44,7 @@ std::unique_ptr<PosixFile> FileClaims::OpenAs(ClaimMode mode, const std::string&
         if (file == nullptr) {
             return nullptr;
         }
-        if (file->IsReplaced()) {
+        if (file->WasReplacedBeforeClaim()) {
             continue;
         }
         hasClaims_ = true;
@@ -62,6 +62,8 @@ std::unique_ptr<PosixFile> FileClaims::OpenAs(ClaimMode mode, const std::string&
     return nullptr;
 }
 
+// Also a file that was replaced by another can carry the mark, and is no longer where it was.
+//
 // A living process that puts files in their places has claimed them for itself alone. So the mark
 // is that of a dead one, unless others that have seen it were faster.
 //

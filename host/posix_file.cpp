@@ -105,6 +105,7 @@ int PosixFile::Describe() {
 PosixFile::State PosixFile::StateFrom(const struct stat& status) {
     return {static_cast<uint64_t>(status.st_dev),
             static_cast<uint64_t>(status.st_ino),
+            static_cast<uint64_t>(status.st_nlink),
             static_cast<uint32_t>(status.st_uid),
             static_cast<uint32_t>(status.st_gid),
             static_cast<uint32_t>(status.st_mode) & kPermissions,
@@ -188,6 +189,7 @@ int PosixFile::AwaitLock(LockMode mode, int64_t offset, int64_t length,
     if (!IsBusy(error)) {
         return error;
     }
+    hasWaited_ = true;
     const auto deadline = steady_clock::now() + milliseconds(timeoutMilliseconds);
     microseconds pause = kFirstPause;
     while (IsBusy(error) && steady_clock::now() < deadline) {
@@ -266,6 +268,12 @@ bool PosixFile::IsReplaced() const {
         return errno == ENOENT || errno == ENOTDIR;
     }
     return !StateFrom(status).IsSameFileAs(state_);
+}
+
+// A file that another one was renamed over has a name less, and so none. Only where it may have had
+// several, or there was time for more than one change, the path itself has to be looked up.
+bool PosixFile::WasReplacedBeforeClaim() const {
+    return (hasWaited_ || state_.names != 1) && IsReplaced();
 }
 
 bool PosixFile::IsUntouched() const {

@@ -80,6 +80,12 @@ class PosixFile {
     // Whether the path leads to another file by now, or to none.
     bool IsReplaced() const;
 
+    // The same of a file that was just opened with a claim, without a look at the path where it can
+    // be known without. A file that has other names is only told from its replacement when it was
+    // marked before it was replaced.
+    bool WasReplacedBeforeClaim() const;
+    bool HasOtherNames() const { return state_.names > 1; }
+
     // Whether nobody has written since the file was opened, and claimed if it was, as far as its
     // length and the time of its last change tell.
     bool IsUntouched() const;
@@ -110,6 +116,7 @@ class PosixFile {
     struct State {
         uint64_t device = 0;
         uint64_t number = 0;
+        uint64_t names = 0;
         uint32_t owner = 0;
         uint32_t group = 0;
         uint32_t permissions = 0;
@@ -140,6 +147,7 @@ class PosixFile {
 
     std::shared_ptr<Descriptor> descriptor_;
     int32_t flags_;
+    bool hasWaited_ = false;  // for any lock
     int64_t position_ = 0;
     State state_;  // as the file was opened or claimed
     std::string path_;

@@ -30,6 +30,11 @@ bool TableRebuild::Add(PosixFile* newFile, std::unique_ptr<PosixFile> oldFile, s
     const File& added = files_.back();
     if (added.oldFile != nullptr) {
         added.newFile->TakePermissionsOf(*added.oldFile);
+        // Somebody may have opened it and not claimed it yet. Other names would let it pass for a
+        // file that is in its place.
+        if (added.oldFile->HasOtherNames()) {
+            added.oldFile->Mark();
+        }
     }
     if (isDataFile) {
         added.newFile->Mark();
@@ -61,6 +66,9 @@ void TableRebuild::Settle(const std::string& path) {
 void TableRebuild::End() {
     for (const File& file : files_) {
         if (file.oldFile != nullptr) {
+            if (file.oldFile->IsMarked() && !file.oldFile->IsReplaced()) {
+                file.oldFile->Unmark();
+            }
             file.oldFile->DropClaim();
         }
         file.newFile->DropClaim();

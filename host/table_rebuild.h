@@ -9,7 +9,8 @@
 // memo file.
 //
 // The first new file is the data file. It carries the mark, and the names of the others its number,
-// for others to finish what a process did not that died (interrupted_swap.h).
+// for others to finish what a process did not that died (interrupted_swap.h). An old file that has
+// other names is marked as well, and keeps the mark when it is replaced.
 //
 // Belongs to a HostProgram and its thread.
 

@@ -126,22 +126,6 @@ TEST_F(FileClaimsTest, RemovedFileIsNotWritten) {
     EXPECT_EQ(file->Error(), kReplaced);
 }
 
-// Nobody had to wait, so the claim alone does not tell. The other name keeps the old file in the
-// folder.
-TEST_F(FileClaimsTest, FileOfTwoNamesThatIsReplacedIsOpenedAnew) {
-    std::filesystem::create_hard_link(path_, folder_.File("second name"));
-    auto old = Open(&one_);
-    ASSERT_NE(old, nullptr);
-    EndCall(&one_);
-    const std::string newFile = folder_.Write("new", "new");
-    ASSERT_EQ(RenameFile(newFile, path_, &error_), 0);
-    EXPECT_TRUE(old->IsReplaced());
-    auto file = Open(&one_);
-    ASSERT_NE(file, nullptr);
-    EXPECT_FALSE(file->IsReplaced());
-    EXPECT_EQ(Content(file.get()), "new");
-}
-
 // The library keeps tables open for the names of their columns, and CREATE INDEX reads the records
 // through such a handle.
 TEST_F(FileClaimsTest, FileOfAnEarlierCallIsClaimedWhenItIsUsedAgain) {

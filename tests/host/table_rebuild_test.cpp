@@ -100,6 +100,36 @@ TEST_F(TableRebuildTest, FolderThatCannotBeReadDoesNotCountAsAFinishedSwap) {
     EXPECT_FALSE(file->IsMarked());
 }
 
+// A copy made by hard links. Whoever has opened the file, and claims it when it is replaced, sees a
+// file of one name, like any other.
+TEST_F(TableRebuildTest, ReplacedFileOfTwoNamesIsNotTakenForTheNewOne) {
+    const std::string copy = folder_.File("copy.dbf");
+    std::filesystem::create_hard_link(path_, copy);
+    int reason = 0;
+    auto late = PosixFile::Open(path_, kExisting, &reason);
+    ASSERT_TRUE(BeginRebuild(&one_)) << error_;
+    FinishRebuild(&one_);
+    ASSERT_TRUE(late->Refresh());
+    EXPECT_FALSE(late->HasOtherNames());
+    EXPECT_TRUE(late->IsMarked()) << "so that the path is looked up";
+    auto file = Open(&other_);
+    ASSERT_NE(file, nullptr) << error_;
+    EXPECT_EQ(Content(file.get()), "new");
+    EXPECT_FALSE(file->IsMarked());
+    file = other_.Claims().Open(copy, kExisting, 0, &error_);
+    ASSERT_NE(file, nullptr) << "the copy is a table of its own: " << error_;
+    EXPECT_EQ(Content(file.get()), "old");
+    EXPECT_FALSE(file->IsMarked());
+}
+
+TEST_F(TableRebuildTest, RebuildThatFailsLeavesNoMarkOnAFileOfTwoNames) {
+    std::filesystem::create_hard_link(path_, folder_.File("copy.dbf"));
+    ASSERT_TRUE(BeginRebuild(&one_)) << error_;
+    EndCall(&one_);
+    int reason = 0;
+    EXPECT_FALSE(PosixFile::Open(path_, kExisting, &reason)->IsMarked());
+}
+
 // The claims need no descriptors of their own, which could be lacking.
 TEST_F(TableRebuildTest, RebuildIsGuardedWhenItGetsTheLastDescriptors) {
     {
