@@ -1,5 +1,7 @@
 #include "tests/faults/aftermath.h"
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <string_view>
 
@@ -47,9 +49,7 @@ void CheckPacked(const FileSet& before, const FileSet& after, HarmsFound* harms)
     }
 }
 
-}  // namespace
-
-void AftermathJudge::CheckNothingIsHeld(const char* when, Aftermath* aftermath) {
+void CheckNothingIsHeld(const char* when, Aftermath* aftermath) {
     const auto add = [&](const std::string& text) {
         aftermath->breaches.push_back(std::string(when) + ": " + text);
     };
@@ -64,11 +64,59 @@ void AftermathJudge::CheckNothingIsHeld(const char* when, Aftermath* aftermath) 
     }
 }
 
-void AftermathJudge::CheckNothingIsOpen(Aftermath* aftermath) {
+void CheckNothingIsOpen(Aftermath* aftermath) {
     CheckNothingIsHeld("after closing", aftermath);
     if (TheHost().OpenFileCount() != 0) {
         aftermath->breaches.emplace_back("a file is left open");
     }
+}
+
+}  // namespace
+
+bool AftermathJudge::RunToTheFault(StrikingFault* fault, ScriptSession* session,
+                                   Aftermath* aftermath) const {
+    const std::vector<ScriptStep>& steps = recorded_.script->tested;
+    for (; aftermath->step < steps.size(); ++aftermath->step) {
+        fault->BeginStep();
+        const StepResult result = session->Run(steps[aftermath->step]);
+        if (fault->HasStruck()) {
+            aftermath->ok = result.ok;
+            CheckResult(result, aftermath);
+            const char* wrong = fault->FaultOfText(result.error);
+            if (!result.ok && recorded_.steps[aftermath->step].result.ok && wrong != nullptr) {
+                aftermath->breaches.push_back(wrong + result.error);
+            }
+            return true;
+        }
+    }
+    return false;
+}
+
+bool AftermathJudge::Try(StrikingFault* fault, Aftermath* aftermath) {
+    RestoreFiles(recorded_.setup);
+    TheHost().SetLogging(false);
+    FileSet files;
+    {
+        ScriptSession session;
+        EXPECT_TRUE(Prepare(session, *recorded_.script));
+        fault->Plan();
+        const bool hasStruck = RunToTheFault(fault, &session, aftermath);
+        if (hasStruck && fault->LastsForEver()) {
+            session.Close();
+        }
+        aftermath->failed = fault->End();
+        if (!hasStruck) {
+            return false;
+        }
+        CheckNothingIsHeld("after the statement", aftermath);
+        files = DatabaseFiles(TakeFiles());
+        if (session.HasDatabase()) {
+            GoOnInSession(&session, aftermath);
+        }
+    }
+    CheckNothingIsOpen(aftermath);
+    JudgeFiles(files, aftermath);
+    return true;
 }
 
 void AftermathJudge::CheckResult(const StepResult& result, Aftermath* aftermath) const {

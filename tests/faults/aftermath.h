@@ -27,20 +27,42 @@ struct Aftermath {
     std::string refusal;  // the text when the same statement is refused afterwards
 };
 
+// What is made to fail in a run of a script.
+class StrikingFault {
+  public:
+    virtual ~StrikingFault() = default;
+    StrikingFault() = default;
+    StrikingFault(const StrikingFault&) = delete;
+    StrikingFault& operator=(const StrikingFault&) = delete;
+
+    virtual void Plan() = 0;  // before the first tested step
+    virtual void BeginStep() {}
+    [[nodiscard]] virtual bool HasStruck() const = 0;
+    // Whether the session is to be closed with everything still failing.
+    [[nodiscard]] virtual bool LastsForEver() const = 0;
+    // Nothing fails from now on. Says which calls of the host have failed.
+    virtual std::vector<HostCall> End() = 0;
+    // What is wrong with the text of a failure, if anything; null for nothing.
+    [[nodiscard]] virtual const char* FaultOfText(const std::string& /*text*/) const {
+        return nullptr;
+    }
+};
+
 class AftermathJudge {
   public:
     explicit AftermathJudge(const RecordedScript& recorded) : recorded_(recorded) {}
 
+    // Runs the script from its setup on until what fails strikes, and looks at everything. False
+    // when it never strikes.
+    bool Try(StrikingFault* fault, Aftermath* aftermath);
+
+  private:
+    bool RunToTheFault(StrikingFault* fault, ScriptSession* session, Aftermath* aftermath) const;
     // In this order: the step's own result; with the session still open and nothing failing any
     // more; and, when it is closed, with the files as the step has left them.
     void CheckResult(const StepResult& result, Aftermath* aftermath) const;
     void GoOnInSession(ScriptSession* session, Aftermath* aftermath) const;
     void JudgeFiles(const FileSet& files, Aftermath* aftermath);
-
-    static void CheckNothingIsHeld(const char* when, Aftermath* aftermath);
-    static void CheckNothingIsOpen(Aftermath* aftermath);
-
-  private:
     [[nodiscard]] HarmsFound Recover(const FileSet& files) const;
     [[nodiscard]] bool HasOtherTable(size_t step) const;
 

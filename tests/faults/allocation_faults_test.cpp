@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "tests/faults/counted_library.h"
 #include "tests/faults/fault_tally.h"
 
@@ -12,55 +14,27 @@ namespace {
 
 constexpr int64_t kMostAllocations = 100000;
 
-class AllocationFaultTest : public ::testing::TestWithParam<StatementScript> {
-  protected:
-    static bool RunToTheFault(const RecordedScript& recorded, const AftermathJudge& judge,
-                              ScriptSession* session, Aftermath* aftermath) {
-        const std::vector<ScriptStep>& steps = recorded.script->tested;
-        for (; aftermath->step < steps.size(); ++aftermath->step) {
-            const StepResult result = session->Run(steps[aftermath->step]);
-            if (CountedLibrary::HasFailed()) {
-                aftermath->ok = result.ok;
-                judge.CheckResult(result, aftermath);
-                if (!result.ok && recorded.steps[aftermath->step].result.ok &&
-                    result.error != "Out of memory") {
-                    aftermath->breaches.push_back("the text is: " + result.error);
-                }
-                return true;
-            }
-        }
-        return false;
+class MemoryFault : public StrikingFault {
+  public:
+    explicit MemoryFault(const AllocationFault& fault) : fault_(fault) {}
+
+    void Plan() override { counted_.emplace(fault_); }
+    [[nodiscard]] bool HasStruck() const override { return CountedLibrary::HasFailed(); }
+    [[nodiscard]] bool LastsForEver() const override { return fault_.forEver; }
+    std::vector<HostCall> End() override {
+        counted_.reset();
+        return {};
+    }
+    [[nodiscard]] const char* FaultOfText(const std::string& text) const override {
+        return text == "Out of memory" ? nullptr : "the text is: ";
     }
 
-    // False if the script needs no more than the allocations before.
-    static bool Run(const RecordedScript& recorded, const AllocationFault& fault,
-                    AftermathJudge* judge, Aftermath* aftermath) {
-        RestoreFiles(recorded.setup);
-        TheHost().SetLogging(false);
-        FileSet files;
-        {
-            ScriptSession session;
-            EXPECT_TRUE(Prepare(session, *recorded.script));
-            {
-                const CountedLibrary counted(fault);
-                if (!RunToTheFault(recorded, *judge, &session, aftermath)) {
-                    return false;
-                }
-                if (fault.forEver) {
-                    session.Close();  // without any memory
-                }
-            }
-            AftermathJudge::CheckNothingIsHeld("after the statement", aftermath);
-            files = DatabaseFiles(TakeFiles());
-            if (session.HasDatabase()) {
-                judge->GoOnInSession(&session, aftermath);
-            }
-        }
-        AftermathJudge::CheckNothingIsOpen(aftermath);
-        judge->JudgeFiles(files, aftermath);
-        return true;
-    }
+  private:
+    AllocationFault fault_;
+    std::optional<CountedLibrary> counted_;
 };
+
+class AllocationFaultTest : public ::testing::TestWithParam<StatementScript> {};
 
 TEST_P(AllocationFaultTest, EachAllocationMayFail) {
     const RecordedScript recorded = Record(GetParam());
@@ -69,8 +43,9 @@ TEST_P(AllocationFaultTest, EachAllocationMayFail) {
         int64_t number = 1;
         for (; number < kMostAllocations && !HasFailure(); number += kFaultStride) {
             Aftermath aftermath;
-            if (!Run(recorded, {number, forEver}, &judge, &aftermath)) {
-                break;
+            MemoryFault fault({number, forEver});
+            if (!judge.Try(&fault, &aftermath)) {
+                break;  // the script needs no more than the allocations before
             }
             AllocationFaults().Count(aftermath);
             ExpectAccepted(

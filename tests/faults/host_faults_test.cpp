@@ -9,64 +9,34 @@
 namespace ovrasql {
 namespace {
 
-std::vector<HostCall> FailedCalls(const Fault& fault) {
-    std::vector<HostCall> failed = {fault.call->call};  // not all services mark it in the log
-    for (const HostCall& call : TheHost().Calls()) {
-        if (call.failed) {
-            failed.push_back(call);
-        }
-    }
-    return failed;
-}
+class HostFault : public StrikingFault {
+  public:
+    explicit HostFault(const Fault& fault) : fault_(fault) {}
 
-class HostFaultTest : public ::testing::TestWithParam<StatementScript> {
-  protected:
-    // Runs the script until the fault strikes. False if it never does.
-    static bool RunToTheFault(const RecordedScript& recorded, const AftermathJudge& judge,
-                              ScriptSession* session, Aftermath* aftermath) {
-        const std::vector<ScriptStep>& steps = recorded.script->tested;
-        for (; aftermath->step < steps.size(); ++aftermath->step) {
-            TheHost().ClearLog();
-            const StepResult result = session->Run(steps[aftermath->step]);
-            if (TheHost().FailureHappened()) {
-                aftermath->ok = result.ok;
-                judge.CheckResult(result, aftermath);
-                return true;
+    void Plan() override {
+        TheHost().SetLogging(true);
+        fault_.Plan();
+    }
+    void BeginStep() override { TheHost().ClearLog(); }
+    [[nodiscard]] bool HasStruck() const override { return TheHost().FailureHappened(); }
+    [[nodiscard]] bool LastsForEver() const override { return fault_.span == FaultSpan::kForEver; }
+    std::vector<HostCall> End() override {
+        TheHost().ClearFailures();
+        std::vector<HostCall> failed = {fault_.call->call};  // not all services mark it in the log
+        for (const HostCall& call : TheHost().Calls()) {
+            if (call.failed) {
+                failed.push_back(call);
             }
         }
-        return false;
-    }
-
-    static bool Run(const RecordedScript& recorded, const Fault& fault, AftermathJudge* judge,
-                    Aftermath* aftermath) {
-        RestoreFiles(recorded.setup);
         TheHost().SetLogging(false);
-        FileSet files;
-        {
-            ScriptSession session;
-            EXPECT_TRUE(Prepare(session, *recorded.script));
-            TheHost().SetLogging(true);
-            fault.Plan();
-            if (!RunToTheFault(recorded, *judge, &session, aftermath)) {
-                return false;
-            }
-            if (fault.span == FaultSpan::kForEver) {
-                session.Close();  // the closing fails as well
-            }
-            TheHost().ClearFailures();
-            aftermath->failed = FailedCalls(fault);
-            TheHost().SetLogging(false);
-            AftermathJudge::CheckNothingIsHeld("after the statement", aftermath);
-            files = DatabaseFiles(TakeFiles());
-            if (session.HasDatabase()) {
-                judge->GoOnInSession(&session, aftermath);
-            }
-        }
-        AftermathJudge::CheckNothingIsOpen(aftermath);
-        judge->JudgeFiles(files, aftermath);
-        return true;
+        return failed;
     }
+
+  private:
+    const Fault& fault_;
 };
+
+class HostFaultTest : public ::testing::TestWithParam<StatementScript> {};
 
 TEST_P(HostFaultTest, EachCallMayFailInEachWay) {
     const RecordedScript recorded = Record(GetParam());
@@ -75,8 +45,8 @@ TEST_P(HostFaultTest, EachCallMayFailInEachWay) {
     EXPECT_GT(faults.size(), 50U);
     for (size_t i = 0; i < faults.size() && !HasFailure(); i += kFaultStride) {
         Aftermath aftermath;
-        ASSERT_TRUE(Run(recorded, faults[i], &judge, &aftermath))
-            << faults[i].Text() << " never happens";
+        HostFault fault(faults[i]);
+        ASSERT_TRUE(judge.Try(&fault, &aftermath)) << faults[i].Text() << " never happens";
         HostFaults().Count(aftermath);
         ExpectAccepted(recorded, aftermath, faults[i].Text(), /*outOfMemory=*/false);
     }
