@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include "ovrasql/services.h"
@@ -59,11 +60,6 @@ int refusals = 0;
 
 class HeldLocks : public testing::TestWithParam<StatementScript> {
   protected:
-    void TearDown() override {
-        std::cout << runs << " runs against a lock, " << refusals << " statements refused"
-                  << std::endl;
-    }
-
     static void RunBesideLock(const StatementScript& script, const FileSet& files,
                               const HeldRange& range) {
         SCOPED_TRACE(range.path + " at " + std::to_string(range.offset) + " length " +
@@ -121,6 +117,74 @@ TEST_P(HeldLocks, StopStatementsAndBreakNothing) {
     }
 }
 
+// What a reader asks behind each change of a writer.
+struct Reading {
+    const char* sql;
+    const char* table;
+    std::vector<std::string> columns;
+    bool isScan;  // in the order of the records, so that a broken off one gives the first rows
+};
+
+const Reading kReadings[] = {
+    {"select a, b from t", "t", {"A", "B"}, true},
+    {"select a from u where a > 1", "u", {"A"}, false},
+    {"select n from k where name > 'k'", "k", {"N"}, false},
+    {"select x from other", "other", {"X"}, true},
+};
+
+struct ReadingCounts {
+    int readings = 0;
+    int rows = 0;
+    int messages = 0;
+    int brokenOff = 0;  // scans with fewer rows than there are, and no message
+};
+
+ReadingCounts readingCounts;
+
+// The rows that a reading gives of a table when nobody is in the way.
+std::vector<Row> RowsFor(const Reading& reading, const FileSet& files) {
+    std::vector<Row> rows;
+    for (const checker::CheckedTable& table : checker::ReadTables(files, "main.dbf")) {
+        for (size_t record = 0; table.name == reading.table && record < table.rows.size();
+             ++record) {
+            Row row;
+            for (size_t column = 0; column < table.columns.size(); ++column) {
+                if (std::count(reading.columns.begin(), reading.columns.end(),
+                               table.columns[column]) != 0) {
+                    row.push_back(table.rows[record][column]);
+                }
+            }
+            rows.push_back(row);
+        }
+    }
+    return rows;
+}
+
+// It gets rows that are there now, or a message.
+void ExpectReading(TestDatabase& database, const Reading& reading, const FileSet& files) {
+    SCOPED_TRACE(reading.sql);
+    std::vector<Row> rows;
+    TestView view(database, reading.sql);
+    bool ok = view.Ok();
+    while (ok && !view.AtEnd()) {
+        rows.push_back(view.Values());
+        ok = view.Skip();
+    }
+    const std::vector<Row> there = RowsFor(reading, files);
+    ++readingCounts.readings;
+    readingCounts.rows += static_cast<int>(rows.size());
+    readingCounts.messages += ok ? 0 : 1;
+    readingCounts.brokenOff += ok && reading.isScan && rows.size() < there.size() ? 1 : 0;
+    EXPECT_TRUE(ok || !database.Error().empty()) << "a failure without a message";
+    if (reading.isScan) {
+        EXPECT_TRUE(rows.size() <= there.size() &&
+                    std::equal(rows.begin(), rows.end(), there.begin()));
+    }
+    for (const Row& row : rows) {
+        EXPECT_NE(std::count(there.begin(), there.end(), row), 0) << row.front();
+    }
+}
+
 // Another process reads everything behind each change, while the first holds its locks. It gets
 // rows or a message; the first notices nothing of it.
 TEST_P(HeldLocks, OfAWriterAreToldToReaders) {
@@ -142,12 +206,10 @@ TEST_P(HeldLocks, OfAWriterAreToldToReaders) {
         ASSERT_TRUE(reader.Open());
         ScriptSession session;
         ASSERT_TRUE(Prepare(session, GetParam()));
-        TheHost().SetChangeHandler([&](const FileChange&) {
-            for (const char* sql : {"select * from t", "select * from u where a > 1",
-                                    "select n from k where name > 'k'", "select m from other"}) {
-                TestView view(reader, sql);
-                while (view.Ok() && !view.AtEnd() && view.Skip()) {
-                }
+        TheHost().SetChangeHandler([&](const FileChange& change) {
+            SCOPED_TRACE(Describe(change));
+            for (const Reading& reading : kReadings) {
+                ExpectReading(reader, reading, TakeFiles());
             }
             TheHost().SetCurrentProcess(0);
         });
@@ -165,6 +227,19 @@ TEST_P(HeldLocks, OfAWriterAreToldToReaders) {
 
 INSTANTIATE_TEST_SUITE_P(All, HeldLocks, testing::ValuesIn(StatementScripts()),
                          [](const auto& script) { return script.param.name; });
+
+class HeldLockCount : public testing::Environment {
+  public:
+    void TearDown() override {
+        std::cout << runs << " runs against a lock, " << refusals << " statements refused; "
+                  << readingCounts.readings << " readings behind a change, " << readingCounts.rows
+                  << " rows, " << readingCounts.messages << " messages, " << readingCounts.brokenOff
+                  << " scans broken off" << std::endl;
+    }
+};
+
+const testing::Environment* const kHeldLockCount =
+    testing::AddGlobalTestEnvironment(new HeldLockCount);
 
 }  // namespace
 }  // namespace ovrasql
