@@ -235,6 +235,14 @@ class HeldLockCount : public testing::Environment {
                   << readingCounts.readings << " readings behind a change, " << readingCounts.rows
                   << " rows, " << readingCounts.messages << " messages, " << readingCounts.brokenOff
                   << " scans broken off" << std::endl;
+        const testing::UnitTest& tests = *testing::UnitTest::GetInstance();
+        if (tests.test_to_run_count() == tests.total_test_count()) {
+            EXPECT_GT(refusals, 1400);
+            EXPECT_GT(readingCounts.readings, 5000);
+            EXPECT_GT(readingCounts.rows, 9000);
+            EXPECT_GT(readingCounts.messages, 1500);
+            EXPECT_LE(readingCounts.brokenOff, 20);
+        }
     }
 };
 
