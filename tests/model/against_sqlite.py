@@ -6,7 +6,6 @@ The common part is told at the head of sqlite_queries.py.
 Usage: against_sqlite.py DRIVER [--queries N] [--first SEED] [--seed SEED]
 """
 
-import argparse
 import math
 import os
 import random
@@ -14,15 +13,21 @@ import re
 import shutil
 import sqlite3
 import sys
-import time
 
 sys.dont_write_bytecode = True
 
-from episode import folder_for  # noqa: E402
-from library_pipe import Library, LibraryDied  # noqa: E402
+from comparison import compare  # noqa: E402
+from episode import kinds_of  # noqa: E402
+from library_pipe import LibraryDied  # noqa: E402
 from sqlite_queries import Maker  # noqa: E402
 
 QUERIES_PER_EPISODE = 40
+FLOORS = {
+    "rows": 2.5,
+    "select with (select": 0.4, "select with in (": 0.3, "select with order by": 0.2,
+    "select with count(": 0.2, "select with like": 0.15, "select with outer join": 0.15,
+    "select with group by": 0.12, "select with distinct": 0.12, "select with exists": 0.1,
+    "select with sum(": 0.06, "select with union": 0.04}
 
 
 class Pair:
@@ -30,6 +35,7 @@ class Pair:
 
     def __init__(self, library, folder):
         self.library = library
+        self.rows = 0  # of the last query
         shutil.rmtree(folder, True)
         os.makedirs(folder)
         library.ask("create", folder + "/base.dbf")
@@ -48,6 +54,7 @@ class Pair:
         text = query.text()
         answer = self.library.ask("view", text)
         expected = self.other.execute(theirs(text)).fetchall()
+        self.rows = len(expected)
         if not answer.ok:
             return "library: error: %s\nsqlite3: %d rows" % (answer.error, len(expected))
         left = [tuple(map(shown, row)) for row in answer.rows]
@@ -75,15 +82,14 @@ def shown(value):
     return "%.12g" % number if math.isfinite(number) else value
 
 
-def run_episode(library, seed, folder, count):
-    """(queries run, the changes before the failing one, that query, the difference)."""
+def run_episode(library, folder, seed, mix):
     source = random.Random(seed)
     maker = Maker(source, bool(seed & 1))
     pair = Pair(library, folder)
     changes = list(maker.definitions()) + list(maker.rows())
     for change in changes:
         pair.change(change)
-    for done in range(count):
+    for _ in range(QUERIES_PER_EPISODE):
         if source.random() < 0.1:
             changes.append(maker.change())
             pair.change(changes[-1])
@@ -93,9 +99,12 @@ def run_episode(library, seed, folder, count):
         except LibraryDied as died:
             library.restart()
             difference = str(died)
+        mix.count(kinds_of(query.text()), not difference, pair.rows)
         if difference:
-            return done + 1, changes, query, difference
-    return count, changes, None, None
+            changes, small = shrink(library, folder, changes, query)
+            return "\n".join(["seed %d: %s" % (seed, query.text()), difference, "--- shrunk to"] +
+                             changes + [small.text(), str(replay(library, folder, changes, small))])
+    return None
 
 
 def replay(library, folder, changes, query):
@@ -126,40 +135,6 @@ def shrink(library, folder, changes, query):
     return changes, query
 
 
-def main():
-    options = argparse.ArgumentParser(description=__doc__,
-                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    options.add_argument("driver")
-    options.add_argument("--queries", type=int, default=2000)
-    options.add_argument("--first", type=int, default=1)
-    options.add_argument("--seed", type=int)
-    options.add_argument("--failures", type=int, default=3)
-    given = options.parse_args()
-
-    began, folder, library = time.time(), folder_for("sqlite"), Library(given.driver)
-    seed = first = given.first if given.seed is None else given.seed
-    total = failures = 0
-    while total < given.queries and failures < given.failures:
-        count, changes, query, difference = run_episode(library, seed, folder, QUERIES_PER_EPISODE)
-        total += count
-        if difference:
-            failures += 1
-            print("\nseed %d: %s\n%s\n--- shrunk to" % (seed, query.text(), difference))
-            changes, query = shrink(library, folder, changes, query)
-            print("\n".join(changes) + "\n" + query.text())
-            print(replay(library, folder, changes, query))
-        if given.seed is not None:
-            break
-        seed += 1
-    if library.stop() != 0:
-        failures += 1
-        print("the library's process ended with status %s" % library.process.returncode)
-    shutil.rmtree(folder, True)
-    print("against sqlite3 %s: %d random queries, seeds %d to %d, %d differences, %.0f seconds"
-          % (sqlite3.sqlite_version, total, first, max(first, seed - 1), failures,
-             time.time() - began))
-    return 1 if failures else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(compare(__doc__, "against sqlite3 " + sqlite3.sqlite_version, "queries", 2000, FLOORS,
+                     run_episode))

@@ -6,6 +6,7 @@ import random
 import shutil
 import tempfile
 from collections import Counter
+from itertools import zip_longest
 
 import interpreter
 from database import Database
@@ -51,7 +52,7 @@ class Episode:
     def __init__(self, library, settings, folder):
         self.library, self.settings, self.folder = library, settings, folder
         self.model = Database(settings.ignore_case)
-        self.last = None
+        self.last, self.changed = None, 0  # of the last statement: the outcome, and its records
         Field.careful = settings.careful
         shutil.rmtree(folder, True)
         os.makedirs(folder)
@@ -63,6 +64,10 @@ class Episode:
                                    else "casesensitive", ""))
         self.need(self.library.ask("option", "statement_cache_size",
                                    "10" if self.settings.cache else "0"))
+
+    def records(self):
+        return {name: [None if r is None else list(r) for r in table.records]
+                for name, table in self.model.tables.items()}
 
     @staticmethod
     def need(answer):
@@ -79,8 +84,7 @@ class Episode:
         if text == "reopen":
             self.open("open")
             return True
-        before = {name: [None if r is None else list(r) for r in table.records]
-                  for name, table in self.model.tables.items()}
+        before = self.records()
         try:
             mine = interpreter.run(self.model, text, parameters, view)
         except (Unsettled, TooLong):
@@ -88,6 +92,9 @@ class Episode:
                 self.model.tables[name].records = records
             return False
         self.last = mine
+        self.changed = 0 if mine.kind not in ("insert", "update", "delete") else sum(
+            old != new for name, records in self.records().items()
+            for old, new in zip_longest(before[name], records))
         theirs = self.library.ask("view" if view else "query", text, *parameters)
         if self.settings.careful and mine.error in WITH_A_ROW and \
                 (theirs.ok or theirs.error in WITH_A_ROW):
@@ -159,8 +166,22 @@ def folder_for(name):
 # ---- running, and shrinking what fails -----------------------------------------------------------
 
 
-def generate(library, settings, folder):
-    """Runs a random episode. (statements run, the list of them, the difference or None)."""
+FEATURES = ["order by", "group by", "union", "outer join", "distinct", "exists", " in (", "like",
+            "(select", "count(", "sum("]  # of a SELECT
+
+
+def kinds_of(text):
+    """The first words of a statement, and what is in it."""
+    words = text.lower().split()
+    first = " ".join(words[:2]) if words[0] in ("create", "drop", "alter") else words[0]
+    text = " ".join(words)
+    return [first] + ["select with " + feature.strip() for feature in FEATURES
+                      if first == "select" and feature in text]
+
+
+def generate(library, settings, folder, mix):
+    """Runs a random episode and counts what it runs. (the statements run, the difference or None)
+    """
     source = random.Random(settings.seed)
     episode = Episode(library, settings, folder)
     maker = Generator(source, episode.model, settings.careful, 50 if settings.large else 4)
@@ -177,8 +198,12 @@ def generate(library, settings, folder):
             return done, difference
         if result is False:
             done.pop()
-        elif result and step[0] not in ("pack", "reopen"):
-            maker.remember(step, episode.last)
+        elif step[0] in ("pack", "reopen"):
+            mix.count([step[0]], True, 0)
+        else:
+            mix.count(kinds_of(step[0]), episode.last.ok, len(episode.last.rows), episode.changed)
+            if result:
+                maker.remember(step, episode.last)
         if result is None:
             break
     return done, None

@@ -9,65 +9,38 @@ index or none, statement cache or none, and the case setting.
 Usage: random_model.py DRIVER [--statements N] [--first SEED] [--seed SEED]
 """
 
-import argparse
-import shutil
 import sys
-import time
-from collections import Counter
 
 sys.dont_write_bytecode = True
 
-from episode import Settings, folder_for, generate, replay, shrink  # noqa: E402
-from library_pipe import Library  # noqa: E402
+from comparison import compare  # noqa: E402
+from episode import Settings, generate, replay, shrink  # noqa: E402
+
+FLOORS = {
+    "statements that worked": 0.8, "rows": 4, "rows changed": 0.4,
+    "select": 0.35, "insert": 0.2, "update": 0.035, "delete": 0.018, "create table": 0.02,
+    "alter table": 0.008, "create index": 0.005, "create unique": 0.0005, "drop index": 0.001,
+    "drop table": 0.0001, "pack": 0.005, "reopen": 0.005,
+    "select with order by": 0.12, "select with (select": 0.08, "select with in (": 0.05,
+    "select with distinct": 0.05, "select with count(": 0.05, "select with group by": 0.05,
+    "select with union": 0.04, "select with outer join": 0.035, "select with sum(": 0.025,
+    "select with like": 0.025, "select with exists": 0.02}
 
 
-def report(library, settings, folder, steps, difference):
-    print("\n" + str(settings))
-    print(str(difference))
+def run_episode(library, folder, seed, mix):
+    settings = Settings(seed)
+    steps, difference = generate(library, settings, folder, mix)
+    if difference is None:
+        return None
     if library.process.poll() is not None:
         library.restart()
     small = shrink(library, settings, folder, steps)
-    print("--- shrunk to")
+    lines = [str(settings), str(difference), "--- shrunk to"]
     for text, parameters, view in small:
-        print("%s%s%s" % (text, "   with %r" % (parameters,) if parameters else "",
-                          "" if view else "   (no view)"))
-    print(str(replay(library, settings, folder, small)))
-    sys.stdout.flush()
-
-
-def main():
-    options = argparse.ArgumentParser(description=__doc__,
-                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    options.add_argument("driver")
-    options.add_argument("--statements", type=int, default=5000)
-    options.add_argument("--first", type=int, default=1)
-    options.add_argument("--seed", type=int)
-    options.add_argument("--failures", type=int, default=3)
-    given = options.parse_args()
-
-    began, folder, library = time.time(), folder_for("model"), Library(given.driver)
-    seed = given.first if given.seed is None else given.seed
-    first, total, failures, kinds = seed, 0, 0, Counter()
-    while total < given.statements and failures < given.failures:
-        settings = Settings(seed)
-        steps, difference = generate(library, settings, folder)
-        total += len(steps)
-        kinds.update(text.split(" ")[0] for text, _, _ in steps)
-        if difference is not None:
-            failures += 1
-            report(library, settings, folder, steps, difference)
-        if given.seed is not None:
-            break
-        seed += 1
-    if library.stop() != 0:
-        failures += 1
-        print("the library's process ended with status %s" % library.process.returncode)
-    shutil.rmtree(folder, True)
-    print("statements by first word: " + ", ".join("%s %d" % pair for pair in kinds.most_common(9)))
-    print("model: %d random statements, seeds %d to %d, %d differences, %.0f seconds"
-          % (total, first, max(first, seed - 1), failures, time.time() - began))
-    return 1 if failures else 0
+        lines.append("%s%s%s" % (text, "   with %r" % (parameters,) if parameters else "",
+                                 "" if view else "   (no view)"))
+    return "\n".join(lines + [str(replay(library, settings, folder, small))])
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(compare(__doc__, "model", "statements", 5000, FLOORS, run_episode))
