@@ -29,7 +29,7 @@ constexpr char kOutOfMemory[] = "Out of memory";  // short enough for a string t
 HostProgram* Program(void* handle) { return static_cast<HostProgram*>(handle); }
 PosixFile* File(void* handle) { return static_cast<OpenFile*>(handle)->file.get(); }
 
-// Nothing thrown, running out of memory, may reach the library.
+// Runs an operation on a file. Nothing thrown may reach the library; memory can run out.
 template <class Result, class Operation>
 Result OnFile(void* handle, Result failure, Operation operation) {
     if (handle == nullptr) {

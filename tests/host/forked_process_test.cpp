@@ -5,7 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
+#include <thread>
+#include <vector>
 
 #include "tests/host/two_programs.h"
 
@@ -126,6 +129,45 @@ TEST_F(ForkedProcessTest, KilledProcessHoldsNoLocksThroughItsChild) {
     EXPECT_TRUE(BeginRebuild(&other_)) << error_;
     ::close(test[0]);
     ::close(test[1]);
+}
+
+// A child may get a file that a thread has just opened, or is about to close.
+TEST_F(ForkedProcessTest, ForkBesideThreadsThatOpenAndCloseKeepsNoLock) {
+    std::atomic<bool> enough{false};
+    std::atomic<int> refused{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&, path = folder_.Write("file" + std::to_string(i), "")] {
+            std::string error;
+            while (!enough) {
+                const auto file = PosixFile::OpenClaimed(path, kExisting, ClaimMode::kExclusive,
+                                                         /*timeoutMilliseconds=*/10000, &error);
+                refused += file == nullptr ? 1 : 0;
+            }
+        });
+    }
+    int test[2] = {-1, -1};
+    ASSERT_EQ(::pipe(test), 0);
+    std::vector<pid_t> children;
+    for (int i = 0; i < 50; ++i) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            char byte = 0;
+            ::close(test[1]);
+            ::_exit(::read(test[0], &byte, 1) == 0 ? 0 : 1);  // until the threads have ended
+        }
+        children.push_back(child);
+    }
+    enough = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(refused, 0);
+    ::close(test[1]);
+    ::close(test[0]);
+    for (const pid_t child : children) {
+        ::waitpid(child, nullptr, 0);
+    }
 }
 
 }  // namespace
