@@ -223,6 +223,15 @@ TEST_F(DefinitionWindows, TextsAreThoseOfOthersWhileTheMemoFileIsTheOldOne) {
     EXPECT_EQ(Clean(), "");
 }
 
+TEST_F(DefinitionWindows, AnotherPackMakesTheTextsOfOthersPermanent) {
+    Record({"create table t (a integer, m memo)", "insert into t values (1, 'old')",
+            "insert into t values (2, 'second')", "update t set m = 'new' where a = 1", "pack"});
+    TestDatabase& database = Open(Behind("to t.dbf"));
+    EXPECT_EQ(Pack(), "");
+    EXPECT_EQ(database.RowsText("select * from t"), "1|old\n2|second\n");
+    EXPECT_EQ(TheHost().FileText("t.dbt").find("new"), std::string::npos);
+}
+
 TEST_F(DefinitionWindows, TheFirstMemoColumnMayLackItsFile) {
     Record({"create table t (a integer)", "insert into t values (1)", "create table u (a integer)",
             "alter table t add m memo"});

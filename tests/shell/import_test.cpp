@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 
 #include "shell/column_guess.h"
@@ -184,6 +185,25 @@ TEST_F(ImportTest, DbfWithMemoComesInWithoutItsDeletedRecords) {
     EXPECT_EQ(Import("s.dbf", "taken"), "2 rows imported into taken\n");
     EXPECT_EQ(Select("select word, price, good, story from taken"),
               (Rows{{"one", "1.50", "1", "a story"}, {"two", "-2.25", "0", ""}}));
+}
+
+// A page of the catalog's index that was written in part.
+TEST_F(ImportTest, TableThatItsCatalogHidesComesIntoANewDatabase) {
+    {
+        Database source = Database::Create(folder_.File("source.dbf"));
+        source.Query("create table s (word char(10), story memo)");
+        source.Query("insert into s values ('one', 'a story')");
+    }
+    std::fstream index(folder_.File("source.ovx"), std::ios::in | std::ios::out | std::ios::binary);
+    index.seekp(1024);
+    index.write(std::string(1024, '\0').data(), 1024);
+    index.close();
+    {
+        Database source = Database::Open(folder_.File("source.dbf"));
+        EXPECT_THROW(source.Select("select word from s"), Error);
+    }
+    EXPECT_EQ(Import("s.dbf", "saved"), "1 row imported into saved\n");
+    EXPECT_EQ(Select("select word, story from saved"), (Rows{{"one", "a story"}}));
 }
 
 TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {

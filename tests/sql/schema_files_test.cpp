@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -262,6 +263,23 @@ TEST_F(SchemaFilesTest, AnUnopenableIndexStopsTheStatement) {
               "Unable to open indexes for table 't'");
     Run("drop index ia");
     Run("insert into t values (1)");
+}
+
+// Whoever writes the catalog says which files are opened.
+TEST_F(SchemaFilesTest, TheFileOfATableIsTakenAsTheCatalogNamesIt) {
+    Run("create table t (a integer)");
+    Run("insert into t values (7)");
+    database_->Free();
+    const Bytes data = TheHost().FileBytes("t.dbf");
+    TheHost().RemoveFile("t.dbf");
+    TheHost().SetFile("/elsewhere/some.file", data);
+    Bytes catalog = TheHost().FileBytes("main.dbf");
+    const std::string path = "/elsewhere/some.file";
+    std::copy(path.begin(), path.end(), catalog.begin() + kHeaderLength + 130);
+    TheHost().SetFile("main.dbf", catalog);
+    TestDatabase other;
+    ASSERT_TRUE(other.Open());
+    EXPECT_EQ(other.RowsText("select a from t"), "7\n");
 }
 
 TEST_F(SchemaFilesTest, AMissingDataFile) {

@@ -1,0 +1,73 @@
+// What sub-queries cost: how often one is run, and how often its code stands in a program.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tests/support/test_database.h"
+
+namespace ovrasql {
+namespace {
+
+class NestedStatements : public testing::Test {
+  protected:
+    void SetUp() override {
+        TheHost().Reset();
+        ASSERT_TRUE(database_.Create());
+        for (const char* sql :
+             {"create table t (a integer)", "create table u (a integer)",
+              "insert into t values (1)", "insert into t values (2)", "insert into t values (3)",
+              "insert into u values (1)", "insert into u values (2)"}) {
+            ASSERT_EQ(database_.Run(sql), "");
+        }
+    }
+
+    // How often a record of u is read; they stand behind a header of 65 bytes.
+    int32_t RecordsRead(const std::string& sql, const std::string& rows) {
+        TheHost().ClearLog();
+        EXPECT_EQ(database_.RowsText(sql), rows);
+        const std::vector<HostCall>& calls = TheHost().Calls();
+        return static_cast<int32_t>(
+            std::count_if(calls.begin(), calls.end(), [](const HostCall& call) {
+                return call.name == "ovFile_Read" && call.path == "u.dbf" && call.offset >= 65;
+            }));
+    }
+
+    // How many walks over a table there are in the program of a query.
+    int32_t Walks(const std::string& sql) {
+        TheHost().SetFile("program.log", "");
+        EXPECT_TRUE(database_.Option("log", "program.log"));
+        EXPECT_EQ(database_.RowsText(sql), "1\n2\n3\n");
+        const std::string program = TheHost().FileText("program.log");
+        int32_t walks = 0;
+        for (size_t place = program.find("SQL_Cursor_First"); place != std::string::npos;
+             place = program.find("SQL_Cursor_First", place + 1)) {
+            ++walks;
+        }
+        return walks;
+    }
+
+    TestDatabase database_;
+};
+
+TEST_F(NestedStatements, ASubQueryRunsAgainForEachRowAroundIt) {
+    EXPECT_EQ(RecordsRead("select max(a) from u", "2\n"), 2);
+    EXPECT_EQ(RecordsRead("select a from t where a <= (select max(a) from u)", "1\n2\n"), 3 * 2);
+}
+
+// Once to look for the first match, and once for those behind it.
+TEST_F(NestedStatements, ASubQueryInsideOnStandsInTheProgramTwiceALevel) {
+    const std::string join = "select t.a from t left outer join u on t.a = u.a and u.a = ";
+    EXPECT_EQ(Walks(join + "1"), 2);
+    const std::string second = "(select max(a) from u where a in (select a from t))";
+    EXPECT_EQ(Walks(join + second), 2 + 2 * 2);
+    const std::string inner =
+        "(select max(p.a) from t p left outer join u q on p.a = q.a and q.a = ";
+    EXPECT_EQ(Walks(join + inner + "1)"), 2 + 2 * 2);
+    EXPECT_EQ(Walks(join + inner + inner + "1))"), 2 + 2 * (2 + 2 * 2));
+    EXPECT_EQ(Walks(join + inner + inner + inner + "1)))"), 2 + 2 * (2 + 2 * (2 + 2 * 2)));
+}
+
+}  // namespace
+}  // namespace ovrasql
