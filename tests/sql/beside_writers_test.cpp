@@ -15,15 +15,17 @@ namespace {
 
 class BesideWriters : public testing::Test {
   protected:
-    BesideWriters() {
+    void SetUp() override {
         TheHost().Reset();
-        EXPECT_TRUE(first_->Create());
+        first_ = std::make_unique<TestDatabase>(0);
+        second_ = std::make_unique<TestDatabase>(1);
+        ASSERT_TRUE(first_->Create());
         for (const char* sql :
              {"create table t (a integer, b char(5))", "insert into t values (1, 'old')",
               "insert into t values (2, 'old')", "insert into t values (3, 'old')"}) {
-            EXPECT_EQ(first_->Run(sql), "");
+            ASSERT_EQ(first_->Run(sql), "");
         }
-        EXPECT_TRUE(second_->Open());
+        ASSERT_TRUE(second_->Open());
     }
 
     // The second process runs `meanwhile` when the first has changed the data file so many times.
@@ -40,8 +42,8 @@ class BesideWriters : public testing::Test {
         EXPECT_GE(seen, changes);
     }
 
-    std::unique_ptr<TestDatabase> first_ = std::make_unique<TestDatabase>(0);
-    std::unique_ptr<TestDatabase> second_ = std::make_unique<TestDatabase>(1);
+    std::unique_ptr<TestDatabase> first_;
+    std::unique_ptr<TestDatabase> second_;
 };
 
 // An UPDATE writes each record and behind it the header.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
 
 #include "tests/support/test_database.h"
@@ -14,19 +15,20 @@ class NestedStatements : public testing::Test {
   protected:
     void SetUp() override {
         TheHost().Reset();
-        ASSERT_TRUE(database_.Create());
+        database_ = std::make_unique<TestDatabase>();
+        ASSERT_TRUE(database_->Create());
         for (const char* sql :
              {"create table t (a integer)", "create table u (a integer)",
               "insert into t values (1)", "insert into t values (2)", "insert into t values (3)",
               "insert into u values (1)", "insert into u values (2)"}) {
-            ASSERT_EQ(database_.Run(sql), "");
+            ASSERT_EQ(database_->Run(sql), "");
         }
     }
 
     // How often a record of u is read; they stand behind a header of 65 bytes.
     int32_t RecordsRead(const std::string& sql, const std::string& rows) {
         TheHost().ClearLog();
-        EXPECT_EQ(database_.RowsText(sql), rows);
+        EXPECT_EQ(database_->RowsText(sql), rows);
         const std::vector<HostCall>& calls = TheHost().Calls();
         return static_cast<int32_t>(
             std::count_if(calls.begin(), calls.end(), [](const HostCall& call) {
@@ -37,8 +39,8 @@ class NestedStatements : public testing::Test {
     // How many walks over a table there are in the program of a query.
     int32_t Walks(const std::string& sql) {
         TheHost().SetFile("program.log", "");
-        EXPECT_TRUE(database_.Option("log", "program.log"));
-        EXPECT_EQ(database_.RowsText(sql), "1\n2\n3\n");
+        EXPECT_TRUE(database_->Option("log", "program.log"));
+        EXPECT_EQ(database_->RowsText(sql), "1\n2\n3\n");
         const std::string program = TheHost().FileText("program.log");
         int32_t walks = 0;
         for (size_t place = program.find("SQL_Cursor_First"); place != std::string::npos;
@@ -48,7 +50,7 @@ class NestedStatements : public testing::Test {
         return walks;
     }
 
-    TestDatabase database_;
+    std::unique_ptr<TestDatabase> database_;
 };
 
 TEST_F(NestedStatements, ASubQueryRunsAgainForEachRowAroundIt) {
