@@ -143,6 +143,16 @@ TEST_F(TableRebuildTest, RebuildIsGuardedWhenItGetsTheLastDescriptors) {
     EXPECT_FALSE(file->IsMarked());
 }
 
+// A program that looks at every file of the folder, for one.
+TEST_F(TableRebuildTest, NewFileThatCannotBeClaimedIsNoPartOfTheRebuild) {
+    std::string suffix;
+    auto newFile = MakeTemporaryFile(path_, kTemporary, &suffix, &error_);
+    auto looker = PosixFile::OpenClaimed(path_ + suffix, kExisting, ClaimMode::kShared, 0, &error_);
+    EXPECT_FALSE(one_.Rebuild().Add(newFile.get(), nullptr, &error_));
+    EXPECT_EQ(error_, std::string(kInUse) + ": Lock not granted within 0 milliseconds");
+    EXPECT_EQ(one_.Rebuild().Suffix(), "") << "the next new file is the first";
+}
+
 // The library may keep a handle longer than the rebuild lasts.
 TEST_F(TableRebuildTest, ClaimsEndWithTheLastFileWhateverIsOpenStill) {
     auto old = Open(&one_);
