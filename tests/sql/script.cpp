@@ -223,9 +223,13 @@ class Session {
     Bytes saved_;
 };
 
-const std::set<std::string> kCommands = {"run",  "insert", "with",   "query", "columns",
-                                         "plan", "files",  "option", "pack",  "reopen",
-                                         "open", "save",   "restore"};
+// Scripts are read before main begins, possibly before the constants of this file are made.
+bool IsCommand(const std::string& word) {
+    static const std::set<std::string> commands = {"run",  "insert", "with",   "query", "columns",
+                                                   "plan", "files",  "option", "pack",  "reopen",
+                                                   "open", "save",   "restore"};
+    return commands.count(word) != 0;
+}
 
 }  // namespace
 
@@ -257,7 +261,7 @@ std::vector<ScriptTest> ReadScript(const std::string& path) {
         const std::string rest = begin == std::string::npos ? "" : line.substr(begin);
         if (word == "test") {
             tests.push_back({rest, path, first, common.steps});
-        } else if (kCommands.count(word) != 0) {
+        } else if (IsCommand(word)) {
             steps.push_back({first, word, rest, {}});
         } else {
             steps.push_back({first, "", line, {}});
