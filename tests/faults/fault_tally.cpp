@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "ovrasql/services.h"
@@ -65,6 +66,13 @@ bool MustNotBeIgnored(const HostCall& call) {
            call.name == "ovDatabase_AddView";
 }
 
+// The trace is nothing that a statement needs.
+bool FailedInTraceOnly(const std::vector<HostCall>& failed) {
+    return !failed.empty() && std::all_of(failed.begin(), failed.end(), [](const HostCall& call) {
+        return call.name == "ovFile_Write" && PartOf(call.path) == FilePart::kTrace;
+    });
+}
+
 }  // namespace
 
 void FaultTally::Count(const Aftermath& aftermath) {
@@ -97,6 +105,10 @@ void ExpectAccepted(const RecordedScript& recorded, const Aftermath& aftermath,
         if (aftermath.ok && MustNotBeIgnored(call)) {
             fail("ignores the failure of " + call.Text());
         }
+    }
+    if (!aftermath.ok && recorded.steps[aftermath.step].result.ok &&
+        FailedInTraceOnly(aftermath.failed)) {
+        fail("stops for the trace");
     }
     const Situation situation{step, aftermath.ok, aftermath.failed, outOfMemory};
     for (const HarmFound& found : aftermath.harms) {

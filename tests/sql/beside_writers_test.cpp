@@ -53,6 +53,17 @@ TEST_F(BesideWriters, AReaderSeesAStatementHalfDone) {
     EXPECT_EQ(rows, "new\nold\nold\n");
 }
 
+// A DELETE takes the keys away behind all records, and a range is not looked for behind a first
+// entry whose record is deleted.
+TEST_F(BesideWriters, ARangeThatBeginsWithARowThatIsBeingDeletedReadsAsEmpty) {
+    EXPECT_EQ(first_->Run("create index ta on t (a)"), "");
+    std::string rows;
+    RunBeside("delete from t where a < 2", 1,
+              [&] { rows = second_->RowsText("select a from t where a > 0"); });
+    EXPECT_EQ(rows, "");
+    EXPECT_EQ(second_->RowsText("select a from t where a > 0"), "2\n3\n");
+}
+
 TEST_F(BesideWriters, ReadersTakeNoLockOnRecords) {
     TheHost().ClearLog();
     EXPECT_EQ(second_->RowsText("select a from t"), "1\n2\n3\n");
@@ -71,6 +82,22 @@ TEST_F(BesideWriters, AnIndexLacksTheKeysOfAStatementThatHasBegunBeforeIt) {
     EXPECT_EQ(second_->RowsText("select a from t where a > 0"), "1\n2\n3\n11\n");
     EXPECT_TRUE(second_->Pack()) << second_->Error();
     EXPECT_EQ(second_->RowsText("select a from t where a > 0"), "1\n2\n3\n11\n12\n13\n");
+}
+
+// The names of a table's columns are looked up once for an open database.
+TEST_F(BesideWriters,
+       ColumnsThatAnotherProcessHasDroppedOrAddedAreKnownWhenTheDatabaseIsOpenedAgain) {
+    EXPECT_EQ(second_->RowsText("select b from t where a = 1"), "old\n");
+    EXPECT_EQ(first_->Run("alter table t drop column b"), "");
+    EXPECT_EQ(first_->Run("alter table t add c integer"), "");
+    EXPECT_EQ(second_->RowsText("select b from t where a = 1"),
+              "error: Invalid column reference 'b'");
+    EXPECT_EQ(second_->Run("update t set a = 9, b = 'new'"), "Invalid column reference 'b'");
+    EXPECT_EQ(second_->Run("update t set c = 5"), "Unknown field 'c'");
+    second_ = std::make_unique<TestDatabase>(1);
+    ASSERT_TRUE(second_->Open());
+    EXPECT_EQ(second_->Run("update t set c = 5"), "");
+    EXPECT_EQ(second_->RowsText("select * from t"), "1|5\n2|5\n3|5\n");
 }
 
 }  // namespace
