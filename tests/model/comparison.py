@@ -39,7 +39,7 @@ class Mix:
             if number < floors.pop(what, 0) * self.total:
                 yield "only %d %s for %d statements" % (number, what, self.total)
         for kind, share in floors.items():
-            if self.kinds[kind] < share * self.total:
+            if self.kinds[kind] < int(share * self.total):  # a rare kind may miss a short run
                 yield "only %d with %s that worked of %d" % (self.kinds[kind], kind, self.total)
 
     def __str__(self):

@@ -39,6 +39,14 @@ class FloorsTest(unittest.TestCase):
                          ["only 0 rows for 10 statements",
                           "only 0 rows changed for 10 statements"])
 
+    def test_a_rare_kind_may_be_missing_in_a_short_run(self):
+        mix = Mix()
+        mix.count(["select"], True, 1)
+        self.assertEqual(list(mix.shortfalls({"drop table": 0.5})), [])
+        mix.count(["select"], True, 1)
+        self.assertEqual(list(mix.shortfalls({"drop table": 0.5})),
+                         ["only 0 with drop table that worked of 2"])
+
     def test_a_run_of_nothing_is_told(self):
         self.assertEqual(shortfalls(), ["nothing has run"])
 
