@@ -2,8 +2,8 @@
 script, the loop over the seeds, and the floors that what has run must reach.
 
 A generator that goes wrong makes statements that both sides refuse alike, or over no rows. Then
-nothing differs, and nothing is shown; so each kind of statement must have come often enough, most of
-them must have worked, and rows must have been met."""
+nothing differs, and nothing is shown; so each kind of statement must have come often enough, most
+of them must have worked, and rows must have been met."""
 
 import argparse
 import shutil
@@ -49,9 +49,9 @@ class Mix:
 
 
 def compare(about, name, unit, default, floors, run_episode):
-    """The whole of a script. `run_episode(library, folder, seed, mix)` runs the statements of a seed,
-    counts them, and gives the text of a difference, already shrunk, or None. `floors` are shares of
-    the statements. Returns the exit status."""
+    """The whole of a script. `run_episode(library, folder, seed, mix)` runs the statements of a
+    seed, counts them, and gives the text of a difference, already shrunk, or None. `floors` are
+    shares of the statements. Returns the exit status."""
     options = argparse.ArgumentParser(description=about,
                                       formatter_class=argparse.RawDescriptionHelpFormatter)
     options.add_argument("driver")
