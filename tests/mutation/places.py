@@ -20,7 +20,7 @@ class Mutant:
     start: int  # the text that is replaced, as offsets into the file
     end: int
     kind: str
-    before: str
+    before: str  # what a reader is shown
     after: str  # with MUTANT where the call that asks for the mutant's number stands
 
 
@@ -178,9 +178,9 @@ def find(file, source):
     text = blank(source)
     places = {}
 
-    def add(start, end, kind, after):
+    def add(start, end, kind, after, shown=None):
         line = source.count("\n", 0, start) + 1
-        mutant = Mutant(file, line, start, end, kind, source[start:end], after)
+        mutant = Mutant(file, line, start, end, kind, shown or source[start:end], after)
         places.setdefault((start, end), []).append(mutant)
 
     for whole in conditions(text):
@@ -192,5 +192,6 @@ def find(file, source):
             for kind, after in mutants_of_operand(source, text, span, joint):
                 add(*span, kind, after)
     for match in re.finditer(r"(?<= [+-] )1(?=[;),\]])", text):
-        add(match.start(), match.end(), "1 as 0", "(MUTANT ? 0 : 1)")
+        begin, end = source.rfind("\n", 0, match.start()) + 1, source.find("\n", match.end())
+        add(*match.span(), "1 as 0", "(MUTANT ? 0 : 1)", shown=source[begin:end].strip())
     return [places[span] for span in sorted(places)]

@@ -7,7 +7,9 @@ A mutant is one condition that is negated, left out or moved by one (see places.
 the seed, spread over the library's folders by their lines. All of them are built into one copy of the
 tree, where an environment variable chooses the one that is alive (see mutant.h); then the tests of the
 library are run for each of them, those of the mutant's own folder first, until one fails, crashes or
-takes far longer than it should. The last line is the result; the status is 1 below 90 %.
+takes far longer than it should. One that no test notices is either a missing test or makes no
+difference, for a reason that harmless.txt gives. The last line is the result; the status is 1 below
+90 %, or when a reason is missing or refuted.
 """
 
 import argparse
@@ -146,8 +148,21 @@ def first_notice(folder, mutant, number, durations):
 
 
 def describe(number, mutant):
-    text = " ".join(mutant.before.split())
-    return f"{number:3} {mutant.file}:{mutant.line}: {mutant.kind}: {text}"
+    return f"{number:3} {mutant.file}:{mutant.line}: {mutant.kind}: {condition(mutant)}"
+
+
+def condition(mutant):
+    return " ".join(mutant.before.split())
+
+
+def read_harmless():
+    """The mutants that make no difference, as names that stay when lines are moved."""
+    lines = (pathlib.Path(__file__).parent / "harmless.txt").read_text().splitlines()
+    return {line for line in lines if line and line[0] not in "# "}
+
+
+def name_of(mutant):
+    return f"{mutant.file}: {mutant.kind}: {condition(mutant)}"
 
 
 def main():
@@ -176,19 +191,29 @@ def main():
         durations[name] = round(resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before) + 1
 
     numbers = [int(n) for n in options.only.split(",")] if options.only else range(1, len(mutants) + 1)
-    survivors = []
+    harmless = read_harmless()
+    missing, refuted, survivors = [], [], 0
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         work = lambda number: first_notice(folder, mutants[number - 1], number, durations)
         for number, notice in zip(numbers, pool.map(work, numbers)):
-            line = describe(number, mutants[number - 1])
+            mutant = mutants[number - 1]
+            line = describe(number, mutant)
             print(f"{line} -> {notice or 'SURVIVES'}", flush=True)
-            if notice is None:
-                survivors.append(line)
-    if survivors:
-        print("\nNot noticed:\n" + "\n".join(survivors))
-    noticed = len(numbers) - len(survivors)
-    print(f"mutation sample: {noticed} of {len(numbers)} noticed")
-    return 0 if noticed >= WANTED_SHARE * len(numbers) else 1
+            survivors += notice is None
+            if notice is None and name_of(mutant) not in harmless:
+                missing.append(line)
+            if notice is not None and name_of(mutant) in harmless:
+                refuted.append(line)
+    for title, lines in (("Not noticed, without a reason", missing), ("Noticed, not harmless", refuted)):
+        if lines:
+            print(f"\n{title}:\n" + "\n".join(lines))
+    noticed = len(numbers) - survivors
+    print(
+        f"mutation sample: {noticed} of {len(numbers)} noticed, "
+        f"{survivors - len(missing)} make no difference, {len(missing)} without a reason"
+    )
+    sound = noticed >= WANTED_SHARE * len(numbers) and not missing and not refuted
+    return 0 if sound else 1
 
 
 if __name__ == "__main__":
