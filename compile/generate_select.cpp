@@ -49,6 +49,9 @@ bool SQLSelectStatement::Generate() {
 bool SQLQuery::Generate() { return GenerateBody() && GenerateClose(); }
 
 bool SQLQuery::GenerateBody() {
+    if (!generator->HasRoomForBlock()) {
+        return false;
+    }
     if (temporaryTable >= 0) {
         return GenerateThroughTemporary();
     }

@@ -96,6 +96,13 @@ void SQLCodeGenerator::ClearInstructions() {
     instructions_.reset();
     instructionCount_ = 0;
     instructionRoom_ = 0;
+    isTooLong_ = false;
+}
+
+bool SQLCodeGenerator::HasRoomForBlock() {
+    const int64_t most = kMostInstructions + kMoreForEachByte * statementText_.length;
+    isTooLong_ = isTooLong_ || instructionCount_ > most;
+    return !isTooLong_ || Fail({"Statement is too complex"});
 }
 
 int32_t SQLCodeGenerator::InstructionCapacity() const {
@@ -157,7 +164,7 @@ bool SQLCodeGenerator::Compile() {
     ClearInstructions();
     return statement_ != nullptr && BindAll() && PrepareSubqueries() && statement_->Prepare() &&
            ResolveAll() && statement_->Optimize() && OptimizeSubqueries() &&
-           GenerateOpenCursors() && statement_->Generate();
+           GenerateOpenCursors() && statement_->Generate() && !isTooLong_;
 }
 
 bool SQLCodeGenerator::BindAll() {

@@ -48,6 +48,10 @@ class SQLCodeGenerator {
   public:
     // The capacity that the array reports grows by this many records.
     static constexpr int32_t kInstructionStep = 52;
+    // A program with no level doubled stays far below the second for each byte of its text; the
+    // first is for wide tables.
+    static constexpr int64_t kMostInstructions = 1'500'000;
+    static constexpr int64_t kMoreForEachByte = 64;
 
     explicit SQLCodeGenerator(Schema* schema);
     virtual ~SQLCodeGenerator();
@@ -114,6 +118,10 @@ class SQLCodeGenerator {
     // is the direction of ORDER BY: 0 none, 1 ascending, 2 descending.
     [[nodiscard]] int32_t ChooseIndex(SQLTableReference* table, SQLExpressionNode* condition,
                                       int32_t preferred);
+    // Whether the code of one more block may follow; if not, the compilation fails in the end, even
+    // where a caller goes on. The condition of an outer join stands in a program twice, and so does
+    // the select list of DISTINCT and UNION: levels of sub-queries inside double the program each.
+    [[nodiscard]] bool HasRoomForBlock();
     // Opens the cursors of every scope in hand.
     [[nodiscard]] bool GenerateOpenCursors();
 
@@ -155,6 +163,7 @@ class SQLCodeGenerator {
     std::unique_ptr<Instruction[]> instructions_;
     int32_t instructionCount_ = 0;
     int32_t instructionRoom_ = 0;
+    bool isTooLong_ = false;
     Arena keptTexts_;
     List<SQLQuery> subqueries_;
     List<SQLReferenceManager> referenceManagers_;

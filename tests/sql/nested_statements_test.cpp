@@ -71,5 +71,38 @@ TEST_F(NestedStatements, ASubQueryInsideOnStandsInTheProgramTwiceALevel) {
     EXPECT_EQ(Walks(join + inner + inner + inner + "1)))"), 2 + 2 * (2 + 2 * (2 + 2 * 2)));
 }
 
+std::string Nested(const std::string& beginning, const std::string& innermost,
+                   const std::string& end, int32_t levels) {
+    std::string sql = innermost;
+    for (int32_t level = 0; level < levels; ++level) {
+        sql = beginning + sql + end;
+    }
+    return sql;
+}
+
+// What doubles a program with each level is stopped while it is small, also where the compilation
+// goes on behind a failure inside, as it does for the bounds of BETWEEN.
+TEST_F(NestedStatements, LevelsThatDoubleTheProgramAreBounded) {
+    struct Form {
+        const char* beginning;
+        const char* end;
+    };
+    for (const Form& form : {
+             Form{"select max(t.a) from t left outer join u on t.a = u.a and u.a = (", ")"},
+             Form{"select max(t.a) from t left outer join u on u.a between 0 and (", ")"},
+             Form{"select distinct (", ") from u where a = 1"},
+             Form{"select (", ") from u where a = 1 union select a from u where a = 1"},
+         }) {
+        const std::string innermost = "select a from u where a = 1";
+        const std::string few = Nested(form.beginning, innermost, form.end, 4);
+        EXPECT_EQ(database_->RowsText(few).find("error"), std::string::npos) << few;
+        for (const int32_t levels : {24, 100}) {
+            EXPECT_EQ(database_->RowsText(Nested(form.beginning, innermost, form.end, levels)),
+                      "error: Statement is too complex")
+                << form.beginning;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace ovrasql
