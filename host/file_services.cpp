@@ -138,6 +138,7 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
     return OnPath<void*>(program, location, path, length, nullptr,
                          [&](const std::string& resolved, std::string* error) -> void* {
                              ovrahost::FileClaims& claims = Program(program)->Claims();
+                             Program(program)->Rebuild().BeginFile();
                              const bool isCatalog =
                                  claims.Kind() == ovrahost::CallKind::kOpensDatabase;
                              auto opened = NewHandle(program, IsDatabaseFile(flags) && !isCatalog);
@@ -186,6 +187,10 @@ int32_t ovFile_Rename(void* program, int32_t location, const char* path, int32_t
         program, location, path, length, -1, [&](const std::string& from, std::string* error) {
             std::string to;
             if (!Program(program)->Resolve(newLocation, newPath, newLength, &to)) {
+                return -1;
+            }
+            if (!Program(program)->Rebuild().MayTakePlace(from)) {
+                *error = ovrahost::FileReplacedText();
                 return -1;
             }
             const int32_t result = ovrahost::RenameFile(from, to, error);

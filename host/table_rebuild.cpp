@@ -48,6 +48,11 @@ void TableRebuild::NoteClosed(const std::string& path) {
                                    [&path](const File& file) { return file.path == path; });
 }
 
+bool TableRebuild::MayTakePlace(const std::string& path) const {
+    return files_.empty() || files_.front().path != path || files_.front().oldFile == nullptr ||
+           !files_.front().oldFile->IsReplaced();
+}
+
 void TableRebuild::Settle(const std::string& path) {
     const auto found = std::find_if(files_.begin(), files_.end(),
                                     [&path](const File& file) { return file.path == path; });
@@ -55,10 +60,10 @@ void TableRebuild::Settle(const std::string& path) {
         return;
     }
     found->path.clear();
+    isComplete_ = true;
     if (std::all_of(files_.begin(), files_.end(),
                     [](const File& file) { return file.path.empty(); })) {
         files_.front().newFile->Unmark();
-        End();
     }
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
-// TableRebuild: the new files of one table, from when the first is made until the last has its
-// place.
+// TableRebuild: the new files of one table, from when the first is made until the library turns to
+// another table.
 //
 // Each old file is claimed for the rebuild alone before its new one is made, and the new one as
-// well; all claims are held until each new file has got its place or is deleted, or until the call
-// has ended. So whoever opens the table meanwhile waits, and never gets a new data file with an old
-// memo file.
+// well; all claims are held until the next file is opened or the call has ended. So whoever opens
+// the table meanwhile waits, and never gets a new data file with an old memo file. Not only until
+// the last new file has its place: an old memo file without a successor is deleted after that.
 //
 // The first new file is the data file. It carries the mark, and the names of the others its number,
 // for others to finish what a process did not that died (interrupted_swap.h). An old file that has
@@ -24,8 +24,8 @@ namespace ovrahost {
 
 class TableRebuild {
   public:
-    // Before a new file is made. When a file of this table was closed, the next one is another
-    // table's, and the copying of this one has failed.
+    // Before any file is opened or made. When a new file of this table was closed, the next one is
+    // another table's: this one has all its files in place, or its copying has failed.
     void BeginFile();
 
     // What the new file's name is to have behind that of the file whose place it takes; may be
@@ -40,7 +40,12 @@ class TableRebuild {
     // A file is closed that may be one of the new ones.
     void NoteClosed(const std::string& path);
 
-    // A new file has got its place or is deleted. With the last one the rebuild ends.
+    // Whether a new file may get its place. The data file may not when the old one was removed, for
+    // which no claim is needed: it would bring a dropped table back, or go over one that was
+    // created in its place.
+    bool MayTakePlace(const std::string& path) const;
+
+    // A new file has got its place or is deleted. With the last one the mark goes.
     void Settle(const std::string& path);
 
     // Gives all claims back. The mark stays with a data file that others are to finish after.
@@ -54,7 +59,7 @@ class TableRebuild {
     };
 
     std::vector<File> files_;
-    bool isComplete_ = false;  // a new file was closed: no further one belongs to the table
+    bool isComplete_ = false;  // a new file was closed or settled: no further one belongs to it
 };
 
 }  // namespace ovrahost

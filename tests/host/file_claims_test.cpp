@@ -42,6 +42,7 @@ TEST_F(FileClaimsTest, StatementWaitsForTheRebuildAndGetsTheNewFile) {
         std::string error;
         EXPECT_EQ(RenameFile(temporary_, path_, &error), 0);
         one_.Rebuild().Settle(temporary_);
+        one_.Rebuild().End();
     });
     auto file = Open(&other_, kPatient);
     rebuild.join();

@@ -97,6 +97,29 @@ TEST_F(FileServicesTest, MarkStaysWithTheDataFileWhenARenameFails) {
     EXPECT_FALSE(file->IsMarked());
 }
 
+// ALTER TABLE that drops the last memo column deletes the old memo file behind the renames. By then
+// it must not be that of somebody who has added a memo column again.
+TEST_F(FileServicesTest, NobodyUsesTheTableBetweenTheLastRenameAndWhatFollows) {
+    ovFile_Close(MakeTemporary(&one_, path_));
+    ASSERT_EQ(Rename(&one_, temporary_, path_), 0);
+    EXPECT_FALSE(CanOpen(&other_));
+    void* nextTable = OpenFile(&one_, folder_.Write("u.dbf", "next"));
+    EXPECT_TRUE(CanOpen(&other_)) << error_;
+    ovFile_Close(nextTable);
+}
+
+// No claim keeps a table from being dropped while it is copied.
+TEST_F(FileServicesTest, RebuiltTableDoesNotTakeThePlaceOfAnother) {
+    ovFile_Close(MakeTemporary(&one_, path_));
+    std::filesystem::remove(path_);
+    EXPECT_EQ(Rename(&one_, temporary_, path_), -1) << "a table that was dropped";
+    EXPECT_EQ(one_.LastError(), kReplaced);
+    EXPECT_FALSE(FileExists(path_));
+    folder_.Write("t.dbf", "created since");
+    EXPECT_EQ(Rename(&one_, temporary_, path_), -1);
+    EXPECT_EQ(folder_.Read("t.dbf"), "created since");
+}
+
 // One allocation after the other fails, until there are no more.
 TEST_F(FileServicesTest, NewFileIsGoneAgainWhenMemoryRunsOut) {
     bool failed = true;

@@ -17,7 +17,7 @@ namespace {
 using TableRebuildTest = TwoProgramsTest;
 
 // A table has several files. The first new one must not be used with the second old one.
-TEST_F(TableRebuildTest, NewFileIsClaimedUntilTheLastOneHasItsPlace) {
+TEST_F(TableRebuildTest, NewFileIsClaimedUntilAllHaveTheirPlacesAndTheCallHasEnded) {
     const std::string memo = folder_.Write("t.dbt", "old memo");
     ASSERT_TRUE(BeginRebuild(&one_));
     const std::string data = temporary_;
@@ -25,7 +25,9 @@ TEST_F(TableRebuildTest, NewFileIsClaimedUntilTheLastOneHasItsPlace) {
     Rename(&one_, data, path_);
     EXPECT_FALSE(CanOpen(&other_)) << "the new data file has its place, the memo file not yet";
     Rename(&one_, temporary_, memo);
-    EXPECT_TRUE(CanOpen(&other_));
+    EXPECT_FALSE(CanOpen(&other_)) << "there can be an old file to delete";
+    EndCall(&one_);
+    EXPECT_TRUE(CanOpen(&other_)) << error_;
 }
 
 TEST_F(TableRebuildTest, RebuildThatFailsLetsTheOthersInWhenItsCallEnds) {
@@ -154,11 +156,12 @@ TEST_F(TableRebuildTest, NewFileThatCannotBeClaimedIsNoPartOfTheRebuild) {
 }
 
 // The library may keep a handle longer than the rebuild lasts.
-TEST_F(TableRebuildTest, ClaimsEndWithTheLastFileWhateverIsOpenStill) {
+TEST_F(TableRebuildTest, ClaimsEndBeforeTheNextTableWhateverIsOpenStill) {
     auto old = Open(&one_);
     ASSERT_TRUE(BeginRebuild(&one_)) << error_;
     EXPECT_EQ(DeleteFile(temporary_, &error_), 0);
     one_.Rebuild().Settle(temporary_);
+    one_.Rebuild().BeginFile();
     EXPECT_TRUE(CanOpen(&other_)) << error_;
     EXPECT_FALSE(old->IsClaimed());
 }

@@ -79,7 +79,10 @@ class TwoProgramsTest : public testing::Test {
         ASSERT_EQ(RenameFile(from, to, &error_), 0) << error_;
         program->Rebuild().Settle(from);
     }
-    void FinishRebuild(HostProgram* program) { Rename(program, temporary_, path_); }
+    void FinishRebuild(HostProgram* program) {
+        Rename(program, temporary_, path_);
+        EndCall(program);
+    }
 
     // Leaves the table as a process does that dies when the data file has its place and the memo
     // file has not.
