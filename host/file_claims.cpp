@@ -139,9 +139,11 @@ bool FileClaims::ClaimForRebuild(const std::string& path, int32_t timeout,
 }
 
 // The table was opened a moment ago and its count of records read: nobody may have appended any
-// since. Waiting for others would let them do so.
+// since. Waiting for others would let them do so. It can be the file of an open view as well, which
+// is shared again after a refusal, or it would be kept from everybody until the view is closed.
 bool FileClaims::ClaimOpened(PosixFile* file, std::string* error) {
     if (file->Claim(ClaimMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
+        file->Claim(ClaimMode::kShared, 0);
         refusal_ = *error = FileInUseText();
         return false;
     }

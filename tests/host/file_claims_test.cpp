@@ -82,6 +82,7 @@ TEST_F(FileClaimsTest, RebuildOfAFileThatHasGrownSinceItWasOpenedIsRefused) {
     EXPECT_FALSE(BeginRebuild(&one_));
     EXPECT_EQ(error_, kInUse);
     EXPECT_EQ(one_.Claims().Refusal(), kInUse) << "and the statement begins again, alone";
+    EXPECT_TRUE(CanOpen(&other_)) << "a view may go on with the file, and others beside it";
     Close(&one_, std::move(file));
     EndCall(&one_);
     one_.Claims().BeginCall(CallKind::kRebuilds);
