@@ -71,8 +71,9 @@ Descriptor::~Descriptor() {
 }
 
 int Descriptor::Open(const std::string& path, int flags) {
+    const mode_t permissions = (flags & O_EXCL) != 0 ? 0600 : 0666;
     do {
-        number_ = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
+        number_ = ::open(path.c_str(), flags | O_CLOEXEC, permissions);
     } while (number_ < 0 && errno == EINTR);
     return number_ < 0 ? errno : 0;
 }

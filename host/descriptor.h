@@ -29,7 +29,8 @@ class Descriptor {
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
-    // Opens a file, once, with the system's flags. 0, or the errno value.
+    // Opens a file, once, with the system's flags. 0, or the errno value. One that must not exist
+    // before (O_EXCL) is its owner's alone, until it is known who else may read it.
     int Open(const std::string& path, int flags);
 
     // The system's number for it; -1 before it is opened and in a forked process.

@@ -28,8 +28,10 @@ bool TableRebuild::Add(PosixFile* newFile, std::unique_ptr<PosixFile> oldFile, s
     }
     files_.push_back({newFile->Path(), std::move(oldFile), newFile->Duplicate()});
     const File& added = files_.back();
+    // The first memo file of a table is as open to others as the data file.
+    added.newFile->TakePermissionsOf(added.oldFile != nullptr ? *added.oldFile
+                                                              : *files_.front().newFile);
     if (added.oldFile != nullptr) {
-        added.newFile->TakePermissionsOf(*added.oldFile);
         // Somebody may have opened it and not claimed it yet. Other names would let it pass for a
         // file that is in its place.
         if (added.oldFile->HasOtherNames()) {

@@ -175,6 +175,24 @@ TEST_F(TableRebuildTest, RebuiltFileIsAsOpenToOthersAsTheOldOneWas) {
               perms::owner_read | perms::owner_write | perms::group_read);
 }
 
+TEST_F(TableRebuildTest, FileWithoutAnOldOneIsAsOpenToOthersAsItsTable) {
+    using std::filesystem::perms;
+    const perms wanted = perms::owner_read | perms::owner_write | perms::group_read;
+    std::filesystem::permissions(path_, wanted);
+    ASSERT_TRUE(BeginRebuild(&one_));
+    ASSERT_TRUE(BeginRebuild(&one_, folder_.File("t.dbt")));
+    EXPECT_EQ(std::filesystem::status(temporary_).permissions(), wanted);
+}
+
+// Who opens a file keeps it open, whatever its permissions become.
+TEST_F(TableRebuildTest, NobodyElseCanOpenANewFileBeforeItHasThePermissionsOfTheOldOne) {
+    using std::filesystem::perms;
+    std::string suffix;
+    ASSERT_NE(MakeTemporaryFile(path_, kTemporary, &suffix, &error_), nullptr) << error_;
+    EXPECT_EQ(std::filesystem::status(path_ + suffix).permissions(),
+              perms::owner_read | perms::owner_write);
+}
+
 // Or a pack that the administrator runs would shut everybody else out.
 TEST_F(TableRebuildTest, RebuiltFileBelongsToTheOwnerOfTheOldOne) {
     if (::chown(path_.c_str(), 1234, 5678) != 0) {
