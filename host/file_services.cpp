@@ -29,7 +29,8 @@ constexpr char kOutOfMemory[] = "Out of memory";  // short enough for a string t
 HostProgram* Program(void* handle) { return static_cast<HostProgram*>(handle); }
 PosixFile* File(void* handle) { return static_cast<OpenFile*>(handle)->file.get(); }
 
-// Runs an operation on a file. Nothing thrown may reach the library; memory can run out.
+// Runs an operation on a file. Nothing thrown may reach the library; memory can run out, and then
+// that is the file's last error.
 template <class Result, class Operation>
 Result OnFile(void* handle, Result failure, Operation operation) {
     if (handle == nullptr) {
@@ -38,6 +39,7 @@ Result OnFile(void* handle, Result failure, Operation operation) {
     try {
         return operation(static_cast<OpenFile*>(handle));
     } catch (const std::exception&) {
+        File(handle)->Refuse(kOutOfMemory);
         return failure;
     }
 }

@@ -153,6 +153,20 @@ TEST_F(FileServicesTest, NewFileIsGoneAgainWhenMemoryRunsOut) {
     }
 }
 
+TEST_F(FileServicesTest, LockThatFailsForLackOfMemoryTellsSo) {
+    void* holder = OpenFile(&one_, path_);
+    void* file = OpenFile(&other_, path_);
+    ASSERT_EQ(ovFile_Lock(holder, 2, 0, 32), 0);
+    {
+        const FailingAllocation failing(1);
+        EXPECT_EQ(ovFile_Lock(file, 2, 0, 32), -1);
+        EXPECT_TRUE(FailingAllocation::WasReached());
+    }
+    EXPECT_STREQ(ovFile_Error(&other_, file, nullptr), "Out of memory");
+    ovFile_Close(holder);
+    ovFile_Close(file);
+}
+
 TEST_F(FileServicesTest, NewFileThatCannotBeMadeTellsWhy) {
     const ovratest::FewDescriptors enoughForTheOldFile(1);
     EXPECT_EQ(MakeTemporary(&one_, path_), nullptr);
