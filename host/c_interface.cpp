@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -52,6 +53,12 @@ int32_t TextLength(const char* text, int32_t length) {
         return 0;
     }
     return length < 0 ? static_cast<int32_t>(std::strlen(text)) : length;
+}
+
+// Without a number it is 0; what is more than can be waited for is the longest.
+int32_t Milliseconds(const std::string& text) {
+    constexpr long kLongest = std::numeric_limits<int32_t>::max();
+    return static_cast<int32_t>(std::clamp(std::strtol(text.c_str(), nullptr, 10), 0L, kLongest));
 }
 
 int32_t OpenWith(const char* path, ovra_database** result,
@@ -219,7 +226,7 @@ int32_t ovra_set_option(ovra_database* database, const char* key, const char* va
         const std::string text(value == nullptr ? "" : value);
         if (EqualIgnoringCase(name, kLockTimeoutOption,
                               static_cast<int32_t>(sizeof kLockTimeoutOption - 1))) {
-            database->program.SetLockTimeout(std::max(0, std::atoi(text.c_str())));
+            database->program.SetLockTimeout(Milliseconds(text));
             return 1;
         }
         return Library() == nullptr

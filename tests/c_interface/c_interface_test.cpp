@@ -4,8 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ovrasql/ovrasql.h"
@@ -197,6 +199,20 @@ TEST_F(CInterfaceTest, OptionsReachTheLibraryAndTheHost) {
     EXPECT_STREQ(ovra_error(database_), "subdir_char parameter must be single character");
     EXPECT_EQ(ovra_set_option(database_, "no such option", "x"), 1);
     EXPECT_EQ(ovra_pack(database_), 1) << ovra_error(database_);
+}
+
+TEST_F(CInterfaceTest, LockTimeoutBeyondEveryNumberIsTheLongest) {
+    ovra_view* view = Open("select id from t");
+    ovra_database* packer = nullptr;
+    ASSERT_EQ(ovra_open(folder_.File("db.dbf").c_str(), &packer), 1);
+    EXPECT_EQ(ovra_set_option(packer, "lock_timeout", "4294967295"), 1);
+    std::thread reader([view] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        ovra_close_view(view);
+    });
+    EXPECT_EQ(ovra_pack(packer), 1) << ovra_error(packer);
+    reader.join();
+    ovra_close(packer);
 }
 
 // Its files would be the parent's, with the parent's locks.
