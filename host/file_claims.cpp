@@ -24,12 +24,7 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
     if (kind_ != CallKind::kRebuilds) {
         return OpenAs(SharedMode(), path, flags, timeout, error);
     }
-    // The program's own handles, which may be older, stand in nobody's way.
-    for (PosixFile* file : files_) {
-        if (file->Path() == path) {
-            file->DropClaim();
-        }
-    }
+    DropOlderClaims(path, nullptr);
     auto opened = OpenAs(ClaimMode::kExclusive, path, flags, timeout, error);
     if (opened == nullptr && error->starts_with(FileInUseText())) {
         refusal_ = *error;
@@ -93,13 +88,25 @@ bool FileClaims::FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout,
 }
 
 void FileClaims::Remove(PosixFile* file) {
-    files_.erase(std::remove(files_.begin(), files_.end(), file), files_.end());
+    files_.erase(std::remove_if(files_.begin(), files_.end(),
+                                [file](const Opened& opened) { return opened.file == file; }),
+                 files_.end());
 }
 
-PosixFile* FileClaims::LastOpened(const std::string& path) {
-    const auto found = std::find_if(files_.rbegin(), files_.rend(),
-                                    [&path](const auto* file) { return file->Path() == path; });
-    return found == files_.rend() ? nullptr : *found;
+PosixFile* FileClaims::OpenedInThisCall(const std::string& path) {
+    const auto found = std::find_if(files_.rbegin(), files_.rend(), [&](const Opened& opened) {
+        return opened.call == call_ && opened.file->Path() == path;
+    });
+    return found == files_.rend() ? nullptr : found->file;
+}
+
+// The program's own handles, which may be older, stand in no rebuild's way.
+void FileClaims::DropOlderClaims(const std::string& path, const PosixFile* kept) {
+    for (const Opened& opened : files_) {
+        if (opened.file != kept && opened.file->Path() == path) {
+            opened.file->DropClaim();
+        }
+    }
 }
 
 bool FileClaims::ClaimAgain(PosixFile* file, int32_t timeout) {
@@ -119,12 +126,8 @@ bool FileClaims::ClaimAgain(PosixFile* file, int32_t timeout) {
 
 bool FileClaims::ClaimForRebuild(const std::string& path, int32_t timeout,
                                  std::unique_ptr<PosixFile>* claim, std::string* error) {
-    PosixFile* const opened = LastOpened(path);
-    for (PosixFile* file : files_) {
-        if (file != opened && file->Path() == path) {
-            file->DropClaim();
-        }
-    }
+    PosixFile* const opened = OpenedInThisCall(path);
+    DropOlderClaims(path, opened);
     if (opened != nullptr) {
         if (ClaimOpened(opened, error)) {
             *claim = opened->Duplicate();
@@ -139,8 +142,8 @@ bool FileClaims::ClaimForRebuild(const std::string& path, int32_t timeout,
 }
 
 // The table was opened a moment ago and its count of records read: nobody may have appended any
-// since. Waiting for others would let them do so. It can be the file of an open view as well, which
-// is shared again after a refusal, or it would be kept from everybody until the view is closed.
+// since. Waiting for others would let them do so. After a refusal the file is shared again, or
+// others would be kept out for as long as the library keeps it open.
 bool FileClaims::ClaimOpened(PosixFile* file, std::string* error) {
     if (file->Claim(ClaimMode::kExclusive, 0) != 0 || file->IsReplaced() || !file->IsUntouched()) {
         file->Claim(ClaimMode::kShared, 0);
@@ -162,9 +165,9 @@ void FileClaims::EndCall(bool viewsAreOpen) {
     isInCall_ = false;
     kind_ = CallKind::kRunsStatement;
     hasClaims_ = viewsAreOpen;
-    for (PosixFile* file : files_) {
+    for (const Opened& opened : files_) {
         if (!viewsAreOpen) {
-            file->DropClaim();
+            opened.file->DropClaim();
         }
     }
 }

@@ -43,7 +43,7 @@ class FileClaims {
                                     std::string* error);
 
     // Opened files are known from here to there. The program's services call both.
-    void Add(PosixFile* file) { files_.push_back(file); }
+    void Add(PosixFile* file) { files_.push_back({file, call_}); }
     void Remove(PosixFile* file);
 
     // Claims a file of an earlier call, which the library has kept open. False when it cannot be
@@ -51,7 +51,7 @@ class FileClaims {
     bool ClaimAgain(PosixFile* file, int32_t timeout);
 
     // Claims the file at a path for a rebuild. The handle in `claim` holds the claim; it is null
-    // where there is no file.
+    // where there is no file. The program's own views give theirs up, and read the old file on.
     bool ClaimForRebuild(const std::string& path, int32_t timeout,
                          std::unique_ptr<PosixFile>* claim, std::string* error);
 
@@ -73,16 +73,22 @@ class FileClaims {
     const std::string& WhyNotToWrite() const { return whyNotToWrite_; }
 
   private:
+    struct Opened {
+        PosixFile* file;
+        uint64_t call;  // in which it was opened
+    };
+
     ClaimMode SharedMode() const;
     std::unique_ptr<PosixFile> OpenAs(ClaimMode mode, const std::string& path, int32_t flags,
                                       int32_t timeout, std::string* error);
 
     // Makes up for a rebuild that was interrupted, under a claim for itself alone.
     static bool FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout, std::string* error);
-    PosixFile* LastOpened(const std::string& path);
+    PosixFile* OpenedInThisCall(const std::string& path);
+    void DropOlderClaims(const std::string& path, const PosixFile* kept);
     bool ClaimOpened(PosixFile* file, std::string* error);
 
-    std::vector<PosixFile*> files_;
+    std::vector<Opened> files_;
     uint64_t call_ = 0;
     bool isInCall_ = false;
     CallKind kind_ = CallKind::kRunsStatement;

@@ -105,6 +105,18 @@ TEST_F(FileClaimsTest, OwnOlderHandleStandsInNoRebuildsWay) {
     EXPECT_EQ(Content(view.get()), "old") << "it reads what it has opened";
 }
 
+// An index, which a rebuild does not open before it makes the new one.
+TEST_F(FileClaimsTest, OwnViewOfAFileThatHasChangedStandsInNoRebuildsWay) {
+    auto view = Open(&one_);
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    folder_.Write("t.dbf", "changed");
+    BeginCall(&one_);
+    EXPECT_TRUE(BeginRebuild(&one_)) << error_;
+    FinishRebuild(&one_);
+    EXPECT_EQ(Content(view.get()), "cha") << "it reads what it has opened";
+    EXPECT_TRUE(CanOpen(&other_)) << error_;
+}
+
 TEST_F(FileClaimsTest, ReplacedFileIsReadButNotWritten) {
     auto file = Open(&one_);
     ASSERT_EQ(file->Lock(LockMode::kExclusive, 0, 32, 0), 0);
