@@ -124,6 +124,10 @@ bool SQLQuery::GenerateThroughTemporary() {
 // The rows of one block of the chain, into this first block's temporary table. The row of a branch
 // that keeps duplicates is recorded all the same, so that it counts against later branches.
 bool SQLQuery::StoreBlock(SQLQuery& block, bool isDistinct) {
+    // Every block stores every term of ORDER BY, so the two multiply.
+    if (orderBy.Count() > 0 && !generator->HasRoomForBlock()) {
+        return false;
+    }
     if (!block.GenerateLoops()) {
         return false;
     }

@@ -119,8 +119,9 @@ class SQLCodeGenerator {
     [[nodiscard]] int32_t ChooseIndex(SQLTableReference* table, SQLExpressionNode* condition,
                                       int32_t preferred);
     // Whether the code of one more block may follow; if not, the compilation fails in the end, even
-    // where a caller goes on. The condition of an outer join stands in a program twice, and so does
-    // the select list of DISTINCT and UNION: levels of sub-queries inside double the program each.
+    // where a caller goes on. The condition of an outer join stands in a program twice, and so do
+    // the select list of DISTINCT and UNION and the key that an index is searched by: levels of
+    // sub-queries inside double the program each. ORDER BY stands in it once a block of a UNION.
     [[nodiscard]] bool HasRoomForBlock();
     // Opens the cursors of every scope in hand.
     [[nodiscard]] bool GenerateOpenCursors();

@@ -83,6 +83,7 @@ std::string Nested(const std::string& beginning, const std::string& innermost,
 // What doubles a program with each level is stopped while it is small, also where the compilation
 // goes on behind a failure inside, as it does for the bounds of BETWEEN.
 TEST_F(NestedStatements, LevelsThatDoubleTheProgramAreBounded) {
+    EXPECT_EQ(database_->Run("create index ta on t (a)"), "");
     struct Form {
         const char* beginning;
         const char* end;
@@ -92,6 +93,7 @@ TEST_F(NestedStatements, LevelsThatDoubleTheProgramAreBounded) {
              Form{"select max(t.a) from t left outer join u on u.a between 0 and (", ")"},
              Form{"select distinct (", ") from u where a = 1"},
              Form{"select (", ") from u where a = 1 union select a from u where a = 1"},
+             Form{"select max(t.a) from t where (1 in (", ")) = t.a"},  // a key, and a condition
          }) {
         const std::string innermost = "select a from u where a = 1";
         const std::string few = Nested(form.beginning, innermost, form.end, 4);
@@ -102,6 +104,25 @@ TEST_F(NestedStatements, LevelsThatDoubleTheProgramAreBounded) {
                 << form.beginning;
         }
     }
+}
+
+std::string Repeated(const std::string& first, const std::string& next, int32_t count) {
+    std::string text = first;
+    for (int32_t done = 1; done < count; ++done) {
+        text += next;
+    }
+    return text;
+}
+
+// Each block of a UNION stores what its rows are sorted by, so blocks and terms multiply.
+TEST_F(NestedStatements, AnOrderByOfManyTermsOverManyBlocksIsBounded) {
+    const auto ordered = [](int32_t blocks, int32_t terms) {
+        return Repeated("select a from u", " union select a from u", blocks) +
+               Repeated(" order by a", ",a", terms);
+    };
+    EXPECT_EQ(database_->RowsText(ordered(500, 20)), "1\n2\n");
+    EXPECT_EQ(database_->RowsText(ordered(2, 4000)), "1\n2\n");
+    EXPECT_EQ(database_->RowsText(ordered(500, 4000)), "error: Statement is too complex");
 }
 
 }  // namespace
