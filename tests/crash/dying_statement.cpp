@@ -252,6 +252,10 @@ bool DyingStatement::IsCountTorn(const KillPoint& point, const std::string& data
     return point.tearsCount && DataOf(Last(point).path) == data;
 }
 
+bool DyingStatement::IsBehindAll(const KillPoint& point) const {
+    return !step_.step.fails && !point.isCut && point.change + 1 == step_.changes.size();
+}
+
 bool DyingStatement::IsSwapping(const KillPoint& point, const std::string& data) const {
     return !data.empty() && swapping_[point.change] == data;
 }
@@ -270,6 +274,10 @@ bool DyingStatement::Allows(const KillPoint& point, const Finding& finding) cons
     // tree does not reach. The next one writes over them.
     if (finding.harmless) {
         return true;
+    }
+    // What is told to have worked is whole.
+    if (IsBehindAll(point)) {
+        return false;
     }
     // A page written in part, and a split or merge between its pages, lose keys of other rows, too:
     // there is no journal. One that moves from page to page can also be in both.
@@ -350,10 +358,10 @@ std::string DyingStatement::UnexpectedAfterPack(const KillPoint& point,
                                  (index != dataOfIndex_.end() && index->second == kCatalogPath);
         const bool stays = isOfCatalog || finding.kind == FindingKind::kUnlistedFile ||
                            finding.kind == FindingKind::kMemo || PackMayFail(point);
-        const bool isUnknown =
-            (kind_ == DyingKind::kCreateIndex && made_.count(finding.file) != 0) ||
-            (index != dataOfIndex_.end() &&
-             (IsTreeOpen(point, "main.ovx") || IsPageTorn(point, "main.ovx")));
+        const bool isUnknown = (kind_ == DyingKind::kCreateIndex &&
+                                made_.count(finding.file) != 0 && !IsBehindAll(point)) ||
+                               (index != dataOfIndex_.end() &&
+                                (IsTreeOpen(point, "main.ovx") || IsPageTorn(point, "main.ovx")));
         text += isUnknown || (stays && Allows(point, finding)) ? "" : finding.text + "\n";
     }
     return text;
@@ -367,8 +375,8 @@ bool DyingStatement::PackMayFail(const KillPoint& point) const {
 // The library finds a table by its key in the catalog's first index, and opens it with its memo
 // file.
 bool DyingStatement::MayBeLost(const KillPoint& point, const std::string& table) const {
-    const bool isMade =
-        kind_ == DyingKind::kCreateTable && FindTable(tablesBefore_, table) == nullptr;
+    const bool isMade = kind_ == DyingKind::kCreateTable &&
+                        FindTable(tablesBefore_, table) == nullptr && !IsBehindAll(point);
     const bool lacksMemos = IsSwapping(point, FileOf(table));
     return isMade || lacksMemos || IsTreeOpen(point, "main.ovx") || IsPageTorn(point, "main.ovx");
 }

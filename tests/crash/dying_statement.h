@@ -82,12 +82,15 @@ class DyingStatement {
     [[nodiscard]] bool IsCountTorn(const KillPoint& point, const std::string& data) const;
     [[nodiscard]] std::string FileOf(const std::string& table) const;
     [[nodiscard]] const FileChange& Last(const KillPoint& point) const;
+    // Whether all that the statement writes is written, and it has only to say so.
+    [[nodiscard]] bool IsBehindAll(const KillPoint& point) const;
     [[nodiscard]] bool IsTreeOpen(const KillPoint& point, const std::string& path) const;
     [[nodiscard]] bool IsPageTorn(const KillPoint& point, const std::string& path) const;
     [[nodiscard]] bool IsSwapping(const KillPoint& point, const std::string& table) const;
     [[nodiscard]] uint32_t TornRecord(const KillPoint& point, const std::string& path) const;
     [[nodiscard]] bool Allows(const KillPoint& point, const checker::Finding& finding) const;
     [[nodiscard]] bool AllowsKey(const KillPoint& point, const checker::Finding& finding) const;
+    [[nodiscard]] std::string WrongResult(const Tables& now) const;
     [[nodiscard]] std::string WrongRecords(const KillPoint& point,
                                            const checker::CheckedTable& now) const;
     [[nodiscard]] std::string WrongOrder(const Tables& now) const;
@@ -102,8 +105,8 @@ class DyingStatement {
     std::map<std::string, std::string> dataOfIndex_;        // .ovx -> .dbf
     std::map<std::string, std::set<uint32_t>> ownRecords_;  // .dbf -> those that it writes
     std::set<std::string> made_;                            // files that it makes
-    std::vector<checker::MetRecord>
-        met_;  // those that it changes, in their order; empty if that is unknown
+    // Those that it changes, in their order; empty if that is unknown.
+    std::vector<checker::MetRecord> met_;
     std::vector<KillPoint> points_;
     // Behind each change: the indexes between two pages of one change, the .dbf whose files are
     // being exchanged, and the records that are counted.

@@ -13,6 +13,9 @@ using checker::RecordState;
 
 std::string DyingStatement::WrongRows(const KillPoint& point,
                                       const std::vector<CheckedTable>& now) const {
+    if (IsBehindAll(point)) {
+        return WrongResult(now);
+    }
     std::string text;
     for (const CheckedTable& table : tablesBefore_) {
         if (FindTable(now, table.name) == nullptr &&
@@ -27,6 +30,18 @@ std::string DyingStatement::WrongRows(const KillPoint& point,
         text += kind_ == DyingKind::kRebuild ? WrongList(point, table) : WrongRecords(point, table);
     }
     return text + WrongOrder(now);
+}
+
+// The tables are those of the whole statement, with their rows.
+std::string DyingStatement::WrongResult(const Tables& now) const {
+    std::string text = now.size() == tablesAfter_.size() ? "" : "there are other tables\n";
+    for (const CheckedTable& table : tablesAfter_) {
+        const CheckedTable* found = FindTable(now, table.name);
+        if (found == nullptr || ByNumber(found) != ByNumber(&table)) {
+            text += table.name + " is not as the statement makes it\n";
+        }
+    }
+    return text;
 }
 
 // Each record is as it was before, or as the statement makes it; no third way, none lost.

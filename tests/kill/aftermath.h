@@ -7,10 +7,9 @@
 //  - every row of an acknowledged statement is there and whole;
 //  - a statement that was killed has changed its first rows and not the others, each wholly. One
 //    record may be a mixture, if it was overwritten in place across two pages of memory;
-//  - data and memo files are sound; until pack, indexes may lack keys of the statement's own rows
-//  or
-//    have them still. Of other rows, one index may lack some or have them twice: the one of which a
-//    page was being split or merged;
+//  - data and memo files are sound; until pack, indexes may lack keys of the statement's own rows,
+//    or have them still. Of other rows, one index may lack some or have them twice: the one of
+//    which a page was being split or merged;
 //  - pack leaves everything sound.
 
 #include <string>
