@@ -6,6 +6,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -42,6 +43,9 @@ Result Guarded(ovra_database* database, Result failure, Operation operation) {
             return failure;
         }
         return operation();
+    } catch (const std::bad_alloc&) {
+        database->hostError = "Out of memory";  // short enough to need none itself
+        return failure;
     } catch (const std::exception& exception) {
         database->hostError = exception.what();
         return failure;

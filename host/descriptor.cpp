@@ -6,22 +6,27 @@
 
 #include <cerrno>
 #include <mutex>
+#include <new>
 
 namespace ovrahost {
 
 struct Descriptor::All {
     // Threads fork while others open and close: the list must be whole in the child.
     All() {
-        ::pthread_atfork([] { Everywhere().mutex.lock(); },
-                         [] {
-                             ++Everywhere().forksMade;
-                             Everywhere().mutex.unlock();
-                         },
-                         [] {
-                             ++Everywhere().forksLived;
-                             Everywhere().CloseInChild();
-                             Everywhere().mutex.unlock();
-                         });
+        const int failed = ::pthread_atfork([] { Everywhere().mutex.lock(); },
+                                            [] {
+                                                ++Everywhere().forksMade;
+                                                Everywhere().mutex.unlock();
+                                            },
+                                            [] {
+                                                ++Everywhere().forksLived;
+                                                Everywhere().CloseInChild();
+                                                Everywhere().mutex.unlock();
+                                            });
+        // Without the handlers a child would keep the locks of its parent.
+        if (failed != 0) {
+            throw std::bad_alloc();
+        }
     }
 
     // Closing alone: the locks are the parent's, which holds the same open files. Another thread

@@ -59,7 +59,8 @@ typedef struct ovra_parameter {
 
 /*
  * Creates a database: the schema table at `path` with its two index files beside it. Existing files
- * of these names are emptied. The tables made later go to the same folder.
+ * of these names are emptied. The tables made later go to the same folder. A program that changes
+ * its working folder later gives an absolute path.
  *
  * `*database` receives a handle, also on failure (so that ovra_error can tell why), and must go to
  * ovra_close in every case. It is NULL only when there is no memory for it.
@@ -90,9 +91,9 @@ OVRA_API const char* ovra_error(ovra_database* database);
 OVRA_API int32_t ovra_set_option(ovra_database* database, const char* key, const char* value);
 
 /*
- * Rewrites every table without its deleted records and builds all indexes again. No view may be
- * open. Waits for the statements and views of others that use a table, as ALTER TABLE does; they
- * wait for it in turn.
+ * Rewrites every table without its deleted records and builds all indexes again. Waits for the
+ * statements and views of others that use a table, as ALTER TABLE does; they wait for it in turn.
+ * Views of this database read the old files on.
  */
 OVRA_API int32_t ovra_pack(ovra_database* database);
 

@@ -177,6 +177,20 @@ TEST_F(CInterfaceTest, DatabaseMayBeClosedWithViewsOpen) {
     Run("insert into t values (3, 'three', 0)");
 }
 
+TEST_F(CInterfaceTest, ViewReadsTheOldFilesOnAfterAPack) {
+    Run("insert into t values (3, 'three', 3)");
+    Run("delete from t where id = 2");
+    ovra_view* view = Open("select id from t");
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(ovra_next(view), 1);
+    EXPECT_EQ(ovra_pack(database_), 1) << ovra_error(database_);
+    Run("insert into t values (4, 'four', 4)");
+    EXPECT_EQ(ovra_next(view), 1);
+    EXPECT_STREQ(ovra_text(view, 0, nullptr), "3");
+    EXPECT_EQ(ovra_next(view), 0);
+    ovra_close_view(view);
+}
+
 TEST_F(CInterfaceTest, TwoHandlesOfOneProcessShareADatabase) {
     ovra_database* other = nullptr;
     ASSERT_EQ(ovra_open(folder_.File("db.dbf").c_str(), &other), 1);
