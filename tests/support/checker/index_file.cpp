@@ -111,15 +111,14 @@ void IndexFile::CheckSize(Report* report) const {
         Add("the next page would be " + std::to_string(pageCount_), report);
         return;
     }
-    const size_t expected = size_t{pageCount_} * kPageSize;
-    if (bytes_.size() == expected) {
+    const uint64_t expected = uint64_t{pageCount_} * kPageSize;
+    const uint64_t size = bytes_.size();
+    if (size == expected) {
         return;
     }
-    const std::string text = std::to_string(bytes_.size()) + " bytes, and the next page is " +
-                             std::to_string(pageCount_);
-    const size_t most = std::max(bytes_.size(), expected);
-    const size_t least = std::min(bytes_.size(), expected);
-    if (most - least <= 2 * kPageSize) {
+    const std::string text =
+        std::to_string(size) + " bytes, and the next page is " + std::to_string(pageCount_);
+    if (std::max(size, expected) - std::min(size, expected) <= 2 * kPageSize) {
         report->AddHarmless(FindingKind::kIndexStructure, path_, 0, text);
     } else {
         Add(text, report);
@@ -129,7 +128,7 @@ void IndexFile::CheckSize(Report* report) const {
 // Whether a page can be walked: it is there, and it is the first time.
 bool IndexFile::Reach(uint32_t page, uint32_t depth, Report* report) {
     const std::string name = "page " + std::to_string(page);
-    if (page == 0 || page >= pageCount_ || (size_t{page} + 1) * kPageSize > bytes_.size()) {
+    if (page == 0 || page >= pageCount_ || (uint64_t{page} + 1) * kPageSize > bytes_.size()) {
         Add(name + " is none", report);
         return false;
     }
