@@ -73,15 +73,6 @@ bool DescribeTerm(SQLOrderBy* term) {
     return term->column != nullptr;
 }
 
-SQLSelectedColumn* FindSelected(const SQLQuery& query, TextView name) {
-    for (SQLSelectedColumn* item : *query.selected) {
-        if (EqualsNoCase(item->name, name)) {
-            return item;
-        }
-    }
-    return nullptr;
-}
-
 // Children before their parent, the left one first.
 struct ValidateStep {
     SQLExpressionNode* node;
@@ -99,12 +90,16 @@ bool SQLQuery::PrepareOrderBy() {
     const bool hasTemporary = temporaryTable >= 0;
     const int32_t firstAscending = orderBy.First()->ascending;
     bool needTemporary = distinct != 0;
+    SelectedColumns byName(false, true);
+    for (SQLSelectedColumn* item : *selected) {
+        byName.Add(item);
+    }
     int32_t position = selected->Count();
     for (SQLOrderBy* term : orderBy) {
         if (term->ascending != firstAscending) {
             needTemporary = true;
         }
-        if (!ValidateOrderBy(term->expression.get(), hasTemporary)) {
+        if (!ValidateOrderBy(term->expression.get(), byName, hasTemporary)) {
             return false;
         }
         if (DescribeTerm(term)) {
@@ -124,7 +119,8 @@ bool SQLQuery::PrepareOrderBy() {
     return true;
 }
 
-bool SQLQuery::ValidateOrderBy(SQLExpression* expression, bool hasTemporary) {
+bool SQLQuery::ValidateOrderBy(SQLExpression* expression, const SelectedColumns& byName,
+                               bool hasTemporary) {
     WorkStack<ValidateStep> steps;
     steps.Push({expression->root, false});
     while (!steps.IsEmpty()) {
@@ -139,7 +135,7 @@ bool SQLQuery::ValidateOrderBy(SQLExpression* expression, bool hasTemporary) {
                 steps.Push({node->left, false});
             }
         } else if (node->kind == NodeKind::kColumn &&
-                   !ValidateOrderByColumn(expression, node, hasTemporary)) {
+                   !ValidateOrderByColumn(expression, node, byName, hasTemporary)) {
             return false;
         }
     }
@@ -149,9 +145,9 @@ bool SQLQuery::ValidateOrderBy(SQLExpression* expression, bool hasTemporary) {
 // A name of a result column means that column. With a temporary table set already (UNION,
 // aggregates) nothing else is in reach.
 bool SQLQuery::ValidateOrderByColumn(SQLExpression* expression, SQLExpressionNode* node,
-                                     bool hasTemporary) {
+                                     const SelectedColumns& byName, bool hasTemporary) {
     SQLSelectedColumn* const item =
-        node->column->qualified ? nullptr : FindSelected(*this, node->column->name);
+        node->column->qualified ? nullptr : byName.Find(node->column->name);
     if (item == nullptr) {
         return !hasTemporary || generator->SetError("ORDER BY must be by result column name");
     }

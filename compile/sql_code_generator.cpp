@@ -1,6 +1,9 @@
 #include "compile/sql_code_generator.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
+#include <new>
 #include <utility>
 
 #include "compile/tree/sql_query.h"
@@ -100,7 +103,8 @@ void SQLCodeGenerator::ClearInstructions() {
 }
 
 bool SQLCodeGenerator::HasRoomForBlock() {
-    const int64_t most = kMostInstructions + kMoreForEachByte * statementText_.length;
+    const int64_t most =
+        std::min(kMostInstructions + kMoreForEachByte * statementText_.length, kMostOfAnyText);
     isTooLong_ = isTooLong_ || instructionCount_ > most;
     return !isTooLong_ || Fail({"Statement is too complex"});
 }
@@ -113,6 +117,9 @@ int32_t SQLCodeGenerator::InstructionCapacity() const {
 int32_t SQLCodeGenerator::Emit(Opcode opcode, int32_t operand1, int32_t operand2, int32_t operand3,
                                TextView text1, TextView text2, const void* pointer) {
     if (instructionCount_ == instructionRoom_) {
+        if (instructionRoom_ > std::numeric_limits<int32_t>::max() / 2) {
+            throw std::bad_alloc();
+        }
         // Doubling keeps the whole copying linear in the length of the program.
         const int32_t room = instructionRoom_ == 0 ? kInstructionStep : instructionRoom_ * 2;
         auto grown = std::make_unique<Instruction[]>(static_cast<size_t>(room));

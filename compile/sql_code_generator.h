@@ -52,6 +52,7 @@ class SQLCodeGenerator {
     // first is for wide tables.
     static constexpr int64_t kMostInstructions = 1'500'000;
     static constexpr int64_t kMoreForEachByte = 64;
+    static constexpr int64_t kMostOfAnyText = 67'108'864;
 
     explicit SQLCodeGenerator(Schema* schema);
     virtual ~SQLCodeGenerator();

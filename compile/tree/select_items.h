@@ -26,6 +26,9 @@ struct SQLSelectedColumn {
     std::unique_ptr<SQLExpression> expression;
 };
 
+// The name by which ORDER BY finds a selected column.
+inline TextView ItemName(const SQLSelectedColumn& column) { return column.name; }
+
 struct SQLUpdatedColumn {
     SQLColumnReference* column = nullptr;  // owned by the scope
     std::unique_ptr<SQLExpression> expression;

@@ -13,6 +13,7 @@
 
 #include "compile/tree/select_items.h"
 #include "compile/tree/sql_complex_element.h"
+#include "foundation/hash_table.h"
 #include "foundation/list.h"
 #include "foundation/stack.h"
 #include "foundation/text_view.h"
@@ -87,9 +88,12 @@ class SQLQuery : public SQLComplexElement {
   private:
     std::unique_ptr<SQLExpression> NewExpression();
 
-    [[nodiscard]] bool ValidateOrderBy(SQLExpression* expression, bool hasTemporary);
+    // The select list, for look-ups by name.
+    using SelectedColumns = HashTable<SQLSelectedColumn>;
+    [[nodiscard]] bool ValidateOrderBy(SQLExpression* expression, const SelectedColumns& byName,
+                                       bool hasTemporary);
     [[nodiscard]] bool ValidateOrderByColumn(SQLExpression* expression, SQLExpressionNode* node,
-                                             bool hasTemporary);
+                                             const SelectedColumns& byName, bool hasTemporary);
     [[nodiscard]] bool OrdersByTable(const SQLTableReference* table) const;
     [[nodiscard]] bool FitsOrderBy(Index* index, List<SQLExpressionNode>* keyValues,
                                    bool ascending);

@@ -34,10 +34,10 @@ class ForkedProcessTest : public TwoProgramsTest {
             const char answer = work() ? 'y' : 'n';
             ::_exit(::write(ends[1], &answer, 1) == 1 && ::pause() == 0 ? 0 : 1);
         }
+        ::close(ends[1]);  // a child that dies early ends the reading
         char answer = 0;
         EXPECT_EQ(::read(ends[0], &answer, 1), 1);
         ::close(ends[0]);
-        ::close(ends[1]);
         return answer == 'y';
     }
 

@@ -180,6 +180,22 @@ TEST_F(ChainTest, OfListItems) { ExpectResults(kLists); }
 
 TEST_F(ChainTest, OfWhatIsNoSql) { ExpectResults(kNonsense); }
 
+// A hundred thousand result columns, and an order by each of them.
+TEST_F(ChainTest, OfNamesToOrderBy) {
+    std::string sql = "select a";
+    std::string order = " from t order by a";
+    for (int32_t number = 0; number < kTerms; ++number) {
+        const std::string name = ", x" + std::to_string(number);
+        sql += ", a as" + name.substr(1);
+        order += name;
+    }
+    TestDatabase database;
+    ASSERT_TRUE(database.Open());
+    const double start = Seconds();
+    EXPECT_EQ(database.RowsText(sql + order), kOverflow);
+    EXPECT_LT(Seconds() - start, kMostSeconds);
+}
+
 // A hundred thousand parameters, each its own.
 TEST_F(ChainTest, OfParameters) {
     TestDatabase database;

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <thread>
@@ -57,13 +58,15 @@ TEST_F(IndexCreationTest, RebuildWaitsForAnIndexThatIsBeingCreated) {
     EXPECT_EQ(creator.Select("select number from t").size(), std::size_t{kRows - 10})
         << "the table stays open";
     auto catalog = std::make_optional<LockedCatalog>(database_.Path());
-    std::thread creation([&creator] {
+    std::atomic<bool> isCreated = false;
+    std::thread creation([&creator, &isCreated] {
         EXPECT_TRUE(creator.Run("create index words on t (word)")) << creator.Error();
+        isCreated = true;
     });
     const std::string index = database_.Folder().File("words.ovx");
     std::error_code none;
-    while (fs::file_size(index, none) == static_cast<std::uintmax_t>(-1) ||
-           fs::file_size(index, none) < 2048) {  // with keys in it
+    while (!isCreated && (fs::file_size(index, none) == static_cast<std::uintmax_t>(-1) ||
+                          fs::file_size(index, none) < 2048)) {  // with keys in it
         std::this_thread::yield();
     }
     rebuilder.SetLockTimeout(20);
