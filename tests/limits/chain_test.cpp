@@ -22,7 +22,7 @@ constexpr int64_t kOpenFiles = 1000;
 #if defined(__SANITIZE_ADDRESS__) || !defined(NDEBUG)
 constexpr double kMostSeconds = 20;
 #else
-constexpr double kMostSeconds = 1.5;
+constexpr double kMostSeconds = 5;
 #endif
 
 struct Chain {
