@@ -129,10 +129,11 @@ bool FileClaims::ClaimForRebuild(const std::string& path, int32_t timeout,
     PosixFile* const opened = OpenedInThisCall(path);
     DropOlderClaims(path, opened);
     if (opened != nullptr) {
-        if (ClaimOpened(opened, error)) {
-            *claim = opened->Duplicate();
+        if (!ClaimOpened(opened, error)) {
+            return false;
         }
-        return *claim != nullptr;
+        *claim = opened->Duplicate();
+        return true;
     }
     if (!FileExists(path)) {
         return true;
@@ -165,10 +166,11 @@ void FileClaims::EndCall(bool viewsAreOpen) {
     isInCall_ = false;
     kind_ = CallKind::kRunsStatement;
     hasClaims_ = viewsAreOpen;
+    if (viewsAreOpen) {
+        return;
+    }
     for (const Opened& opened : files_) {
-        if (!viewsAreOpen) {
-            opened.file->DropClaim();
-        }
+        opened.file->DropClaim();
     }
 }
 

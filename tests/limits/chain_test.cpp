@@ -19,6 +19,7 @@ constexpr size_t kAHandfulOfFrames = 16 * 1024;
 // A host runs out of open files long before 100,000 tables.
 constexpr int64_t kOpenFiles = 1000;
 
+// Of the processor: more than any chain takes, and less than what grows with the square.
 #if defined(__SANITIZE_ADDRESS__) || !defined(NDEBUG)
 constexpr double kMostSeconds = 20;
 #else
