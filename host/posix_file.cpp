@@ -48,6 +48,34 @@ bool IsBusy(int error) { return error == EAGAIN || error == EACCES; }
 
 }  // namespace
 
+// How long locks are waited for. The time begins with the first refusal, and goes on from one lock
+// to the next.
+class PosixFile::Patience {
+  public:
+    explicit Patience(int32_t timeoutMilliseconds) : timeout_(timeoutMilliseconds) {}
+
+    // Waits until it is worth asking again. False when the time is over.
+    bool Pause() {
+        const auto now = steady_clock::now();
+        if (!hasBegun_) {
+            hasBegun_ = true;
+            deadline_ = now + timeout_;
+        }
+        if (now >= deadline_) {
+            return false;
+        }
+        std::this_thread::sleep_for(pause_);
+        pause_ = std::min(pause_ * 2, kLongestPause);
+        return true;
+    }
+
+  private:
+    milliseconds timeout_;
+    bool hasBegun_ = false;
+    steady_clock::time_point deadline_;
+    microseconds pause_ = kFirstPause;
+};
+
 std::string FileInUseText() { return "File is in use by another process or an open view"; }
 
 std::string SystemErrorText(int error) { return std::generic_category().message(error); }
@@ -169,7 +197,8 @@ int64_t PosixFile::Seek(int64_t offset) {
 
 int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
                         int32_t timeoutMilliseconds) {
-    const int error = AwaitLock(mode, offset, length, timeoutMilliseconds);
+    Patience patience(timeoutMilliseconds);
+    const int error = AwaitLock(mode, offset, length, &patience);
     if (error != 0) {
         return FailLock(error, timeoutMilliseconds);
     }
@@ -182,19 +211,11 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
     return 0;
 }
 
-int PosixFile::AwaitLock(LockMode mode, int64_t offset, int64_t length,
-                         int32_t timeoutMilliseconds) {
+int PosixFile::AwaitLock(LockMode mode, int64_t offset, int64_t length, Patience* patience) {
     const int16_t type = mode == LockMode::kShared ? F_RDLCK : F_WRLCK;
     int error = descriptor_->TryLock(type, offset, length);
-    if (!IsBusy(error)) {
-        return error;
-    }
-    hasWaited_ = true;
-    const auto deadline = steady_clock::now() + milliseconds(timeoutMilliseconds);
-    microseconds pause = kFirstPause;
-    while (IsBusy(error) && steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, kLongestPause);
+    hasWaited_ = hasWaited_ || IsBusy(error);
+    while (IsBusy(error) && patience->Pause()) {
         error = descriptor_->TryLock(type, offset, length);
     }
     return error;
@@ -217,23 +238,26 @@ int32_t PosixFile::Release(int64_t offset, int64_t length) {
 }
 
 int32_t PosixFile::Claim(ClaimMode mode, int32_t timeoutMilliseconds) {
-    const int error = AwaitClaim(mode, timeoutMilliseconds);
+    Patience patience(timeoutMilliseconds);
+    const int error = AwaitClaim(mode, &patience);
     if (IsBusy(error)) {
         FailLock(error, timeoutMilliseconds);
         Fail(FileInUseText() + ": " + error_);
         return -1;
     }
-    // Where files cannot be locked at all, they can still be read.
+    if (error != 0 && mode == ClaimMode::kExclusive) {
+        return FailLock(error, timeoutMilliseconds);
+    }
     descriptor_->SetClaimed(error == 0);
     return 0;
 }
 
-int PosixFile::AwaitClaim(ClaimMode mode, int32_t timeoutMilliseconds) {
+int PosixFile::AwaitClaim(ClaimMode mode, Patience* patience) {
     if (mode == ClaimMode::kShared) {
-        return AwaitLock(LockMode::kShared, kClaimOffset, 1, timeoutMilliseconds);
+        return AwaitLock(LockMode::kShared, kClaimOffset, 1, patience);
     }
     if (mode == ClaimMode::kSharedInTurn) {
-        const int error = AwaitLock(LockMode::kShared, kTurnOffset, 2, timeoutMilliseconds);
+        const int error = AwaitLock(LockMode::kShared, kTurnOffset, 2, patience);
         descriptor_->TryLock(F_UNLCK, kTurnOffset, 1);
         return error;
     }
@@ -241,9 +265,9 @@ int PosixFile::AwaitClaim(ClaimMode mode, int32_t timeoutMilliseconds) {
     if (!IsBusy(error)) {
         return error;
     }
-    error = AwaitLock(LockMode::kExclusive, kTurnOffset, 1, timeoutMilliseconds);
+    error = AwaitLock(LockMode::kExclusive, kTurnOffset, 1, patience);
     if (error == 0) {
-        error = AwaitLock(LockMode::kExclusive, kClaimOffset, 1, timeoutMilliseconds);
+        error = AwaitLock(LockMode::kExclusive, kClaimOffset, 1, patience);
         descriptor_->TryLock(F_UNLCK, kTurnOffset, 1);
     }
     return error;

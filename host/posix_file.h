@@ -44,8 +44,7 @@ class PosixFile {
     // Null on failure, with the reason in `error` (an errno value).
     static std::unique_ptr<PosixFile> Open(const std::string& path, int32_t flags, int* error);
 
-    // The same, with a claim on the file, which is waited for. Where files cannot be locked at all
-    // the file is opened without.
+    // The same, with a claim on the file, which is waited for.
     static std::unique_ptr<PosixFile> OpenClaimed(const std::string& path, int32_t flags,
                                                   ClaimMode mode, int32_t timeoutMilliseconds,
                                                   std::string* error);
@@ -68,7 +67,11 @@ class PosixFile {
     // A claim is a lock far behind the last byte that a file can have. It holds until it is dropped
     // or the file is closed; another one replaces it. Who waits for an exclusive one keeps those
     // out that ask for kSharedInTurn, or there would always be somebody. Who has a claim on any
-    // file already must not wait so, since the other may be waiting for that one.
+    // file already must not wait so, since the other may be waiting for that one. The timeout is
+    // that of the whole.
+    //
+    // Where files cannot be locked at all they can still be read, so a shared claim that fails for
+    // another reason than somebody else's is done without.
     int32_t Claim(ClaimMode mode, int32_t timeoutMilliseconds);
     void DropClaim();
     bool IsClaimed() const { return descriptor_->IsClaimed(); }
@@ -139,9 +142,10 @@ class PosixFile {
     int Describe();
 
     // 0 when the lock was taken, else the errno value. One that others hold is waited for.
-    int AwaitLock(LockMode mode, int64_t offset, int64_t length, int32_t timeoutMilliseconds);
+    class Patience;
+    int AwaitLock(LockMode mode, int64_t offset, int64_t length, Patience* patience);
     int32_t FailLock(int error, int32_t timeoutMilliseconds);
-    int AwaitClaim(ClaimMode mode, int32_t timeoutMilliseconds);
+    int AwaitClaim(ClaimMode mode, Patience* patience);
     void Fail(const std::string& reason) { error_ = reason; }
     void SetPermissions(uint32_t permissions);
 

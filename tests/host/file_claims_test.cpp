@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "tests/host/two_programs.h"
+#include "tests/support/without_locks.h"
 
 namespace ovrahost {
 namespace {
@@ -71,6 +72,46 @@ TEST_F(FileClaimsTest, RebuildThatWaitsLetsNobodyPass) {
     Close(&one_, std::move(again));
     Close(&one_, std::move(first));
     rebuild.join();
+}
+
+// It waits for its turn first, and for the statements then.
+TEST_F(FileClaimsTest, RebuildWaitsForItsTimeoutInAll) {
+    using std::chrono::milliseconds;
+    auto user = Open(&one_);
+    int reason = 0;
+    auto waiting = PosixFile::Open(path_, kExisting, &reason);
+    constexpr int64_t turn = int64_t{1} << 62;
+    ASSERT_EQ(waiting->Lock(LockMode::kExclusive, turn, 1, 0), 0);
+    std::thread givesUp([&] {
+        std::this_thread::sleep_for(milliseconds(400));
+        waiting->Release(turn, 1);
+    });
+    const auto start = std::chrono::steady_clock::now();
+    HostProgram rebuilder;
+    rebuilder.Claims().BeginCall(CallKind::kRebuilds);
+    EXPECT_EQ(rebuilder.Claims().Open(path_, kExisting, 500, &error_), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(800));
+    EXPECT_EQ(error_, std::string(kInUse) + ": Lock not granted within 500 milliseconds");
+    givesUp.join();
+    Close(&one_, std::move(user));
+}
+
+// Nobody could be kept out, so nothing is replaced.
+TEST_F(FileClaimsTest, FilesThatCannotBeLockedAreReadButNotRebuilt) {
+    const bool could = ovratest::WithoutLocks([this] {
+        auto file = Open(&one_);
+        ASSERT_NE(file, nullptr) << error_;
+        EXPECT_EQ(Content(file.get()), "old");
+        EXPECT_FALSE(BeginRebuild(&one_));
+        EndCall(&one_);
+        one_.Claims().BeginCall(CallKind::kRebuilds);
+        EXPECT_EQ(Open(&one_), nullptr);
+        EXPECT_EQ(error_, "No locks available");
+        Close(&one_, std::move(file));
+    });
+    if (!could) {
+        GTEST_SKIP() << "no filter of system calls";
+    }
 }
 
 TEST_F(FileClaimsTest, RebuildOfAFileThatHasGrownSinceItWasOpenedIsRefused) {
