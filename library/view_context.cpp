@@ -90,8 +90,6 @@ void ViewContext::End() {
     database->RemoveView();
 }
 
-SQLEngine* ViewContext::Engine() const {
-    return statement_ == nullptr ? nullptr : &statement_->Engine();
-}
+SQLEngine& ViewContext::Engine() const { return statement_->Engine(); }
 
 }  // namespace ovrasql

@@ -45,8 +45,8 @@ class ViewContext {
 
     void SetStatement(PreparedStatement* statement) { statement_ = statement; }
     [[nodiscard]] DatabaseContext& Database() const { return *database_; }
-    // Null if the view has no statement.
-    [[nodiscard]] SQLEngine* Engine() const;
+    // The statement's. A view that a handle leads to has one.
+    [[nodiscard]] SQLEngine& Engine() const;
 
     ViewContext* nextIdle = nullptr;  // the pool's
 

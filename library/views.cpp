@@ -151,10 +151,10 @@ int32_t view_close(void* view) {
 
 int32_t view_skip(void* view, int32_t rows) {
     ViewContext* context = ViewContext::Of(view);
-    if (context == nullptr || context->Database().IsFreed() || context->Engine() == nullptr) {
+    if (context == nullptr || context->Database().IsFreed()) {
         return 0;
     }
-    return Skip(*context, *context->Engine(), rows);
+    return Skip(*context, context->Engine(), rows);
 }
 
 int32_t view_reveal_structure(void* view, void** variable) {
@@ -163,10 +163,10 @@ int32_t view_reveal_structure(void* view, void** variable) {
         return 1;
     }
     ovVariable_SetValue(*variable, "", 0);
-    if (context == nullptr || context->Engine() == nullptr) {
+    if (context == nullptr) {
         return 1;
     }
-    const Array<SQLViewResult>& results = context->Engine()->Results();
+    const Array<SQLViewResult>& results = context->Engine().Results();
     int32_t number = 1;
     for (int32_t slot = 0; results.Get(slot) != nullptr; ++slot) {
         const SQLViewResult* result = results.Get(slot);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "foundation/ignore_result.h"
 #include "storage/ovra_sql_index.h"
 
 namespace ovrasql {
@@ -131,22 +132,20 @@ bool OvraSQLIndex::Seek(TextView key, bool exact, uint32_t* recordNumber, bool* 
 }
 
 bool OvraSQLIndex::SeekRecord(TextView key, uint32_t recordNumber, bool lock) {
+    // Record number 0 stands for every failure of a search or a step.
     uint32_t reported = 0;
     bool found = false;
-    bool result = Seek(key, true, &reported, &found, lock);
-    if (!found) {
-        return result && reported == recordNumber && reported != 0;
-    }
+    IgnoreResult(Seek(key, true, &reported, &found, lock));
     // Required: the loop does not end with the equal keys. It runs on to the index's end.
     uint64_t steps = 0;
-    while (result && reported != recordNumber && reported != 0) {
+    while (found && reported != recordNumber && reported != 0) {
         if (++steps > header_.MostKeys()) {
             FailAsCorrupt();
             return AbandonWalk();
         }
-        result = Next(&reported, nullptr, lock);
+        IgnoreResult(Next(&reported, nullptr, lock));
     }
-    return result && reported == recordNumber && reported != 0;
+    return reported == recordNumber && reported != 0;
 }
 
 // --- Both ends

@@ -166,6 +166,13 @@ TEST_F(ChooseIndex, PrefersTheDirectionWhicheverIndexComesFirst) {
     EXPECT_EQ(Plan("select c from t where a > 1 order by a"), "Cursor_Index 0 0 1 'n2up'");
 }
 
+TEST_F(ChooseIndex, PrefersMoreEqualPartsToTheDirection) {
+    Define("create index n1up on t (a, b)");
+    Define("create index n2down on t (a desc)");
+    EXPECT_EQ(Plan("select c from t where a = 1 and b = 2 order by a desc"),
+              "Cursor_Index 0 2 0 'n1up'; Temporary_Sort 0 0 0 list");
+}
+
 // The best score starts at 0: an index that the condition does not use is taken for its direction.
 TEST_F(ChooseIndex, TakesAnUnusedIndexForItsDirection) {
     Define("create index ia on t (a)");

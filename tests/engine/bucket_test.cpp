@@ -169,6 +169,13 @@ TEST_F(BucketTest, AWalkThatHasEndedStaysEnded) {
     EXPECT_TRUE(bucket.CurrentRecord()->key == TextView("a"));
 }
 
+TEST_F(BucketTest, AWalkThatHasNotBegunHasNoNextGroup) {
+    SQLBucket bucket(1, false);
+    EXPECT_FALSE(bucket.FindOrCreate("a"));
+    EXPECT_FALSE(bucket.Next());
+    EXPECT_EQ(bucket.CurrentRecord(), nullptr);
+}
+
 TEST_F(BucketTest, ANewDefaultGroupIsEmpty) {
     Program program = WithDefault();
     program.Do(SQL_Bucket_Count, 0, 0).Do(SQL_Push_Bucket, 0, 0).Do(SQL_Bucket_Default, 0);

@@ -123,6 +123,12 @@ TEST(Like, FollowsItsWildcards) {
     EXPECT_TRUE(Like("a%c", "a%c"));
 }
 
+// A pattern can be a piece of a longer text.
+TEST(Like, EndsWithItsPattern) {
+    EXPECT_TRUE(TextIsLike("abc", TextView("a%%", 2), false));
+    EXPECT_TRUE(TextIsLike("abc", TextView("abc%%", 4), false));
+}
+
 TEST(Like, MeetsTheEmptyText) {
     EXPECT_FALSE(Like("", "a%"));
     EXPECT_TRUE(Like("", "%"));

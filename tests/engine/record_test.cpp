@@ -115,6 +115,22 @@ TEST_F(RecordTest, AFailedUpdateKeepsItsOwnMessage) {
     TheHost().ClearFailures();
 }
 
+TEST_F(RecordTest, IndexesThatCannotFollowAnUpdateFailIt) {
+    MakeTable();
+    ASSERT_EQ(Insert("t", {"a"}, {"x"}), "");
+    Program program;
+    Open(&program, 0, "t", {"a"}, true);
+    program.Do(SQL_Cursor_First, 0, 100).Do(SQL_Cursor_LockForUpdate, 0);
+    program.Literal("z").Do(SQL_Pop_Column, 0, 0).Do(SQL_Cursor_Update, 0).Do(SQL_Output);
+    program.Do(SQL_Cursor_Update_Indexes, 0);
+    Machine machine(schema.get());
+    EXPECT_EQ(machine.Run(program), 1);
+    TheHost().FailCall("ovFile_Write", 1, FailureKind::kOutright, FailureSpan::kForEver);
+    EXPECT_EQ(machine.loop.Run(), -1);
+    EXPECT_NE(machine.Error().find("ta.ovx"), std::string::npos) << machine.Error();
+    TheHost().ClearFailures();
+}
+
 TEST_F(RecordTest, DeleteFlagsTheRecordAndQueuesItsKeys) {
     MakeTable();
     ASSERT_EQ(Insert("t", {"a"}, {"x"}), "");

@@ -188,6 +188,16 @@ TEST(Result, BorrowsOrCopies) {
     EXPECT_EQ(ToText(borrowing.GetString()), "xbc");
 }
 
+// A text that is out of date may be gone.
+TEST(Result, KeepsATextOnlyWhereItIsTheValue) {
+    SQLKeptResult cell;
+    cell.SetString("12", false);
+    cell.SetInteger(3);
+    cell.KeepText();
+    EXPECT_EQ(cell.OwnText(), nullptr);
+    EXPECT_EQ(ToText(cell.GetString()), "3");
+}
+
 TEST(Result, ItsOwnTextMayBeStoredAgain) {
     SQLKeptResult cell;
     cell.SetString("hello world", true);

@@ -204,9 +204,13 @@ TEST_F(IndexInsertTest, EachFailureHasItsMessageAndLeavesTheGeneration) {
     EXPECT_EQ(Shape(), "(A1 B2 C3 D4) E5 (F6 G7 H8 I9)");
 }
 
-// The page number may not wrap: refused before anything is written.
+// The page number may not wrap, so one is left for each of 64 levels and a new root. Refused before
+// anything is written.
 TEST_F(IndexInsertTest, ExhaustedPageNumbersFailAsAWrite) {
-    const std::string bytes = IndexFile({.nextPage = 0xFFFFFFF0U}, {PageBytes({})});
+    constexpr uint32_t last = 0xFFFFFFFFU - 65;
+    OpenBytes(IndexFile({.nextPage = last}, {PageBytes({})}));
+    EXPECT_TRUE(index_->InsertKey(1, "A")) << Text(index_->Error());
+    const std::string bytes = IndexFile({.nextPage = last + 1}, {PageBytes({})});
     OpenBytes(bytes);
     EXPECT_FALSE(index_->InsertKey(1, "A"));
     EXPECT_EQ(Text(index_->Error()), "Error writing to 't.ovx': File is full");
