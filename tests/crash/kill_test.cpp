@@ -16,7 +16,7 @@
 namespace ovrasql {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) && !defined(OVRA_WHOLE_SWEEPS)
 constexpr uint32_t kHistories = 4;
 constexpr size_t kEvery = 5;  // of the points of a script
 constexpr int kLeastKills = 1000;
