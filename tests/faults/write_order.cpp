@@ -30,12 +30,8 @@ Kind KindOfPath(const std::string& path) {
     return EndsWith(path, ".log") ? Kind::kTrace : Kind::kUnknown;
 }
 
-Kind KindOfHeader(int64_t length) {
-    if (length == kDataHeader) {
-        return Kind::kData;
-    }
-    return length == kMemoHeader ? Kind::kMemo : Kind::kIndex;
-}
+// What a data file and its memo file have in common.
+std::string Stem(const std::string& path) { return path.substr(0, path.rfind('.')); }
 
 int64_t HeaderLength(Kind kind) {
     if (kind == Kind::kData) {
@@ -52,15 +48,21 @@ struct HeldLock {
     int64_t length = 0;
     int32_t mode = 0;
     bool headerRead = false;  // since the lock was taken
+    bool keysWritten = false;
 
     [[nodiscard]] bool Covers(int64_t at) const { return offset <= at && at < offset + length; }
 };
 
 struct File {
     Kind kind = Kind::kUnknown;
+    std::string place;  // its path, or the one that it is made for
+    bool isNew = false;
     int32_t writesMissing = 0;  // until a new file is whole
     bool recordUncounted = false;
+    bool recordIsAdded = false;  // the one that was written last, behind all others
     bool textUncounted = false;
+    bool textUnnamed = false;  // no record has been written since
+    int64_t keyChanges = 0;
     std::vector<HeldLock> locks;
 
     [[nodiscard]] HeldLock* LockOn(int64_t at) {
@@ -70,6 +72,11 @@ struct File {
             }
         }
         return nullptr;
+    }
+
+    [[nodiscard]] bool IsLockedForWriting() const {
+        return std::any_of(locks.begin(), locks.end(),
+                           [](const HeldLock& lock) { return lock.mode == kExclusive; });
     }
 };
 
@@ -83,9 +90,9 @@ class Order {
             return;
         }
         if (call.name == "ovFile_Open" && (call.flags & kEmptyIt) != 0) {
-            Make(call.path);
+            Make(call.path, call.path);
         } else if (call.name == "ovFile_MakeTemporary") {
-            Make(call.newPath);
+            Make(call.newPath, call.path);
         } else if (call.name == "ovFile_Lock") {
             TakeLock(FileAt(call.path));
         } else if (call.name == "ovFile_Release") {
@@ -120,17 +127,23 @@ class Order {
 
     File& FileAt(const std::string& path) {
         File& file = files_[path];
-        if (file.kind == Kind::kUnknown) {
+        if (file.place.empty()) {
             file.kind = KindOfPath(path);
+            file.place = path;
         }
         return file;
     }
 
-    void Make(const std::string& path) {
+    void Make(const std::string& path, const std::string& place) {
         ++counts_->filesMade;
+        if (catalogRowWritten_) {
+            Breach("rule 6: made behind a row of the catalog");
+        }
         File file;
-        file.kind = KindOfPath(path);
-        file.writesMissing = -1;  // its kind may not be known yet
+        file.kind = KindOfPath(place);
+        file.place = place;
+        file.isNew = true;
+        file.writesMissing = WritesToMake(file.kind);
         files_[path] = file;
     }
 
@@ -163,6 +176,9 @@ class Order {
         if (file.recordUncounted && found->offset == 0) {
             Breach("rule 3: the lock goes before the record is counted");
         }
+        if (file.kind == Kind::kData && found->mode == kExclusive && HasUnnamedText(file)) {
+            Breach("rule 5: the lock goes before the record that names the text");
+        }
         file.locks.erase(found);
     }
 
@@ -176,8 +192,11 @@ class Order {
         if (file.kind == Kind::kTrace) {
             return;
         }
-        if (file.writesMissing != 0) {
-            WriteToNewFile(file);
+        if (file.isNew && catalogRowWritten_) {
+            Breach("rule 6: a new file is written to behind a row of the catalog");
+        }
+        if (!IsWhole(file)) {
+            --file.writesMissing;
         } else if (call_->offset == 0) {
             WriteHeader(file);
         } else {
@@ -186,16 +205,6 @@ class Order {
     }
 
     static bool IsWhole(const File& file) { return file.writesMissing == 0; }
-
-    void WriteToNewFile(File& file) {
-        if (file.writesMissing < 0) {
-            if (file.kind == Kind::kUnknown) {
-                file.kind = KindOfHeader(call_->length);
-            }
-            file.writesMissing = WritesToMake(file.kind);
-        }
-        --file.writesMissing;
-    }
 
     void WriteHeader(File& file) {
         counts_->counts += file.kind == Kind::kData ? 1 : 0;
@@ -213,6 +222,9 @@ class Order {
         }
         if (file.kind == Kind::kMemo && !file.textUncounted) {
             Breach("rule 5: a memo header without its text before it");
+        }
+        if (file.recordUncounted) {
+            ++(file.recordIsAdded ? recordsAdded_ : recordsChanged_);
         }
         file.recordUncounted = false;
         file.textUncounted = false;
@@ -232,48 +244,89 @@ class Order {
         if (file.kind == Kind::kData) {
             WriteRecord(file);
         } else if (file.kind == Kind::kMemo) {
-            ++counts_->memoTexts;
-            file.textUncounted = true;
+            WriteText(file);
         } else {
-            WriteKeys();
+            WriteKeys(file, lock);
+        }
+    }
+
+    // The memo file of a data file: the old one of the old one, the new one of the new one.
+    static bool BelongTogether(const File& one, const File& other) {
+        return one.isNew == other.isNew && Stem(one.place) == Stem(other.place);
+    }
+
+    [[nodiscard]] bool HasUnnamedText(const File& data) const {
+        return Any(
+            [&](const File& other) { return other.textUnnamed && BelongTogether(other, data); });
+    }
+
+    void WriteText(File& file) {
+        ++counts_->memoTexts;
+        file.textUncounted = true;
+        file.textUnnamed = true;
+        // The record that will name the text is locked by then, or the header that stands for it.
+        if (!Any([&](const File& other) {
+                return other.kind == Kind::kData && BelongTogether(other, file) &&
+                       other.IsLockedForWriting();
+            })) {
+            Breach("rule 5: a text outside the writing of its record");
         }
     }
 
     void WriteRecord(File& file) {
         ++counts_->records;
         file.recordUncounted = true;
+        file.recordIsAdded = file.LockOn(0) != nullptr;
+        for (auto& [path, other] : files_) {
+            other.textUnnamed = other.textUnnamed && !BelongTogether(other, file);
+        }
+        if (!file.recordIsAdded && Any([](const File& other) { return other.keyChanges != 0; })) {
+            Breach("rule 4: a record is changed behind a key");
+        }
         if (Any([](const File& other) { return other.textUncounted; })) {
             Breach("rule 5: a record before the header of its memo text");
         }
         if (call_->path == "main.dbf") {
             ++counts_->catalogRows;
+            catalogRowWritten_ = true;
             if (Any([](const File& other) { return !IsWhole(other); })) {
                 Breach("rule 6: a row of the catalog before its file is whole");
             }
         }
     }
 
-    void WriteKeys() {
+    void WriteKeys(File& file, HeldLock* lock) {
         ++counts_->keys;
         if (Any([](const File& other) { return other.recordUncounted; })) {
             Breach("rule 4: a key before the count of its record");
+        }
+        // What is under one lock of an index is one change of it. Nobody sees those of a new one.
+        if (file.isNew || (lock != nullptr && lock->keysWritten)) {
+            return;
+        }
+        if (lock != nullptr) {
+            lock->keysWritten = true;
+        }
+        // A record that is added has one key in each index; of one that is changed an old one goes
+        // and a new one may come.
+        if (++file.keyChanges > recordsAdded_ + 2 * recordsChanged_) {
+            Breach("rule 4: a key without a record that was counted before it");
         }
     }
 
     void Rename() {
         ++counts_->renames;
-        const Kind kind = FileAt(call_->path).kind;
-        if (!IsWhole(files_[call_->path])) {
+        File file = FileAt(call_->path);
+        if (!IsWhole(file)) {
             Breach("rule 6: renamed before it is whole");
         }
-        if (kind == Kind::kData) {
-            lastRenamed_ = Kind::kData;
-        } else if (lastRenamed_ == Kind::kUnknown || kind < lastRenamed_) {
+        if (file.kind == Kind::kData) {
+            renamedTable_ = Stem(call_->newPath);
+        } else if (lastRenamed_ == Kind::kUnknown || file.kind < lastRenamed_ ||
+                   (file.kind == Kind::kMemo && Stem(call_->newPath) != renamedTable_)) {
             Breach("rule 7: renamed out of order");
-        } else {
-            lastRenamed_ = kind;
         }
-        File file = files_[call_->path];
+        lastRenamed_ = file.kind;
         files_.erase(call_->path);
         files_[call_->newPath] = std::move(file);
     }
@@ -288,6 +341,10 @@ class Order {
     const HostCall* call_ = nullptr;
     std::map<std::string, File> files_;
     Kind lastRenamed_ = Kind::kUnknown;
+    std::string renamedTable_;  // of the data file that was renamed last
+    int64_t recordsAdded_ = 0;  // and counted
+    int64_t recordsChanged_ = 0;
+    bool catalogRowWritten_ = false;
     std::vector<std::string> breaches_;
 };
 

@@ -7,14 +7,17 @@
 //     header that stands for them;
 //  2  a header is read after its lock is taken and before it is written;
 //  3  a record is written before the count that lets others see it;
-//  4  the count is written before any key;
-//  5  a memo text is written before the memo header, and both before the record that names them;
-//  6  a file is made whole before a row of the catalog is written;
+//  4  the count is written before any key of its record, and where records are changed in their
+//     place, all of them before the first key;
+//  5  a memo text is written before the memo header, and both before the record that names them,
+//     under the lock of that record;
+//  6  a file is made whole, with all its keys, before a row of the catalog is written;
 //  7  what a rebuild has made is renamed in the order data file, memo file, indexes;
 //  8  every lock is released, not left to the closing of its file, and nothing else is.
 //
 // The log is that of one statement, in which nothing failed. Files are told by their paths, and
-// new ones, which have temporary names at times, by the size of the first header that is written.
+// those with temporary names by the paths that they are made for. It has no contents: which key is
+// of which record is not seen, but an index that has changed more often than records allow is.
 
 #include <string>
 #include <vector>

@@ -39,8 +39,8 @@ HostCall Write(const char* path, int64_t offset, int64_t length) {
     return Call("Write", path, offset, length);
 }
 HostCall Make(const char* path) { return Call("Open", path, 0, 0, 15); }
-HostCall Temporary(const char* path) {
-    HostCall call = Call("MakeTemporary", "t.dbf", 0, 0, 39);
+HostCall Temporary(const char* path, const char* beside) {
+    HostCall call = Call("MakeTemporary", beside, 0, 0, 39);
     call.newPath = path;
     return call;
 }
@@ -60,6 +60,33 @@ Log RightInsert() {
             Lock("ta.ovx", 0, 427),     Read("ta.ovx", 0, 427),       // 10
             Read("ta.ovx", 1024, 1024), Write("ta.ovx", 1024, 1024),  // 12
             Write("ta.ovx", 0, 427),    Release("ta.ovx", 0, 427)};
+}
+
+// The same in parts, each as it should be in itself.
+Log Part(size_t first, size_t last) {
+    const Log log = RightInsert();
+    return {log.begin() + static_cast<std::ptrdiff_t>(first),
+            log.begin() + static_cast<std::ptrdiff_t>(last)};
+}
+Log LockedTable() { return Part(0, 2); }
+Log WholeText() { return Part(2, 7); }
+Log CountedRecord() { return Part(7, 9); }
+Log ReleasedTable() { return Part(9, 10); }
+Log WholeKey() { return Part(10, 16); }
+
+Log Joined(std::initializer_list<Log> parts) {
+    Log joined;
+    for (const Log& part : parts) {
+        joined.insert(joined.end(), part.begin(), part.end());
+    }
+    return joined;
+}
+
+// A change of the second record in its place.
+Log ChangedRecord() {
+    return {Lock("t.dbf", 136, 39), Write("t.dbf", 136, 39), Release("t.dbf", 136, 39),
+            Lock("t.dbf", 0, 97),   Read("t.dbf", 0, 32),    Write("t.dbf", 0, 32),
+            Release("t.dbf", 0, 97)};
 }
 
 // The right insert with one call moved to stand before another.
@@ -122,6 +149,35 @@ TEST(WriteOrderTest, NoticesAKeyBeforeTheCount) {
     EXPECT_TRUE(Notices(log, "rule 4"));
 }
 
+// Each part is right in itself, but they are the wrong way round.
+TEST(WriteOrderTest, NoticesAWholeKeyBeforeItsRecord) {
+    const Log record = Joined({LockedTable(), WholeText(), CountedRecord(), ReleasedTable()});
+    EXPECT_TRUE(Notices(Joined({WholeKey(), record}), "rule 4"));
+    EXPECT_TRUE(Notices(Joined({record, WholeKey(), WholeKey(), record}), "rule 4"))
+        << "the key of the second record";
+    EXPECT_EQ(CheckWriteOrder(Joined({record, WholeKey(), record, WholeKey()})), Breaches());
+}
+
+// An old key goes and a new one comes, when all records are written.
+TEST(WriteOrderTest, NoticesAKeyAmongTheRecordsThatAreChanged) {
+    const Log record = ChangedRecord();
+    EXPECT_EQ(CheckWriteOrder(Joined({record, record, WholeKey(), WholeKey()})), Breaches());
+    EXPECT_TRUE(Notices(Joined({WholeKey(), WholeKey(), record}), "rule 4"));
+    EXPECT_TRUE(Notices(Joined({record, WholeKey(), WholeKey(), record}), "rule 4"));
+    EXPECT_TRUE(Notices(Joined({record, WholeKey(), WholeKey(), WholeKey()}), "rule 4"))
+        << "a key of no record";
+}
+
+TEST(WriteOrderTest, NoticesAWholeTextBehindItsRecord) {
+    EXPECT_TRUE(
+        Notices(Joined({LockedTable(), CountedRecord(), WholeText(), ReleasedTable()}), "rule 5"));
+    EXPECT_TRUE(
+        Notices(Joined({LockedTable(), CountedRecord(), ReleasedTable(), WholeText()}), "rule 5"));
+    EXPECT_TRUE(
+        Notices(Joined({WholeText(), LockedTable(), CountedRecord(), ReleasedTable()}), "rule 5"))
+        << "a text before its record is locked: data locks come first";
+}
+
 TEST(WriteOrderTest, NoticesAMemoHeaderBeforeItsText) {
     EXPECT_TRUE(Notices(InsertWithMoved(5, 4), "rule 5"));
     EXPECT_TRUE(Notices(InsertWithMoved(6, 5), "rule 5")) << "the lock goes too early";
@@ -129,25 +185,28 @@ TEST(WriteOrderTest, NoticesAMemoHeaderBeforeItsText) {
 }
 
 TEST(WriteOrderTest, NoticesARowOfTheCatalogBeforeItsFile) {
-    const Log right = {Make("v.dbf"),
-                       Write("v.dbf", 0, 32),
-                       Write("v.dbf", 32, 65),
-                       Write("v.dbf", 97, 1),
-                       Lock("main.dbf", 0, 225),
-                       Read("main.dbf", 0, 32),
-                       Write("main.dbf", 225, 658),
-                       Write("main.dbf", 0, 32),
-                       Release("main.dbf", 0, 225)};
-    EXPECT_EQ(CheckWriteOrder(right), Breaches());
-    Log wrong = right;
-    std::rotate(wrong.begin() + 3, wrong.begin() + 4, wrong.end());
-    EXPECT_TRUE(Notices(wrong, "rule 6")) << "the end mark comes behind the row";
+    const Log file = {Make("v.dbf"), Write("v.dbf", 0, 32), Write("v.dbf", 32, 65)};
+    const Log endMark = {Write("v.dbf", 97, 1)};
+    const Log row = {Lock("main.dbf", 0, 225), Read("main.dbf", 0, 32), Write("main.dbf", 225, 658),
+                     Write("main.dbf", 0, 32), Release("main.dbf", 0, 225)};
+    EXPECT_EQ(CheckWriteOrder(Joined({file, endMark, row})), Breaches());
+    EXPECT_TRUE(Notices(Joined({file, row, endMark}), "rule 6"));
+    EXPECT_TRUE(Notices(Joined({row, file, endMark}), "rule 6"));
+}
+
+// The keys of a new index belong to what has to be there before its row.
+TEST(WriteOrderTest, NoticesARowOfTheCatalogBeforeTheKeysOfItsIndex) {
+    const Log file = {Make("ta.ovx"), Write("ta.ovx", 0, 427), Write("ta.ovx", 1024, 1024)};
+    const Log row = {Lock("main.dbf", 0, 225), Read("main.dbf", 0, 32), Write("main.dbf", 225, 658),
+                     Write("main.dbf", 0, 32), Release("main.dbf", 0, 225)};
+    EXPECT_EQ(CheckWriteOrder(Joined({file, WholeKey(), row})), Breaches());
+    EXPECT_TRUE(Notices(Joined({file, row, WholeKey()}), "rule 6"));
 }
 
 TEST(WriteOrderTest, NoticesRenamingOutOfOrder) {
-    const Log made = {Temporary("x1"),        Temporary("x2"),     Temporary("x3"),
-                      Write("x1", 0, 32),     Write("x1", 32, 65), Write("x1", 97, 1),
-                      Write("x2", 0, 512),    Write("x2", 512, 1), Write("x3", 0, 427),
+    const Log made = {Temporary("x1", "t.dbf"), Temporary("x2", "t.dbt"), Temporary("x3", "ta.ovx"),
+                      Write("x1", 0, 32),       Write("x1", 32, 65),      Write("x1", 97, 1),
+                      Write("x2", 0, 512),      Write("x2", 512, 1),      Write("x3", 0, 427),
                       Write("x3", 1024, 1024)};
     const auto renamed = [&](std::initializer_list<HostCall> renames) {
         Log log = made;
@@ -161,7 +220,9 @@ TEST(WriteOrderTest, NoticesRenamingOutOfOrder) {
     EXPECT_TRUE(Notices(renamed({memo, data, index}), "rule 7"));
     EXPECT_TRUE(Notices(renamed({data, index, memo}), "rule 7"));
     EXPECT_TRUE(Notices(renamed({index}), "rule 7"));
-    EXPECT_TRUE(Notices({Temporary("x1"), Rename("x1", "t.dbf")}, "rule 6"));
+    EXPECT_TRUE(Notices({Temporary("x1", "t.dbf"), Rename("x1", "t.dbf")}, "rule 6"));
+    EXPECT_TRUE(Notices(renamed({data, Rename("x2", "u.dbt")}), "rule 7"))
+        << "the memo file of another table, whose data file has not gone before it";
 }
 
 TEST(WriteOrderTest, NoticesLocksThatStayAndReleasesOfNothing) {
