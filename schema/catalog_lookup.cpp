@@ -16,6 +16,10 @@ bool Schema::ReadRow(uint32_t recordNumber) {
     return schemaTable_->ReadRecord(recordNumber) || FailFromRow();
 }
 
+// A key ends at a zero byte, and DROP TABLE takes any text for a name: only the row itself tells
+// whose it is.
+bool Schema::IsRowOfTable(TextView name) { return EqualsNoCase(tableField_->ValueText(), name); }
+
 Schema::Lookup Schema::FindTableRow(TextView name) {
     if (!CatalogReady()) {
         return Lookup::kFailed;
@@ -34,6 +38,9 @@ Schema::Lookup Schema::FindTableRow(TextView name) {
     }
     if (!ReadRow(recordNumber)) {
         return Lookup::kFailed;
+    }
+    if (!IsRowOfTable(name)) {
+        return Lookup::kMissing;
     }
     return schemaTable_->Data().IsDeleted() ? Lookup::kDead : Lookup::kLive;
 }

@@ -7,7 +7,7 @@
 namespace ovrasql {
 
 IndexRowWalk::IndexRowWalk(Schema* schema, TextView tableName)
-    : schema_(schema), key_(String::Join({"I:", tableName, ":"})) {
+    : schema_(schema), tableName_(tableName), key_(String::Join({"I:", tableName, ":"})) {
     key_.ToUpper();
 }
 
@@ -21,7 +21,7 @@ bool IndexRowWalk::Next() {
             return false;
         }
         ++rowsRead_;
-        if (!schema_->schemaTable_->Data().IsDeleted()) {
+        if (!schema_->schemaTable_->Data().IsDeleted() && schema_->IsRowOfTable(tableName_)) {
             return true;
         }
     }

@@ -33,6 +33,7 @@ class IndexRowWalk {
     [[nodiscard]] bool StepToEntry(uint32_t* recordNumber);
 
     Schema* schema_;
+    String tableName_;
     String key_;
     bool started_ = false;
     bool failed_ = false;

@@ -140,6 +140,7 @@ class Schema {
     [[nodiscard]] Lookup FindTableRow(TextView name);
     [[nodiscard]] Lookup FindIndexRow(TextView name, SearchScope scope);
     [[nodiscard]] bool IsIndexRow(TextView name);
+    [[nodiscard]] bool IsRowOfTable(TextView name);
     [[nodiscard]] std::unique_ptr<Index> IndexFromRow(Table& table);
     [[nodiscard]] bool OpenIndexFile(Index& index);
     void ForgetTable(TextView name);

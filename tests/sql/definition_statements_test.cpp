@@ -48,6 +48,26 @@ TEST_F(DefinitionStatementsTest, TablesAreCreatedAndDropped) {
     EXPECT_EQ(Rows("select id from orders where id > 2"), "3\n");
 }
 
+// DROP takes any word for a name. A key ends at a zero byte, so these look like the beginnings of
+// the keys of others.
+TEST_F(DefinitionStatementsTest, DropOfANameWithAZeroByteLeavesOthersAlone) {
+    MakeOrders();
+    Run("create table other (a char(5))");
+    Run("create index oid on orders (id)");
+    Run("create index otha on other (a)");
+    using namespace std::string_view_literals;
+    for (const std::string_view name :
+         {"\0"sv, "'\0'"sv, "'o\0'"sv, "'orders\0'"sv, "'orders:\0'"sv, "'orders:oid\0'"sv}) {
+        const std::string text(name);
+        EXPECT_EQ(Refused("drop table " + text).substr(0, 7), "Table '");
+        EXPECT_EQ(Refused("drop index " + text).substr(0, 12), "Index name '");
+    }
+    EXPECT_EQ(Rows("select customer from orders where id = 2"), "bob\n");
+    Run("drop index oid");
+    Run("drop index otha");
+    EXPECT_EQ(Rows("select customer from orders where id = 2"), "bob\n");
+}
+
 TEST_F(DefinitionStatementsTest, WidthsThatNoFileCanHoldAreRefused) {
     const std::string message = "Error creating table datafile: record too long (maximum 65535)";
     for (const char* type : {"char(300)", "char('-5')", "char(0)", "char(256)", "numeric('-3')"}) {
