@@ -15,6 +15,13 @@ void AddFaults(const RecordedCall& call, FailureKind kind, std::vector<Fault>* f
     faults->push_back({&call, kind, FaultSpan::kAndTheNextButOne});
 }
 
+// The wait for a lock ends: for one, or for all from there on, whose holder never lets go. The host
+// itself is well, so nothing else fails beside it.
+void AddTimeouts(const RecordedCall& call, std::vector<Fault>* faults) {
+    faults->push_back({&call, FailureKind::kTimedOut, FaultSpan::kOnce});
+    faults->push_back({&call, FailureKind::kTimedOut, FaultSpan::kServiceForEver});
+}
+
 }  // namespace
 
 void Fault::Plan() const {
@@ -32,7 +39,7 @@ void Fault::Plan() const {
 }
 
 std::string Fault::Text() const {
-    constexpr const char* kKinds[] = {"", ", short by one", ", by half"};
+    constexpr const char* kKinds[] = {"", ", short by one", ", by half", ", timed out"};
     constexpr const char* kSpans[] = {"once", "with the next", "with the next but one", "for good",
                                       "its service for good"};
     return "call " + std::to_string(call->number) + " (" + call->call.Text() + ")" +
@@ -46,6 +53,9 @@ std::vector<Fault> AllFaults(const RecordedScript& recorded) {
         if (call.call.name == "ovFile_Read" || call.call.name == "ovFile_Write") {
             AddFaults(call, FailureKind::kShortByOne, &faults);
             AddFaults(call, FailureKind::kHalf, &faults);
+        }
+        if (call.call.name == "ovFile_Lock") {
+            AddTimeouts(call, &faults);
         }
     }
     return faults;

@@ -3,7 +3,8 @@
 // Fault: one way in which the host can fail during a script. AllFaults() lists every one that a
 // recorded script can meet: each call, in each way that its service can fail, alone, with the next
 // or next but one call failing as well (so that what cleans up fails, too), or for good, for all
-// services (the disk is gone) or for one (the disk is full, the locks are another's).
+// services (the disk is gone) or for one (the disk is full, the locks are another's). A lock can
+// also time out, alone or with all behind it.
 
 #include <string>
 #include <vector>

@@ -31,6 +31,11 @@ class HostFault : public StrikingFault {
         TheHost().SetLogging(false);
         return failed;
     }
+    [[nodiscard]] const char* FaultOfText(const std::string& text) const override {
+        const bool tells = fault_.kind != FailureKind::kTimedOut ||
+                           text.find("Timed out waiting for a lock") != std::string::npos;
+        return tells ? nullptr : "the text does not say that a wait ended: ";
+    }
 
   private:
     const Fault& fault_;

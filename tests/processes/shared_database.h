@@ -30,15 +30,18 @@ class SharedDatabase {
     std::string Path() const { return folder_.File("shared.dbf"); }
     const TemporaryFolder& Folder() const { return folder_; }
 
-    // What the checker finds wrong; empty when all is sound.
-    std::string Faults() const {
+    // What the checker finds wrong.
+    std::vector<ovrasql::checker::Finding> Findings() const {
         auto findings = ovrasql::checker::CheckDatabase(
             ovrasql::checker::ReadFolder(folder_.Path()), "shared.dbf");
         findings.erase(std::remove_if(findings.begin(), findings.end(),
                                       [](const auto& finding) { return finding.harmless; }),
                        findings.end());
-        return ovrasql::checker::Describe(findings);
+        return findings;
     }
+
+    // The same as a text; empty when all is sound.
+    std::string Faults() const { return ovrasql::checker::Describe(Findings()); }
 
   private:
     TemporaryFolder folder_;

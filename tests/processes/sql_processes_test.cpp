@@ -100,67 +100,6 @@ TEST_P(SqlProcessesTest, UpdatingOneValueCountsEveryUpdate) {
     EXPECT_EQ(database_.Faults(), "");
 }
 
-// Each process inserts every key and writes down which it won.
-TEST_P(SqlProcessesTest, UniqueKeyHasOneWinnerAndTheOthersAreTold) {
-    constexpr int kKeys = 40;
-    database_.Create({"create table t (name integer, process integer)",
-                      "create unique index byname on t (name)",
-                      "create table won (name integer, process integer)"});
-    const std::string path = database_.Path();
-    EXPECT_EQ(
-        RunProcesses(Processes(),
-                     [&path](int process) {
-                         HostConnection connection(path);
-                         const std::string number = std::to_string(process);
-                         for (int key = 0; key < kKeys; ++key) {
-                             const std::string name = std::to_string(key);
-                             if (connection.Run("insert into t values (?, ?)", {name, number})) {
-                                 connection.Run("insert into won values (?, ?)", {name, number});
-                             } else if (connection.Error().find("UNIQUE") == std::string::npos) {
-                                 std::fprintf(stderr, "%s\n", connection.Error().c_str());
-                                 return 1;
-                             }
-                         }
-                         return 0;
-                     }),
-        AllGood());
-    HostConnection check(path);
-    EXPECT_EQ(Numbers(check.Select("select name from won")), Range(0, kKeys));
-    // The index leads to the winner's row. A loser that was told only when its row was stored
-    // already leaves that row without a key.
-    for (const auto& row : check.Select("select name, process from won")) {
-        EXPECT_EQ(check.Select("select process from t where name = ?", {row[0]}), (Rows{{row[1]}}));
-    }
-}
-
-// The record is exact. The key is changed after the record's lock was given back, and a process
-// that comes too late for the old key is told that it is not there.
-TEST_P(SqlProcessesTest, UpdatingAnIndexedValueCountsAndTellsWhatTheIndexMissed) {
-    const int rounds = Share(160);
-    database_.Create({"create table t (name char(4), total integer)",
-                      "create index totals on t (total)", "insert into t values ('only', 0)"});
-    const std::string path = database_.Path();
-    EXPECT_EQ(RunProcesses(Processes(),
-                           [&](int) {
-                               HostConnection connection(path);
-                               for (int round = 0; round < rounds; ++round) {
-                                   if (!connection.Run("update t set total = total + 1") &&
-                                       connection.Error() != "Record is not in index") {
-                                       std::fprintf(stderr, "%s\n", connection.Error().c_str());
-                                       return 1;
-                                   }
-                               }
-                               return 0;
-                           }),
-              AllGood());
-    const std::string total = std::to_string(rounds * Processes());
-    HostConnection check(path);
-    EXPECT_EQ(check.Select("select total from t"), (Rows{{total}}));
-    EXPECT_TRUE(check.Pack()) << check.Error();
-    EXPECT_EQ(check.Select("select name from t where total = ?", {total}), (Rows{{"only"}}));
-    EXPECT_EQ(database_.Faults(), "");
-}
-
 INSTANTIATE_TEST_SUITE_P(UpToSixteen, SqlProcessesTest, testing::Values(2, 4, 8, 16));
 
 TEST(SqlReadersTest, ReaderSeesOnlyWholeRowsWhileAnotherProcessAppends) {
