@@ -81,9 +81,11 @@ bool AftermathJudge::RunToTheFault(StrikingFault* fault, ScriptSession* session,
         const StepResult result = session->Run(steps[aftermath->step]);
         if (fault->HasStruck()) {
             aftermath->ok = result.ok;
+            aftermath->rows = result.rows;
             CheckResult(result, aftermath);
+            const StepResult& right = recorded_.steps[aftermath->step].result;
             const char* wrong = fault->FaultOfText(result.error);
-            if (!result.ok && recorded_.steps[aftermath->step].result.ok && wrong != nullptr) {
+            if (!result.ok && result.error != right.error && wrong != nullptr) {
                 aftermath->breaches.push_back(wrong + result.error);
             }
             return true;

@@ -21,6 +21,7 @@ namespace ovrasql {
 struct Aftermath {
     size_t step = 0;               // of the script's tested steps, where it struck
     bool ok = false;               // what the step said
+    std::string rows;              // and gave
     std::vector<HostCall> failed;  // each call of the host that failed in it
     std::vector<std::string> breaches;
     HarmsFound harms;

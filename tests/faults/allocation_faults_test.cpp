@@ -1,9 +1,11 @@
 // Each allocation of the library fails, once and for good, in each script. No exception may leave
-// an entry (the program would end), and afterwards everything is asked that is asked after a
-// failing host.
+// an entry (the program would end); the entry says that it failed, but for two that can't; and
+// afterwards everything is asked that is asked after a failing host.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <optional>
 
 #include "tests/faults/counted_library.h"
@@ -14,6 +16,69 @@ namespace {
 
 constexpr int64_t kMostAllocations = 100000;
 
+// An entry that gives 1 although an allocation failed in it.
+struct SilentEntry {
+    const char* name;
+    const char* reason;
+    int64_t met = 0;
+};
+
+std::vector<SilentEntry>& SilentEntries() {
+    static std::vector<SilentEntry> entries = {
+        {"view_close",
+         "a view is closed in every case; its statement, which finds no place in the cache, goes"},
+        {"variable_value_string", "a value that finds no memory is the empty text"}};
+    return entries;
+}
+
+bool MayBeSilent(const std::string& name) {
+    for (SilentEntry& entry : SilentEntries()) {
+        if (entry.name == name) {
+            ++entry.met;
+            return true;
+        }
+    }
+    return false;
+}
+
+class SilenceTally : public ::testing::Environment {
+    void TearDown() override {
+        if (AllocationFaults().scripts != static_cast<int64_t>(StatementScripts().size())) {
+            return;  // not all of them were asked for
+        }
+        for (const SilentEntry& entry : SilentEntries()) {
+            std::printf("%8lld times %s: %s\n", static_cast<long long>(entry.met), entry.name,
+                        entry.reason);
+            EXPECT_GT(entry.met, 0) << entry.name;
+        }
+    }
+};
+
+const ::testing::Environment* const kSilenceTally =
+    ::testing::AddGlobalTestEnvironment(new SilenceTally);
+
+// The values of all rows; behind each row and each column but the last a mark stands.
+Texts ValuesOf(const std::string& rows) {
+    Texts values(1);
+    for (const char letter : rows) {
+        if (letter == '|' || letter == '\n') {
+            values.emplace_back();
+        } else {
+            values.back() += letter;
+        }
+    }
+    return values;
+}
+
+bool DifferByEmptyValuesOnly(const std::string& rows, const std::string& right) {
+    const Texts values = ValuesOf(rows);
+    const Texts rightValues = ValuesOf(right);
+    return std::equal(values.begin(), values.end(), rightValues.begin(), rightValues.end(),
+                      [](const std::string& value, const std::string& rightValue) {
+                          return value.empty() || value == rightValue;
+                      });
+}
+
 class MemoryFault : public StrikingFault {
   public:
     explicit MemoryFault(const AllocationFault& fault) : fault_(fault) {}
@@ -22,6 +87,7 @@ class MemoryFault : public StrikingFault {
     [[nodiscard]] bool HasStruck() const override { return CountedLibrary::HasFailed(); }
     [[nodiscard]] bool LastsForEver() const override { return fault_.forEver; }
     std::vector<HostCall> End() override {
+        worked_ = CountedLibrary::WorkedInSpite();
         counted_.reset();
         return {};
     }
@@ -29,10 +95,31 @@ class MemoryFault : public StrikingFault {
         return text == "Out of memory" ? nullptr : "the text is: ";
     }
 
+    [[nodiscard]] std::string Text() const {
+        return "allocation " + std::to_string(fault_.number) +
+               (fault_.forEver ? " and all behind it" : "");
+    }
+    // The entries that gave 1 all the same.
+    [[nodiscard]] const std::vector<std::string>& Worked() const { return worked_; }
+
   private:
     AllocationFault fault_;
     std::optional<CountedLibrary> counted_;
+    std::vector<std::string> worked_;
 };
+
+void ExpectTold(const RecordedScript& recorded, const MemoryFault& fault,
+                const Aftermath& aftermath) {
+    const RecordedStep& step = recorded.steps[aftermath.step];
+    const std::string where = recorded.script->tested[aftermath.step].text + ", " + fault.Text();
+    for (const std::string& entry : fault.Worked()) {
+        EXPECT_TRUE(MayBeSilent(entry)) << where << ": " << entry << " says that it worked";
+    }
+    EXPECT_TRUE(!aftermath.ok || !step.result.ok || !fault.Worked().empty())
+        << where << ": no entry has worked, but the statement has";
+    EXPECT_TRUE(!aftermath.ok || DifferByEmptyValuesOnly(aftermath.rows, step.result.rows))
+        << where << ": gives " << aftermath.rows;
+}
 
 class AllocationFaultTest : public ::testing::TestWithParam<StatementScript> {};
 
@@ -48,10 +135,8 @@ TEST_P(AllocationFaultTest, EachAllocationMayFail) {
                 break;  // the script needs no more than the allocations before
             }
             AllocationFaults().Count(aftermath);
-            ExpectAccepted(
-                recorded, aftermath,
-                "allocation " + std::to_string(number) + (forEver ? " and all behind it" : ""),
-                /*outOfMemory=*/true);
+            ExpectTold(recorded, fault, aftermath);
+            ExpectAccepted(recorded, aftermath, fault.Text(), /*outOfMemory=*/true);
         }
         EXPECT_GT(number, 20) << "the script allocates nothing";
         EXPECT_LT(number, kMostAllocations);

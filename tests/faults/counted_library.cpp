@@ -1,5 +1,8 @@
 #include "tests/faults/counted_library.h"
 
+#include <algorithm>
+#include <type_traits>
+
 namespace ovrasql {
 
 namespace {
@@ -16,35 +19,66 @@ class Counting {
     Counting& operator=(const Counting&) = delete;
 };
 
+std::vector<std::string>& Worked() {
+    static std::vector<std::string> names;
+    return names;
+}
+
+int64_t FailedAllocations() {
+    const int64_t failed = ovratest::allocationCount - ovratest::failingAllocation + 1;
+    return std::max<int64_t>(
+        0, ovratest::allocationsFailForEver ? failed : std::min<int64_t>(failed, 1));
+}
+
 // Runs the entry that stands in the table at this member, counted.
 template <auto kEntry>
 struct Counted;
 
 template <class Result, class... Arguments, Result (*ovra_library_table::*kEntry)(Arguments...)>
 struct Counted<kEntry> {
+    static inline const char* name = "";
+
     static Result Call(Arguments... arguments) {
+        const int64_t failedBefore = FailedAllocations();
+        if constexpr (std::is_same_v<Result, int32_t>) {
+            const int32_t result = CallCounted(arguments...);
+            if (result != 0 && FailedAllocations() != failedBefore) {
+                Worked().emplace_back(name);
+            }
+            return result;
+        } else {
+            return CallCounted(arguments...);
+        }
+    }
+    static Result CallCounted(Arguments... arguments) {
         const Counting counting;
         return (Real().*kEntry)(arguments...);
     }
 };
 
+template <auto kEntry>
+void Count(ovra_library_table* table, const char* name) {
+    Counted<kEntry>::name = name;
+    table->*kEntry = Counted<kEntry>::Call;
+}
+
 ovra_library_table CountedTable() {
     ovra_library_table table = Real();
-    table.database_create = Counted<&ovra_library_table::database_create>::Call;
-    table.database_open = Counted<&ovra_library_table::database_open>::Call;
-    table.database_open_view = Counted<&ovra_library_table::database_open_view>::Call;
-    table.database_query = Counted<&ovra_library_table::database_query>::Call;
-    table.database_pack = Counted<&ovra_library_table::database_pack>::Call;
-    table.database_error = Counted<&ovra_library_table::database_error>::Call;
-    table.view_close = Counted<&ovra_library_table::view_close>::Call;
-    table.view_skip = Counted<&ovra_library_table::view_skip>::Call;
-    table.view_reveal_structure = Counted<&ovra_library_table::view_reveal_structure>::Call;
-    table.view_error = Counted<&ovra_library_table::view_error>::Call;
-    table.variable_value_integer = Counted<&ovra_library_table::variable_value_integer>::Call;
-    table.variable_value_double = Counted<&ovra_library_table::variable_value_double>::Call;
-    table.variable_value_string = Counted<&ovra_library_table::variable_value_string>::Call;
-    table.database_set_option = Counted<&ovra_library_table::database_set_option>::Call;
-    table.database_free = Counted<&ovra_library_table::database_free>::Call;
+    Count<&ovra_library_table::database_create>(&table, "database_create");
+    Count<&ovra_library_table::database_open>(&table, "database_open");
+    Count<&ovra_library_table::database_open_view>(&table, "database_open_view");
+    Count<&ovra_library_table::database_query>(&table, "database_query");
+    Count<&ovra_library_table::database_pack>(&table, "database_pack");
+    Count<&ovra_library_table::database_error>(&table, "database_error");
+    Count<&ovra_library_table::view_close>(&table, "view_close");
+    Count<&ovra_library_table::view_skip>(&table, "view_skip");
+    Count<&ovra_library_table::view_reveal_structure>(&table, "view_reveal_structure");
+    Count<&ovra_library_table::view_error>(&table, "view_error");
+    Count<&ovra_library_table::variable_value_integer>(&table, "variable_value_integer");
+    Count<&ovra_library_table::variable_value_double>(&table, "variable_value_double");
+    Count<&ovra_library_table::variable_value_string>(&table, "variable_value_string");
+    Count<&ovra_library_table::database_set_option>(&table, "database_set_option");
+    Count<&ovra_library_table::database_free>(&table, "database_free");
     return table;
 }
 
@@ -55,6 +89,7 @@ CountedLibrary::CountedLibrary(const AllocationFault& fault) {
     ovratest::allocationCount = 0;
     ovratest::failingAllocation = fault.number;
     ovratest::allocationsFailForEver = fault.forEver;
+    Worked().clear();
     SetLibrary(&table);
 }
 
@@ -64,8 +99,8 @@ CountedLibrary::~CountedLibrary() {
     ovratest::allocationsFailForEver = false;
 }
 
-bool CountedLibrary::HasFailed() {
-    return ovratest::allocationCount >= ovratest::failingAllocation;
-}
+bool CountedLibrary::HasFailed() { return FailedAllocations() != 0; }
+
+const std::vector<std::string>& CountedLibrary::WorkedInSpite() { return Worked(); }
 
 }  // namespace ovrasql

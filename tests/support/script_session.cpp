@@ -34,8 +34,9 @@ std::string InEveryType(const TestView& view) {
 
 std::string RowOf(const TestView& view) {
     std::string text;
-    for (const std::string& value : view.Values()) {
-        text += (text.empty() ? "" : "|") + value;
+    const Row row = view.Values();
+    for (const std::string& value : row) {
+        text += (&value == &row.front() ? "" : "|") + value;
     }
     return text + "\n";
 }
