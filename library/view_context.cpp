@@ -59,7 +59,9 @@ PreparedStatement* PrepareStatement(DatabaseContext& context, TextView text) {
 void ReleaseStatement(DatabaseContext& context, PreparedStatement* statement) {
     // The statement must not keep a view that the host is about to destroy.
     statement->Engine().SetView(nullptr);
-    context.GetSchema()->Release(statement);
+    // A statement that finds no memory for its place in the cache goes. Its work is done by now, so
+    // that is no failure of the call.
+    GuardEntry([&] { context.GetSchema()->Release(statement); }, [] {});
 }
 
 ViewContext* ViewContext::Of(void* view) {
@@ -84,7 +86,7 @@ void ViewContext::End() {
     database_ = nullptr;
     statement_ = nullptr;
     if (statement != nullptr) {
-        GuardEntry([&] { ReleaseStatement(*database, statement); }, [] {});
+        ReleaseStatement(*database, statement);
     }
     viewPool.Give(this);
     database->RemoveView();

@@ -27,7 +27,7 @@ int32_t RunStatement(DatabaseContext& context, SQLEngine& engine);
 // context.
 [[nodiscard]] PreparedStatement* PrepareStatement(DatabaseContext& context, TextView text);
 
-// Hands a statement back to the cache.
+// Hands a statement back to the cache, or ends it where there is no memory to keep it.
 void ReleaseStatement(DatabaseContext& context, PreparedStatement* statement);
 
 class ViewContext {

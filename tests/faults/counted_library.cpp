@@ -19,15 +19,20 @@ class Counting {
     Counting& operator=(const Counting&) = delete;
 };
 
-std::vector<std::string>& Worked() {
-    static std::vector<std::string> names;
-    return names;
+std::vector<EntryInSpite>& Worked() {
+    static std::vector<EntryInSpite> entries;
+    return entries;
 }
 
 int64_t FailedAllocations() {
     const int64_t failed = ovratest::allocationCount - ovratest::failingAllocation + 1;
     return std::max<int64_t>(
         0, ovratest::allocationsFailForEver ? failed : std::min<int64_t>(failed, 1));
+}
+
+bool LastHasFailed() {
+    return ovratest::allocationsFailForEver ||
+           ovratest::allocationCount == ovratest::failingAllocation;
 }
 
 // Runs the entry that stands in the table at this member, counted.
@@ -42,8 +47,9 @@ struct Counted<kEntry> {
         const int64_t failedBefore = FailedAllocations();
         if constexpr (std::is_same_v<Result, int32_t>) {
             const int32_t result = CallCounted(arguments...);
-            if (result != 0 && FailedAllocations() != failedBefore) {
-                Worked().emplace_back(name);
+            const int64_t failed = FailedAllocations() - failedBefore;
+            if (result != 0 && failed != 0) {
+                Worked().push_back({name, failed == 1 && LastHasFailed()});
             }
             return result;
         } else {
@@ -101,6 +107,6 @@ CountedLibrary::~CountedLibrary() {
 
 bool CountedLibrary::HasFailed() { return FailedAllocations() != 0; }
 
-const std::vector<std::string>& CountedLibrary::WorkedInSpite() { return Worked(); }
+const std::vector<EntryInSpite>& CountedLibrary::WorkedInSpite() { return Worked(); }
 
 }  // namespace ovrasql

@@ -2,8 +2,8 @@
 
 // CountedLibrary: while one lives, every entry of the library runs with its allocations counted,
 // and fails those that are asked for. What the tests allocate themselves, between the entries, is
-// spared, and so is the in-memory host. It notes which entries say that they have worked although
-// an allocation failed in them.
+// spared, and so is the in-memory host. It notes the entries that say that they have worked
+// although an allocation failed in them.
 
 #include <string>
 #include <vector>
@@ -18,6 +18,12 @@ struct AllocationFault {
     bool forEver = false;
 };
 
+// A call of an entry that gave 1 although an allocation failed in it.
+struct EntryInSpite {
+    std::string name;
+    bool isLast = false;  // that was the last one that it asked for
+};
+
 class CountedLibrary {
   public:
     explicit CountedLibrary(const AllocationFault& fault);
@@ -26,8 +32,7 @@ class CountedLibrary {
     CountedLibrary& operator=(const CountedLibrary&) = delete;
 
     [[nodiscard]] static bool HasFailed();  // the allocation that is to fail has been asked for
-    // The names of the entries that gave 1 in spite of it, by call.
-    [[nodiscard]] static const std::vector<std::string>& WorkedInSpite();
+    [[nodiscard]] static const std::vector<EntryInSpite>& WorkedInSpite();
 };
 
 }  // namespace ovrasql
