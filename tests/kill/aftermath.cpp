@@ -22,12 +22,16 @@ constexpr int64_t kMemoryPage = 4096;
 // A merge writes the left page with the key of the parent and the right page's, which are three at
 // most. Between two pages that stay no more than two move, and one by way of the parent.
 constexpr std::ptrdiff_t kMostMovedKeys = 4;
-constexpr char kAllRows[] = "select id, batch, number, word, story from item";
 
-std::vector<LedgerRow> RowsOf(HostConnection& connection) {
-    std::vector<LedgerRow> rows;
-    for (const auto& row : connection.Select(kAllRows)) {
-        rows.push_back({std::stoi(row[0]), std::stoi(row[1]), std::stoi(row[2]), row[3], row[4]});
+LedgerRow RowOf(const std::vector<std::string>& cells) {
+    return {std::stoi(cells[0]), std::stoi(cells[1]), std::stoi(cells[2]), cells[3], cells[4]};
+}
+
+Ledger::Rows RowsOf(HostConnection& connection, const std::string& table) {
+    Ledger::Rows rows;
+    for (const auto& row :
+         connection.Select("select id, batch, number, word, story from " + table)) {
+        rows.push_back(RowOf(row));
     }
     return rows;
 }
@@ -38,8 +42,7 @@ std::string Text(const LedgerRow& row) {
 }
 
 // The first row that differs, for a message.
-std::string Difference(const std::vector<LedgerRow>& expected,
-                       const std::vector<LedgerRow>& found) {
+std::string Difference(const Ledger::Rows& expected, const Ledger::Rows& found) {
     const std::size_t common = std::min(expected.size(), found.size());
     std::size_t at = 0;
     while (at < common && expected[at] == found[at]) {
@@ -51,12 +54,11 @@ std::string Difference(const std::vector<LedgerRow>& expected,
            (at < found.size() ? Text(found[at]) : "none");
 }
 
-std::vector<fs::path> Temporaries(const std::string& folder, const std::string& beginning) {
+std::vector<fs::path> Temporaries(const std::string& folder, const std::string& part = "") {
     std::vector<fs::path> found;
     for (const auto& entry : fs::directory_iterator(folder)) {
         const std::string name = entry.path().filename();
-        if (entry.path().extension() == ".tmp" &&
-            name.compare(0, beginning.size(), beginning) == 0) {
+        if (entry.path().extension() == ".tmp" && name.find(part) != std::string::npos) {
             found.push_back(entry.path());
         }
     }
@@ -89,31 +91,43 @@ Aftermath::Aftermath(std::string folder, Ledger* ledger, const LedgerStatement& 
 void Aftermath::Settle() {
     OpenTables();
     CheckFiles();
-    CheckRows();
+    CheckTables();
+    if (catalogIsBroken_) {
+        return;
+    }
     HostConnection connection(Catalog());
     SettleDefinitions(connection);
     if (!connection.Pack()) {
         Fault("pack: " + connection.Error());
     }
-    for (const fs::path& path : Temporaries(folder_, "")) {
+    for (const fs::path& path : Temporaries(folder_)) {
         fs::remove(path);
     }
     CheckAfterPack();
     CheckSearches(connection);
 }
 
+bool Aftermath::Opens(HostConnection& connection, const std::string& table) {
+    ovra_view* view =
+        ovra_open_view(connection.Handle(), ("select id from " + table).c_str(), -1, nullptr, 0);
+    ovra_close_view(view);
+    return view != nullptr;
+}
+
 // The swap of a rebuilt table begins with its data file. With that one in its place and others not,
 // the next one to open the table puts them there, which is to be so before the files are looked at.
 void Aftermath::OpenTables() {
-    const bool began =
-        Temporaries(folder_, "item.dbf.").empty() && Temporaries(folder_, "source.dbf.").empty();
-    const auto waiting = Temporaries(folder_, "");
+    const bool began = Temporaries(folder_, ".dbf.").empty();
+    const auto waiting = Temporaries(folder_);
     HostConnection connection(Catalog());
-    connection.Select("select id from item");
-    connection.Select("select place from source");
+    for (const std::string& table : Ledger::Names()) {
+        if (!Opens(connection, table) && connection.Error().empty()) {
+            Fault(table + " does not open, without a text");
+        }
+    }
     if (began && !waiting.empty()) {
         ++counts_->brokenSwaps;
-        if (!killed_.Rebuilds() || !Temporaries(folder_, "").empty()) {
+        if (!killed_.Rebuilds() || !Temporaries(folder_).empty()) {
             Fault("new files without their data file were left: " + waiting.front().string());
         }
     }
@@ -141,15 +155,24 @@ bool Aftermath::Concerns(const Finding& finding) const {
     return false;
 }
 
+// A file comes before its catalog row and goes behind it; only DROP INDEX deletes the file first.
+bool Aftermath::MayBeLeft(const Finding& finding) const {
+    if (finding.kind != FindingKind::kUnlistedFile) {
+        return killed_.WritesCatalog() && IsOfCatalog(finding);
+    }
+    const fs::path file = finding.file;
+    return killed_.MakesOrDrops()    ? file.stem() == killed_.table
+           : killed_.WritesCatalog() ? file.stem() == killed_.index
+                                     : killed_.Rebuilds() && file.extension() == ".tmp";
+}
+
 void Aftermath::CheckFiles() {
     Findings ofIndexes;
     for (const Finding& finding : CheckDatabase(ReadFolder(folder_), kCatalogName)) {
-        const bool ofDefinition =
-            finding.kind == FindingKind::kUnlistedFile || IsOfCatalog(finding);
-        if (ofDefinition && killed_.IsDefinition()) {
+        if (MayBeLeft(finding)) {
             continue;
         }
-        if (!ofDefinition && IsOfIndex(finding)) {
+        if (!IsOfCatalog(finding) && IsOfIndex(finding)) {
             ofIndexes.push_back(finding);
         } else if (!finding.harmless) {
             Fault("after the kill: " + finding.text);
@@ -178,7 +201,7 @@ void Aftermath::CheckKeys(const Findings& findings) {
         // A key that goes from one page to another by way of their parent is in none of them, or in
         // two; only a change of more pages is seen in the structure as well.
         const bool isMove = keys == static_cast<std::ptrdiff_t>(ofIndex.size());
-        const bool isAllowed = !otherKeys && !killed_.IsDefinition() &&
+        const bool isAllowed = !otherKeys && !killed_.WritesCatalog() && !killed_.Rebuilds() &&
                                std::all_of(ofIndex.begin(), ofIndex.end(), IsLeftByMove) &&
                                (!isMove || keys <= kMostMovedKeys);
         if (!isHarmless && !isAllowed) {
@@ -190,30 +213,57 @@ void Aftermath::CheckKeys(const Findings& findings) {
     counts_->otherKeys += otherKeys ? 1 : 0;
 }
 
-void Aftermath::CheckRows() {
+void Aftermath::CheckTables() {
     HostConnection connection(Catalog());
     if (!connection.IsGood()) {
         Fault("open: " + connection.Error());
         return;
     }
-    const auto found = RowsOf(connection);
+    for (const std::string& table : Ledger::Names()) {
+        if (Opens(connection, table)) {
+            CheckRows(connection, table);
+        } else {
+            CheckMissing(table, connection.Error());
+        }
+    }
+}
+
+void Aftermath::CheckRows(HostConnection& connection, const std::string& table) {
+    const auto found = RowsOf(connection, table);
     counts_->rowsChecked += found.size();
+    if (killed_.table == table && !killed_.MakesOrDrops()) {
+        MatchKilled(found, connection.Error());
+        return;
+    }
+    const Ledger::Rows* expected = ledger_->RowsOf(table);
+    if (expected == nullptr && killed_.table != table) {
+        Fault(table + " was dropped, and is there");
+        return;
+    }
+    const Ledger::Rows rows = expected == nullptr ? Ledger::Rows() : *expected;
+    if (found != rows) {
+        Fault(table + ": " + Difference(rows, found));
+    }
+}
+
+// The first changes of the killed statement, and not the others.
+void Aftermath::MatchKilled(const Ledger::Rows& found, const std::string& error) {
     for (std::size_t count = 0; count <= killed_.changes.size(); ++count) {
         Ledger candidate = *ledger_;
         candidate.Apply(killed_, count);
-        if (candidate.Rows() == found) {
+        if (*candidate.RowsOf(killed_.table) == found) {
             counts_->insideStatement += count > 0 ? 1 : 0;
             *ledger_ = candidate;
             return;
         }
     }
     if (!MatchTornRow(found)) {
-        Fault("rows: " + Difference(ledger_->Rows(), found) + "\n" + connection.Error());
+        Fault("rows: " + Difference(*ledger_->RowsOf(killed_.table), found) + "\n" + error);
     }
 }
 
 // The same, but that the row being overwritten is neither its old nor its new self.
-bool Aftermath::MatchTornRow(const std::vector<LedgerRow>& found) {
+bool Aftermath::MatchTornRow(const Ledger::Rows& found) {
     for (std::size_t count = 0; count < killed_.changes.size(); ++count) {
         const RowChange& torn = killed_.changes[count];
         const auto actual = std::find_if(
@@ -226,7 +276,7 @@ bool Aftermath::MatchTornRow(const std::vector<LedgerRow>& found) {
         mixture.changes[count].row = *actual;
         Ledger candidate = *ledger_;
         candidate.Apply(mixture, mixture.changes.size());
-        if (candidate.Rows() == found && LiesAcrossPages(torn.row.id)) {
+        if (*candidate.RowsOf(killed_.table) == found && LiesAcrossPages(torn.row.id)) {
             ++counts_->tornRecords;
             *ledger_ = candidate;
             return true;
@@ -251,31 +301,38 @@ bool Aftermath::LiesAcrossPages(int id) {
     return false;
 }
 
-// Whether the definition that was killed came true is for the files to tell. An index that may be
-// half there is dropped; its name is not used again.
-void Aftermath::SettleDefinitions(HostConnection& connection) {
-    if (killed_.kind == StatementKind::kCreateIndex) {
-        connection.Run("drop index " + killed_.text.substr(13, killed_.text.find(" on ") - 13));
-    } else if (killed_.kind == StatementKind::kDropIndex) {
-        connection.Run(killed_.text);
+// A table that is not known, which is told so.
+void Aftermath::CheckMissing(const std::string& table, const std::string& error) {
+    if (error != "Unknown table '" + table + "'") {
+        Fault(table + " does not open: " + error);
     }
-    if (killed_.kind == StatementKind::kCreateIndex || killed_.kind == StatementKind::kDropIndex) {
-        ledger_->SetIndexed(false);
-        for (const auto& entry : fs::directory_iterator(folder_)) {
-            const std::string name = entry.path().filename();
-            if (name.rfind("itemnumber", 0) == 0) {
-                fs::remove(entry.path());
-            }
+    if (ledger_->RowsOf(table) == nullptr ||
+        (killed_.kind == StatementKind::kDropTable && killed_.table == table)) {
+        return;
+    }
+    if (killed_.WritesCatalog() && IsWholeInItsFile(table)) {
+        ++counts_->hiddenTables;
+        catalogIsBroken_ = true;
+    } else {
+        Fault(table + " is lost: " + error);
+    }
+}
+
+// The checker reads the rows of the catalog without its indexes.
+bool Aftermath::IsWholeInItsFile(const std::string& table) const {
+    for (const CheckedTable& read : ReadTables(ReadFolder(folder_), kCatalogName)) {
+        if (read.name == table) {
+            Ledger::Rows rows;
+            std::transform(read.rows.begin(), read.rows.end(), std::back_inserter(rows), RowOf);
+            return rows == *ledger_->RowsOf(table);
         }
     }
-    connection.Select("select extra from item");
-    ledger_->SetWidened(connection.Error().find("extra") == std::string::npos);
-    ledger_->SkipAhead();
+    return false;
 }
 
 void Aftermath::CheckAfterPack() {
     for (const Finding& finding : CheckDatabase(ReadFolder(folder_), kCatalogName)) {
-        if (IsOfCatalog(finding) && killed_.IsDefinition() && !killed_.Rebuilds()) {
+        if (IsOfCatalog(finding) && killed_.WritesCatalog()) {
             catalogIsBroken_ = true;
         } else if (!finding.harmless) {
             Fault("after pack: " + finding.text);
@@ -286,10 +343,13 @@ void Aftermath::CheckAfterPack() {
 
 // Some rows through both indexes, which pack has built anew. The checker has seen all keys.
 void Aftermath::CheckSearches(HostConnection& connection) {
-    const auto found = RowsOf(connection);
-    if (found != ledger_->Rows()) {
-        Fault("after pack: " + Difference(ledger_->Rows(), found));
+    for (const std::string& table : Ledger::Names()) {
+        const Ledger::Rows* expected = ledger_->RowsOf(table);
+        if (expected != nullptr && *expected != RowsOf(connection, table)) {
+            Fault("after pack: " + table + ": " + Difference(*expected, RowsOf(connection, table)));
+        }
     }
+    const Ledger::Rows& found = *ledger_->RowsOf("item");
     const std::size_t step = std::max<std::size_t>(1, found.size() / 7);
     for (std::size_t i = 0; i < found.size(); i += step) {
         const std::string id = std::to_string(found[i].id);

@@ -29,6 +29,7 @@ constexpr int kKills = 60;
 constexpr int kKills = 500;
 #endif
 constexpr int kKillsPerDatabase = 50;
+constexpr std::size_t kMostBefore = 40;
 constexpr uint32_t kSeed = 20;
 
 int FromEnvironment(const char* name, int otherwise) {
@@ -46,6 +47,7 @@ class KillTest : public testing::Test {
         for (const LedgerStatement& statement : Ledger::SetUp()) {
             ASSERT_TRUE(RunStatement(connection, statement))
                 << statement.text << connection.Error();
+            ledger_.Apply(statement);
         }
     }
 
@@ -56,28 +58,35 @@ class KillTest : public testing::Test {
         return std::chrono::nanoseconds(static_cast<int64_t>(std::pow(10.0, exponent)));
     }
 
-    // How many statements there are before the first that rebuilds a table; some number when there
-    // is none for a long time.
-    std::size_t StatementsBeforeRebuild(uint32_t seed) const {
+    // Statements that are met on purpose, because a moment that is drawn seldom falls into them.
+    // How long they take is learnt: half of the kills are to come too late.
+    struct Target {
+        bool (LedgerStatement::*contains)() const;
+        double nanoseconds;
+    };
+
+    // How many statements there are before the first such one; some number when there is none for a
+    // long time.
+    std::size_t StatementsBefore(const Target& target, uint32_t seed) const {
         Ledger ledger = ledger_;
         std::mt19937 random(seed);
         std::size_t count = 0;
-        for (LedgerStatement next = ledger.Next(random); !next.Rebuilds() && count < 40; ++count) {
+        for (LedgerStatement next = ledger.Next(random);
+             !(next.*target.contains)() && count < kMostBefore; ++count) {
             ledger.Apply(next);
             next = ledger.Next(random);
         }
         return count;
     }
 
-    // Lets the process begin a rebuild and kills it in the course of that. How long it takes is
-    // learnt: half of the kills are to come too late.
-    bool KillInRebuild(KilledProcess* process, uint32_t seed) {
-        const std::size_t before = StatementsBeforeRebuild(seed);
+    // Lets the process begin such a statement and kills it in the course of that.
+    bool KillIn(Target* target, KilledProcess* process, uint32_t seed) {
+        const std::size_t before = StatementsBefore(*target, seed);
         process->AwaitAcknowledged(before);
         const double pause = std::uniform_real_distribution<double>(0.3, 1.7)(random_);
         const bool killed = process->KillAfter(
-            std::chrono::nanoseconds(static_cast<int64_t>(pause * rebuildNanoseconds_)));
-        rebuildNanoseconds_ *= process->Acknowledged() > before ? 0.9 : 1.1;
+            std::chrono::nanoseconds(static_cast<int64_t>(pause * target->nanoseconds)));
+        target->nanoseconds *= process->Acknowledged() > before ? 0.9 : 1.1;
         return killed;
     }
 
@@ -95,10 +104,12 @@ class KillTest : public testing::Test {
         return ledger_.Next(random);
     }
 
-    void KillOnce(bool inRebuild) {
+    // Without a target, anywhere.
+    void KillOnce(Target* target) {
         const auto seed = static_cast<uint32_t>(random_());
         KilledProcess process(folder_->File("shop.dbf"), ledger_, seed);
-        const bool killed = inRebuild ? KillInRebuild(&process, seed) : KillAnywhere(&process);
+        const bool killed =
+            target == nullptr ? KillAnywhere(&process) : KillIn(target, &process, seed);
         ASSERT_FALSE(process.FailedByItself()) << "seed " << seed;
         counts_.kills += killed ? 1 : 0;
         counts_.acknowledged += process.Acknowledged();
@@ -119,10 +130,11 @@ class KillTest : public testing::Test {
         std::printf(
             "%d kills: %zu acknowledged statements, %zu rows read again\n"
             "inside a statement %d, keys left to pack %d (of other rows %d), "
-            "torn in place %d, swaps to be finished %d, catalog half written %d\n",
+            "torn in place %d, swaps to be finished %d, catalog half written %d, tables hidden %d, "
+            "tables made or dropped unacknowledged %d, files in the way %d\n",
             counts_.kills, counts_.acknowledged, counts_.rowsChecked, counts_.insideStatement,
             counts_.ownKeys, counts_.otherKeys, counts_.tornRecords, counts_.brokenSwaps,
-            counts_.catalogs);
+            counts_.catalogs, counts_.hiddenTables, counts_.madeOrDropped, counts_.filesInTheWay);
         std::fflush(stdout);
     }
 
@@ -130,7 +142,8 @@ class KillTest : public testing::Test {
     std::unique_ptr<TemporaryFolder> folder_;
     Ledger ledger_;
     KillCounts counts_;
-    double rebuildNanoseconds_ = 1e6;
+    Target rebuilds_{&LedgerStatement::Rebuilds, 1e6};
+    Target tables_{&LedgerStatement::MakesOrDrops, 1e5};
 };
 
 TEST_F(KillTest, NoAcknowledgedRowIsLostWhenAWriterIsKilled) {
@@ -142,7 +155,7 @@ TEST_F(KillTest, NoAcknowledgedRowIsLostWhenAWriterIsKilled) {
         if (round % kKillsPerDatabase == 0) {
             BeginDatabase();
         }
-        KillOnce(round % 4 == 0);
+        KillOnce(round % 4 == 0 ? &rebuilds_ : round % 4 == 2 ? &tables_ : nullptr);
         if (round % 1000 == 999) {
             Report();
         }
@@ -152,6 +165,7 @@ TEST_F(KillTest, NoAcknowledgedRowIsLostWhenAWriterIsKilled) {
     if (kills >= kKills && kKills >= 500) {
         EXPECT_GT(counts_.insideStatement, kills / 100);
         EXPECT_GT(counts_.ownKeys, 0);
+        EXPECT_GT(counts_.madeOrDropped, 0);
     }
 }
 

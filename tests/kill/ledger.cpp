@@ -6,8 +6,11 @@ namespace ovratest {
 
 namespace {
 
-constexpr std::size_t kMostRows = 150;
+constexpr std::size_t kMostRows = 130;
 constexpr std::size_t kFewRows = 40;
+constexpr std::size_t kMostRowsOfNote = 15;
+constexpr char kColumns[] =
+    " (id integer, batch integer, number integer, word char(40), story memo)";
 
 int Draw(std::mt19937& random, int low, int high) {
     return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
@@ -39,27 +42,42 @@ bool LedgerStatement::Rebuilds() const {
            kind == StatementKind::kDropColumn;
 }
 
-bool LedgerStatement::IsDefinition() const {
-    return Rebuilds() || kind == StatementKind::kCreateIndex || kind == StatementKind::kDropIndex;
+bool LedgerStatement::WritesCatalog() const {
+    return kind == StatementKind::kCreateIndex || kind == StatementKind::kDropIndex ||
+           MakesOrDrops();
+}
+
+bool LedgerStatement::MakesOrDrops() const {
+    return kind == StatementKind::kCreateTable || kind == StatementKind::kDropTable;
 }
 
 std::vector<LedgerStatement> Ledger::SetUp() {
-    std::vector<LedgerStatement> statements;
+    std::vector<LedgerStatement> statements{CreateTable("item"), CreateTable("source")};
     for (const char* text :
-         {"create table item (id integer, batch integer, number integer, word char(40), "
-          "story memo)",
-          "create unique index itemid on item (id)", "create index itemword on item (word)",
-          "create table source (place integer, word char(40), story memo)"}) {
+         {"create unique index itemid on item (id)", "create index itemword on item (word)"}) {
         statements.push_back({StatementKind::kInsert, text, {}, {}});
     }
     for (int key = 0; key < kSourceRows; ++key) {
-        const LedgerRow row = SourceRow(key);
-        statements.push_back({StatementKind::kInsert,
-                              "insert into source values (?, ?, ?)",
-                              {std::to_string(key), row.word, row.story},
-                              {}});
+        statements.push_back(InsertRow(SourceRow(key), "source"));
     }
     return statements;
+}
+
+// Few enough to come back, so that rows of the catalog are taken back; with the indexes they are
+// more than one page of the catalog's index has room for, so that it splits.
+const std::vector<std::string>& Ledger::Names() {
+    static const std::vector<std::string> names = {"item",  "source", "note1",
+                                                   "note2", "note3",  "note4"};
+    return names;
+}
+
+LedgerStatement Ledger::CreateTable(const std::string& name) {
+    return {StatementKind::kCreateTable, "create table " + name + kColumns, {}, {}, name};
+}
+
+const Ledger::Rows* Ledger::RowsOf(const std::string& table) const {
+    const auto found = tables_.find(table);
+    return found == tables_.end() ? nullptr : &found->second;
 }
 
 LedgerStatement Ledger::Next(std::mt19937& random) {
@@ -67,45 +85,54 @@ LedgerStatement Ledger::Next(std::mt19937& random) {
     if (choice < 8) {
         return Definition(random);
     }
-    if (rows_.size() < kFewRows) {
-        return choice < 60 ? Insert(random) : InsertMany(random);
+    if (choice < 20) {
+        return Note(random);
     }
-    if (rows_.size() > kMostRows) {
-        return choice < 50 ? Delete(random) : DeleteMany(random);
+    if (Items().size() < kFewRows) {
+        return choice < 64 ? Insert(random, "item") : InsertMany(random, "item");
     }
-    if (choice < 38) {
-        return Insert(random);
+    if (Items().size() > kMostRows) {
+        return choice < 55 ? Delete(random) : DeleteMany(random);
     }
-    if (choice < 50) {
-        return InsertMany(random);
+    if (choice < 44) {
+        return Insert(random, "item");
     }
-    if (choice < 68) {
+    if (choice < 55) {
+        return InsertMany(random, "item");
+    }
+    if (choice < 71) {
         return Update(random);
     }
-    if (choice < 78) {
+    if (choice < 80) {
         return UpdateMany(random);
     }
-    return choice < 92 ? Delete(random) : DeleteMany(random);
+    return choice < 93 ? Delete(random) : DeleteMany(random);
 }
 
-LedgerStatement Ledger::Insert(std::mt19937& random) {
-    const LedgerRow row = {nextId_, nextBatch_, Draw(random, 0, 9999),
-                           Letters(random, Draw(random, 1, 40)), Story(random)};
+LedgerStatement Ledger::InsertRow(const LedgerRow& row, const std::string& table) {
     return {StatementKind::kInsert,
-            "insert into item (id, batch, number, word, story) values (?, ?, ?, ?, ?)",
+            "insert into " + table + " (id, batch, number, word, story) values (?, ?, ?, ?, ?)",
             {std::to_string(row.id), std::to_string(row.batch), std::to_string(row.number),
              row.word, row.story},
-            {{RowChange::Kind::kAppend, row}}};
+            {{RowChange::Kind::kAppend, row}},
+            table};
 }
 
-LedgerStatement Ledger::InsertMany(std::mt19937& random) {
+LedgerStatement Ledger::Insert(std::mt19937& random, const std::string& table) {
+    return InsertRow({nextId_, nextBatch_, Draw(random, 0, 9999),
+                      Letters(random, Draw(random, 1, 40)), Story(random)},
+                     table);
+}
+
+LedgerStatement Ledger::InsertMany(std::mt19937& random, const std::string& table) {
     const int number = Draw(random, 0, 9999);
     LedgerStatement statement{
         StatementKind::kInsertMany,
-        "insert into item (id, batch, number, word, story) select place + ?, ?, ?, word, story "
-        "from source",
+        "insert into " + table +
+            " (id, batch, number, word, story) select id + ?, ?, ?, word, story from source",
         {std::to_string(nextId_), std::to_string(nextBatch_), std::to_string(number)},
-        {}};
+        {},
+        table};
     for (int key = 0; key < kSourceRows; ++key) {
         LedgerRow row = SourceRow(key);
         row.id = nextId_ + key;
@@ -117,7 +144,7 @@ LedgerStatement Ledger::InsertMany(std::mt19937& random) {
 }
 
 LedgerStatement Ledger::Update(std::mt19937& random) {
-    LedgerRow row = rows_[random() % rows_.size()];
+    LedgerRow row = Items()[random() % Items().size()];
     row.number = Draw(random, 0, 9999);
     row.word = Letters(random, Draw(random, 1, 40));
     row.story = Story(random);
@@ -129,13 +156,13 @@ LedgerStatement Ledger::Update(std::mt19937& random) {
 
 // Every row of one batch, in the order of the records: no index is on the batch.
 LedgerStatement Ledger::UpdateMany(std::mt19937& random) {
-    const int batch = rows_[random() % rows_.size()].batch;
+    const int batch = Items()[random() % Items().size()].batch;
     const std::string word = Letters(random, Draw(random, 1, 40));
     LedgerStatement statement{StatementKind::kUpdateMany,
                               "update item set word = ?, number = number + 1 where batch = ?",
                               {word, std::to_string(batch)},
                               {}};
-    for (LedgerRow row : rows_) {
+    for (LedgerRow row : Items()) {
         if (row.batch == batch) {
             row.word = word;
             ++row.number;
@@ -146,7 +173,7 @@ LedgerStatement Ledger::UpdateMany(std::mt19937& random) {
 }
 
 LedgerStatement Ledger::Delete(std::mt19937& random) {
-    const LedgerRow row = rows_[random() % rows_.size()];
+    const LedgerRow row = Items()[random() % Items().size()];
     return {StatementKind::kDelete,
             "delete from item where id = ?",
             {std::to_string(row.id)},
@@ -154,12 +181,12 @@ LedgerStatement Ledger::Delete(std::mt19937& random) {
 }
 
 LedgerStatement Ledger::DeleteMany(std::mt19937& random) {
-    const int batch = rows_[random() % rows_.size()].batch;
+    const int batch = Items()[random() % Items().size()].batch;
     LedgerStatement statement{StatementKind::kDeleteMany,
                               "delete from item where batch = ?",
                               {std::to_string(batch)},
                               {}};
-    for (const LedgerRow& row : rows_) {
+    for (const LedgerRow& row : Items()) {
         if (row.batch == batch) {
             statement.changes.push_back({RowChange::Kind::kRemove, row});
         }
@@ -180,16 +207,34 @@ LedgerStatement Ledger::Definition(std::mt19937& random) {
                                               {}};
         case 1: {
             const std::string name = "itemnumber" + std::to_string(indexNumber_);
-            return indexed_
-                       ? LedgerStatement{StatementKind::kDropIndex, "drop index " + name, {}, {}}
-                       : LedgerStatement{StatementKind::kCreateIndex,
-                                         "create index " + name + " on item (number)",
-                                         {},
-                                         {}};
+            return indexed_ ? LedgerStatement{StatementKind::kDropIndex,
+                                              "drop index " + name,
+                                              {},
+                                              {},
+                                              "item",
+                                              name}
+                            : LedgerStatement{StatementKind::kCreateIndex,
+                                              "create index " + name + " on item (number)",
+                                              {},
+                                              {},
+                                              "item",
+                                              name};
         }
         default:
             return {StatementKind::kPack, "", {}, {}};
     }
+}
+
+LedgerStatement Ledger::Note(std::mt19937& random) {
+    const std::string& name = Names()[2 + random() % (Names().size() - 2)];
+    const Rows* rows = RowsOf(name);
+    if (rows == nullptr) {
+        return CreateTable(name);
+    }
+    if (rows->size() > kMostRowsOfNote || random() % 2 == 0) {
+        return {StatementKind::kDropTable, "drop table " + name, {}, {}, name};
+    }
+    return random() % 2 == 0 ? Insert(random, name) : InsertMany(random, name);
 }
 
 void Ledger::Apply(const LedgerStatement& statement) {
@@ -215,6 +260,12 @@ void Ledger::Apply(const LedgerStatement& statement) {
         case StatementKind::kDropColumn:
             widened_ = false;
             break;
+        case StatementKind::kCreateTable:
+            MakeTable(statement.table);
+            break;
+        case StatementKind::kDropTable:
+            tables_.erase(statement.table);
+            break;
         default:
             break;
     }
@@ -223,17 +274,18 @@ void Ledger::Apply(const LedgerStatement& statement) {
 void Ledger::Apply(const LedgerStatement& statement, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         const RowChange& change = statement.changes[i];
+        Rows& rows = tables_.at(statement.table);
         if (change.kind == RowChange::Kind::kAppend) {
-            rows_.push_back(change.row);
+            rows.push_back(change.row);
             continue;
         }
-        const auto found = std::find_if(rows_.begin(), rows_.end(), [&change](const auto& row) {
+        const auto found = std::find_if(rows.begin(), rows.end(), [&change](const auto& row) {
             return row.id == change.row.id;
         });
         if (change.kind == RowChange::Kind::kReplace) {
             *found = change.row;
         } else {
-            rows_.erase(found);
+            rows.erase(found);
         }
     }
 }

@@ -258,10 +258,13 @@ FileMap ReadFolder(const std::filesystem::path& folder) {
         if (!entry.is_regular_file() || total + entry.file_size() > kMostBytes) {
             continue;
         }
+        FileBytes bytes(static_cast<size_t>(entry.file_size()));
         std::ifstream stream(entry.path(), std::ios::binary);
-        FileBytes bytes((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+        stream.read(reinterpret_cast<char*>(bytes.data()),
+                    static_cast<std::streamsize>(bytes.size()));
+        bytes.resize(static_cast<size_t>(stream.gcount()));
         total += bytes.size();
-        files[std::filesystem::relative(entry.path(), folder).generic_string()] = std::move(bytes);
+        files[entry.path().lexically_relative(folder).generic_string()] = std::move(bytes);
     }
     return files;
 }
