@@ -122,11 +122,11 @@ TEST_F(RecordTest, IndexesThatCannotFollowAnUpdateFailIt) {
     Open(&program, 0, "t", {"a"}, true);
     program.Do(SQL_Cursor_First, 0, 100).Do(SQL_Cursor_LockForUpdate, 0);
     program.Literal("z").Do(SQL_Pop_Column, 0, 0).Do(SQL_Cursor_Update, 0).Do(SQL_Output);
-    program.Do(SQL_Cursor_Update_Indexes, 0);
+    program.Do(SQL_Cursor_Update_Indexes, 0).Do(SQL_Output);
     Machine machine(schema.get());
     EXPECT_EQ(machine.Run(program), 1);
     TheHost().FailCall("ovFile_Write", 1, FailureKind::kOutright, FailureSpan::kForEver);
-    EXPECT_EQ(machine.loop.Run(), -1);
+    EXPECT_EQ(machine.loop.Run(), -1) << "nothing behind it is run";
     EXPECT_NE(machine.Error().find("ta.ovx"), std::string::npos) << machine.Error();
     TheHost().ClearFailures();
 }
