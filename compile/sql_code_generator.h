@@ -138,7 +138,6 @@ class SQLCodeGenerator {
 
     [[nodiscard]] Schema* GetSchema() const { return schema_; }
     [[nodiscard]] SQLStatement* Statement() const { return statement_.get(); }
-    [[nodiscard]] TextView StatementText() const { return statementText_; }
     [[nodiscard]] const String& Error() const { return error_; }
     // How many parameters a run must be given.
     [[nodiscard]] int32_t DynamicCount() const { return dynamicCount_; }

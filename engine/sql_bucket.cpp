@@ -32,9 +32,7 @@ void SQLBucketEntry::Sum(double number) {
 }
 
 SQLBucket::SQLBucket(int32_t accumulatorCount, bool caseInsensitive)
-    : accumulatorCount_(accumulatorCount),
-      caseInsensitive_(caseInsensitive),
-      records_(true, caseInsensitive) {}
+    : accumulatorCount_(accumulatorCount), records_(true, caseInsensitive) {}
 
 SQLBucket::~SQLBucket() = default;
 

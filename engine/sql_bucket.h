@@ -83,7 +83,6 @@ class SQLBucket {
         return accumulator >= 0 && accumulator < accumulatorCount_;
     }
     [[nodiscard]] const SQLBucketRecord* CurrentRecord() const { return currentRecord_; }
-    [[nodiscard]] bool CaseInsensitive() const { return caseInsensitive_; }
 
   private:
     [[nodiscard]] static std::unique_ptr<SQLBucketRecord> NewRecord(TextView key);
@@ -93,7 +92,6 @@ class SQLBucket {
     static constexpr int32_t kOverDefault = -1;
 
     int32_t accumulatorCount_;
-    bool caseInsensitive_;
     Arena keys_;
     std::unique_ptr<SQLBucketRecord> defaultRecord_;
     SQLBucketRecord* currentRecord_ = nullptr;

@@ -120,7 +120,7 @@ class SQLResult {
 // A cell that stands by itself, with a text buffer that it reuses: the value of an aggregate.
 class SQLKeptResult : private SQLResultHolder, public SQLResult {
   public:
-    explicit SQLKeptResult(bool reports = false) : SQLResult(this, reports) {}
+    SQLKeptResult() : SQLResult(this) {}
 
   private:
     char* TextRoom(const SQLResult& cell, int64_t bytes) override;
@@ -143,7 +143,6 @@ class SQLViewResult final : private SQLResultHolder, public SQLResult {
     [[nodiscard]] TextView Name() const { return name_; }
     // A hidden result is left out of the view's structure.
     [[nodiscard]] bool Visible() const { return visible_; }
-    [[nodiscard]] void* HostVariable() const { return hostVariable_; }
     // The temporary table that the variable points into.
     static constexpr int32_t kOwnCell = -1;
     [[nodiscard]] int32_t PointedSlot() const { return pointedSlot_; }

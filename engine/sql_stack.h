@@ -63,7 +63,6 @@ class SQL_Stack {
     SQL_Stack& operator=(const SQL_Stack&) = delete;
 
     [[nodiscard]] int32_t Count() const { return count_; }
-    [[nodiscard]] bool CaseInsensitive() const { return caseInsensitive_; }
     [[nodiscard]] const StackEntry& EntryAt(int32_t index) const {
         return entries_[static_cast<size_t>(index)];
     }

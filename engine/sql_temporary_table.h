@@ -44,7 +44,6 @@ class SQLTemporaryTable : private SQLResultHolder {
     // False, with nothing done, if a term names a column that the rows do not have.
     [[nodiscard]] bool Sort(const List<SQLOrderBy>& terms);
 
-    [[nodiscard]] int32_t ColumnCount() const { return columnCount_; }
     [[nodiscard]] int32_t RowCount() const { return rowCount_; }
     [[nodiscard]] bool HasColumn(int32_t column) const {
         return column >= 0 && column < columnCount_;

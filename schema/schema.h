@@ -113,7 +113,6 @@ class Schema {
     [[nodiscard]] int32_t IndexNameLimit() const;
 
     [[nodiscard]] const String& Error() const { return error_; }
-    [[nodiscard]] void* Program() const { return program_; }
     [[nodiscard]] void* Database() const { return database_; }
     // The catalog itself; null before Create or Open.
     [[nodiscard]] Table* SchemaTable() const { return schemaTable_.get(); }

@@ -88,7 +88,6 @@ class Table {
     [[nodiscard]] TextView Name() const { return name_.View(); }
     [[nodiscard]] const String& Error() const { return error_; }
     [[nodiscard]] OvraSQLTable& Data() { return data_; }
-    [[nodiscard]] const OvraSQLTable& Data() const { return data_; }
     [[nodiscard]] HashTable<Index>& Indexes() { return indexes_; }
     [[nodiscard]] const HashTable<Index>& Indexes() const { return indexes_; }
     // True once Indexes() reflects the catalog (Schema::LoadIndexes).

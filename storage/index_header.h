@@ -39,7 +39,6 @@ class IndexHeader {
     void MakeNew(TextView keyExpression, int32_t flags);
 
     [[nodiscard]] unsigned char* Bytes() { return bytes_; }
-    [[nodiscard]] const unsigned char* Bytes() const { return bytes_; }
 
     [[nodiscard]] bool HasMagic() const;
     [[nodiscard]] int32_t Version() const { return bytes_[4]; }
