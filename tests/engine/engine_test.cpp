@@ -102,6 +102,11 @@ TEST_F(SQLEngineTest, RemembersTheCaseSettingOfItsCompilation) {
     EXPECT_EQ(engine.Run(), 1);
 }
 
+TEST_F(SQLEngineTest, KnowsTheHostsDatabase) {
+    const SQLEngine engine(*schema, database);
+    EXPECT_EQ(engine.HostDatabase(), database);
+}
+
 // No instruction is trusted to have what it needs, whether there is a schema or not.
 TEST_F(SQLEngineTest, DefinitionsWithoutTheirListsAreRefused) {
     for (const int32_t opcode : {SQL_Create_Table, SQL_Alter_Table_Add, SQL_Create_Index}) {

@@ -99,6 +99,23 @@ TEST_F(ParameterTest, TheListIsAskedAlsoWithoutParameters) {
     EXPECT_EQ(TheHost().CallCount("ovVariableList_First"), 1);
 }
 
+TEST_F(ParameterTest, MayComeBeforeAnyProgram) {
+    Machine machine;
+    EXPECT_EQ(machine.loop.SetParameters(nullptr, 0), 1);
+}
+
+TEST_F(ParameterTest, ALengthBelowZeroIsAnEmptyText) {
+    void* list = TheHost().MakeList({"abc"});
+    MemoryHost::Variable(ovVariableList_First(list))->statedLength = -2;
+    Program program;
+    program.Do(SQL_Push_Dynamic, 0);
+    Machine machine;
+    machine.Load(program, false, 1);
+    EXPECT_EQ(machine.loop.SetParameters(list, 1), 1);
+    EXPECT_EQ(machine.loop.Run(), 0);
+    EXPECT_EQ(ToText(machine.loop.Stack()->PopText()), "");
+}
+
 TEST_F(ParameterTest, EachRunHasItsOwnValues) {
     Program program;
     program.Emit(SQL_Result, 0, 1, 0, "r");

@@ -3,7 +3,9 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <new>
 
+#include "engine/text_buffer.h"
 #include "tests/engine/program.h"
 
 namespace ovrasql {
@@ -196,6 +198,23 @@ TEST(Result, KeepsATextOnlyWhereItIsTheValue) {
     cell.KeepText();
     EXPECT_EQ(cell.OwnText(), nullptr);
     EXPECT_EQ(ToText(cell.GetString()), "3");
+}
+
+TEST(Result, ABorrowedTextIsNotItsOwn) {
+    SQLKeptResult cell;
+    cell.SetString("borrowed", false);
+    EXPECT_EQ(cell.OwnText(), nullptr);
+    EXPECT_EQ(cell.OwnTextLength(), 0);
+    cell.KeepText();
+    EXPECT_STREQ(cell.OwnText(), "borrowed");
+    EXPECT_EQ(cell.OwnTextLength(), 8);
+}
+
+TEST(Result, ATextBufferOf2GiBIsRefused) {
+    TextBuffer buffer;
+    EXPECT_THROW(static_cast<void>(buffer.Room(int64_t{std::numeric_limits<int32_t>::max()} + 1)),
+                 std::bad_alloc);
+    EXPECT_EQ(buffer.Room(0), nullptr);
 }
 
 TEST(Result, ItsOwnTextMayBeStoredAgain) {

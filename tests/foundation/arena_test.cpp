@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <new>
 #include <stdexcept>
 #include <vector>
 
@@ -150,6 +152,13 @@ TEST(Arena, AConstructorThatThrowsLeavesNothingToDestroy) {
         EXPECT_THROW(static_cast<void>(arena.Make<Thrower>()), std::runtime_error);
     }
     EXPECT_EQ(Thrower::destroyed, 0);
+}
+
+TEST(Arena, RefusesWhatHalfOfTheAddressesCannotHold) {
+    Arena arena;
+    const size_t huge = std::numeric_limits<size_t>::max();
+    EXPECT_THROW(static_cast<void>(arena.Allocate(huge, 1)), std::bad_alloc);
+    EXPECT_EQ(arena.Footprint(), 0u);
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <new>
+
 #include "tests/foundation/foundation_support.h"
 
 namespace ovrasql {
@@ -63,6 +66,13 @@ TEST(Base64, EveryByteComesBack) {
         bytes.push_back(static_cast<char>(code));
         EXPECT_EQ(Std(String(View(bytes)).Base64Encode().Base64Decode()), bytes);
     }
+}
+
+// The views claim more bytes than they have; they must be refused before they are read.
+TEST(Base64, RefusesTextsWhoseResultPasses2GiB) {
+    const TextView huge("x", std::numeric_limits<int32_t>::max());
+    EXPECT_THROW(static_cast<void>(EncodeBase64(huge)), std::bad_alloc);
+    EXPECT_THROW(static_cast<void>(DecodeBase64(huge)), std::bad_alloc);
 }
 
 }  // namespace

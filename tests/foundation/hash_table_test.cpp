@@ -193,6 +193,8 @@ TEST(HashTable, ChainsAreSortedByLengthAndThenByBytes) {
     }
     EXPECT_EQ(members, 8);
     EXPECT_GT(chained, 0) << "no chain of two to look at";
+    EXPECT_EQ(table.Store().ChainNext(kNoSlot), kNoSlot);
+    EXPECT_EQ(table.Store().ChainNext(table.Store().UsedSlots()), kNoSlot);
 }
 
 TEST(HashTable, ComparesByLengthFirst) {

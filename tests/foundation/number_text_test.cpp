@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <new>
 
 #include "tests/foundation/allocation_count.h"
 #include "tests/foundation/foundation_support.h"
@@ -128,6 +129,11 @@ TEST(DoubleToText, TakesMoreDecimalsThanTheUsualRoom) {
     EXPECT_EQ(Std(DoubleToText(0.5, 1000)), "0.5" + std::string(999, '0'));
     EXPECT_EQ(Std(DoubleToText(-7, 700)), "-7." + std::string(700, '0'));
     EXPECT_EQ(DoubleToText(5e-324, 1074).Length(), 1076);
+}
+
+TEST(DoubleToText, RefusesATextOf2GiB) {
+    EXPECT_THROW(static_cast<void>(DoubleToText(0.5, std::numeric_limits<int32_t>::max())),
+                 std::bad_alloc);
 }
 
 TEST(DoubleToText, RoundsInFrontOfThePointForOtherNegativeDecimals) {

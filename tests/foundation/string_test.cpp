@@ -70,6 +70,13 @@ TEST(String, AppendExtendsOnlyWhenTheTextAndItsNulPassTheCapacity) {
     EXPECT_EQ(Std(text), std::string(20, 'x') + "yyyz");
 }
 
+TEST(String, AppendTakesALengthBesideTheText) {
+    String text("ab");
+    text.Append("cdef", 2);
+    text.Append(nullptr, 2);
+    EXPECT_STREQ(text.CText(), "abcd");
+}
+
 TEST(String, AppendOnNullTextWorksAsAssign) {
     String text;
     text.Append("");

@@ -8,6 +8,7 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "foundation/ignore_result.h"
 #include "library/database_context.h"
@@ -99,6 +100,27 @@ TEST_F(OutOfMemoryTest, AHandleWithoutASchemaFailsAtEveryEntry) {
     }
     EXPECT_TRUE(sawNone);
     Table().database_free(database);
+}
+
+// Contexts that have ended are used again, so only one that must be made anew needs memory.
+TEST_F(OutOfMemoryTest, AHandleWithoutAContextIsOpenToNothing) {
+    constexpr size_t kMostIdle = 1000;
+    std::vector<void*> databases;
+    do {
+        databases.push_back(TheHost().MakeDatabase());
+        ovratest::allocationCount = 0;
+        ovratest::failingAllocation = 1;
+        ovratest::countingAllocations = true;
+        EXPECT_EQ(Table().database_create(databases.back(), "main.dbf", -1), 0);
+        ovratest::countingAllocations = false;
+        ovratest::failingAllocation = 0;
+    } while (DatabaseContext::Of(databases.back()) != nullptr && databases.size() < kMostIdle);
+    EXPECT_EQ(DatabaseContext::Of(databases.back()), nullptr);
+    EXPECT_EQ(Query(databases.back(), "create table t (a integer)"), 0);
+    EXPECT_EQ(Table().database_create(databases.back(), "main.dbf", -1), 1);
+    for (void* database : databases) {
+        Table().database_free(database);
+    }
 }
 
 // A catalog that is open in part must not be written to: its rows would get keys that nobody finds.

@@ -168,6 +168,31 @@ TEST_F(AlterTableTest, AnIndexThatWontOpenStopsADrop) {
     EXPECT_EQ(Error(), "Unable to open indexes for table 't'");
 }
 
+// The new files are paired with the old ones by the catalog's rows, which are read twice.
+TEST_F(AlterTableTest, ACatalogThatChangesInBetweenStopsTheRebuilding) {
+    ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}}));
+    ASSERT_TRUE(CreateIndex("t", "t_a", false, {"a"}));
+    const std::string before = TheHost().FileText("db/t.dbf");
+    int created = 0;
+    TheHost().SetChangeHandler([&created](const FileChange& change) {
+        created += change.kind == FileChangeKind::kCreate ? 1 : 0;
+        if (created != 2) {  // the new index file; the new data file comes before the first reading
+            return;
+        }
+        // The row of the index, which is the second one, as another process drops it.
+        std::string catalog = TheHost().FileText("db/main.dbf");
+        const auto number = [&catalog](size_t at) {
+            return static_cast<uint8_t>(catalog[at]) + 256U * static_cast<uint8_t>(catalog[at + 1]);
+        };
+        catalog[number(8) + number(10)] = '*';  // behind the header and one record
+        TheHost().SetFile("db/main.dbf", catalog);
+    });
+    EXPECT_FALSE(AddColumns("t", {{"b", 0, 5}}));
+    TheHost().SetChangeHandler(nullptr);
+    EXPECT_EQ(Error(), "Schema database is corrupt");
+    EXPECT_EQ(TheHost().FileText("db/t.dbf"), before);
+}
+
 TEST_F(AlterTableTest, DroppingTheOnlyMemoColumnRemovesTheMemoFile) {
     ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}, {"text", 4, 10}}));
     Insert("t", {"x", "words"});

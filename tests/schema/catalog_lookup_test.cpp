@@ -1,5 +1,6 @@
 // Finding tables and indexes by name, and what happens when the catalog can't be read.
 
+#include "schema/index_row_walk.h"
 #include "tests/schema/schema_fixture.h"
 
 namespace ovrasql {
@@ -248,6 +249,53 @@ TEST_F(CatalogLookupTest, EveryFailureInListingIndexesFailsTheListing) {
             EXPECT_NE(Error(), "") << call;
         }
     }
+}
+
+TEST_F(CatalogLookupTest, AListingThatHasFailedGoesNoFurther) {
+    ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}}));
+    ASSERT_TRUE(CreateIndex("t", "t_a", false, {"a"}));
+    IndexRowWalk walk(schema_.get(), "t");
+    TheHost().FailCall("ovFile_Read", 1);
+    EXPECT_FALSE(walk.Next());
+    EXPECT_TRUE(walk.Failed());
+    TheHost().ClearLog();
+    EXPECT_FALSE(walk.Next());
+    EXPECT_TRUE(walk.Failed());
+    EXPECT_EQ(TheHost().LogText(), "");
+}
+
+// The rows of tables have no index name. Fifteen of them fill more than one page of the catalog's
+// second index, so that the look-up steps from page to page.
+TEST_F(CatalogLookupTest, AnUnreadablePageIsNotTheEndOfEqualNames) {
+    for (int table = 1; table <= 15; ++table) {
+        ASSERT_TRUE(CreateTable(("t" + std::to_string(table)).c_str(), {{"a", 0, 5}}));
+    }
+    EXPECT_FALSE(schema_->IndexExists(""));
+    int64_t read = 0;
+    for (bool failed = true; failed;) {
+        Reopen();
+        TheHost().SetErrorText("worn out");
+        TheHost().FailCall("ovFile_Read", ++read);
+        EXPECT_FALSE(schema_->IndexExists(""));
+        failed = TheHost().FailureHappened();
+        EXPECT_EQ(Error().ends_with("worn out"), failed) << "read " << read << ": " << Error();
+        TheHost().ClearFailures();
+    }
+    EXPECT_GT(read, 15);
+
+    // CREATE INDEX goes through all names.
+    constexpr int64_t kMostReads = 1000;
+    for (read = 0; read < kMostReads; ++read) {
+        Reopen();
+        TheHost().FailCall("ovFile_Read", read + 1);
+        if (CreateIndex("t1", "fresh", false, {"a"})) {
+            break;
+        }
+        EXPECT_NE(Error(), "") << "read " << read + 1;
+        TheHost().ClearFailures();
+    }
+    EXPECT_GT(read, 30);
+    EXPECT_LT(read, kMostReads);
 }
 
 TEST_F(CatalogLookupTest, AnUnreadableRowGivesTheSchemaTablesMessage) {

@@ -101,6 +101,12 @@ TEST_F(FilePlacementTest, AFileIsTheCatalogsByItsWholePathAlone) {
     EXPECT_EQ(Records("u"), (std::vector<std::string>{}));
     EXPECT_FALSE(CreateIndex("u", "u", false, {"a"}));
     EXPECT_EQ(Error(), "Index 'u' already exists");
+
+    // A host may have a file whose name ends with a separator.
+    TheHost().AddDirectory("db/v");
+    CreateDatabase("db/v/");
+    ASSERT_TRUE(CreateTable("w", {{"a", 0, 5}})) << Error();
+    EXPECT_TRUE(TheHost().HasFile("db/v/w.dbf"));
 }
 
 TEST_F(FilePlacementTest, FileNamesAreInLowerCase) {

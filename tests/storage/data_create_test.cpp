@@ -138,6 +138,15 @@ TEST_F(DataCreate, ANameReadFromAllElevenBytesIsWrittenSo) {
     EXPECT_EQ(TheHost().FileText("t.dbf").substr(32, 12), "ELEVENBYTESC");
 }
 
+TEST_F(DataCreate, ATypeThatIsNoneIsDescribedAsText) {
+    ColumnList columns;
+    columns.Add("A", -1, 1).Add("B", 5, 1);
+    OvraSQLTable table(database_);
+    ASSERT_TRUE(table.Create("t.dbf", columns));
+    EXPECT_EQ(TheHost().FileText("t.dbf")[32 + 11], 'C');
+    EXPECT_EQ(TheHost().FileText("t.dbf")[64 + 11], 'C');
+}
+
 TEST_F(DataCreate, TakesAtMost2046Fields) {
     ColumnList columns;
     for (int i = 0; i < 2046; ++i) {

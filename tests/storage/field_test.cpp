@@ -91,6 +91,18 @@ TEST(Field, AnUnknownTypeReadsAndWritesNothing) {
     }
 }
 
+TEST(Field, AMemoFieldOfNoTableHasNoTextToReadOrStore) {
+    OvraSQLMemoField field(nullptr, "M", 4, 0);
+    EXPECT_TRUE(field.ReadFromRecord("   7"));
+    EXPECT_EQ(Text(field.ValueText()), "");
+    std::string record = "####";
+    EXPECT_TRUE(field.WriteToRecord(record.data()));
+    EXPECT_EQ(record, "   7");
+    field.SetValue("text");
+    EXPECT_FALSE(field.WriteToRecord(record.data()));
+    EXPECT_EQ(record, "   7");
+}
+
 TEST(Field, AValueTooLongIsCutOnTheRightWithoutAMessage) {
     EXPECT_EQ(WrittenAs(0, 3, "abcdef"), "abc");
     EXPECT_EQ(WrittenAs(1, 3, "12345"), "123");

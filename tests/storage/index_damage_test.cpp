@@ -268,13 +268,19 @@ TEST_F(IndexDamageTest, ARootWithoutKeysHasNoEnds) {
 TEST_F(IndexDamageTest, APageOfOtherSizesIsNotDeletedFrom) {
     Create(0);
     Insert("A B C");
+    const std::string before = TheHost().FileText("t.ovx");
     ASSERT_TRUE(index_->SeekRecord("B", 2, true));
-    const std::string bytes =
-        IndexFile({.generation = 3, .entrySize = 54}, {PageBytes({{0, 1, "A"}}, 0, "", 1024, 54)});
-    TheHost().SetFile("t.ovx", bytes);
-    EXPECT_FALSE(index_->DeleteCurrentKey(2));
-    EXPECT_EQ(Message(), kCorrupt);
-    EXPECT_EQ(TheHost().FileText("t.ovx"), bytes);
+    const std::string page = PageBytes({{0, 1, "A"}}, 0, "", 1024, 54);
+    for (const HeaderValues& header : {HeaderValues{.generation = 3, .entrySize = 54},
+                                       HeaderValues{.generation = 3, .pageSize = 512}}) {
+        const std::string bytes = IndexFile(header, {page});
+        TheHost().SetFile("t.ovx", bytes);
+        EXPECT_FALSE(index_->DeleteCurrentKey(2));
+        EXPECT_EQ(Message(), kCorrupt);
+        EXPECT_EQ(TheHost().FileText("t.ovx"), bytes);
+        TheHost().SetFile("t.ovx", before);
+        ASSERT_TRUE(index_->SeekRecord("B", 2, true));
+    }
 }
 
 // A page with room for one key: two leaves and the key between them are too many for it.

@@ -400,6 +400,66 @@ TEST_F(IndexDeleteTest, TheCurrentEntryIsFoundAgainAfterAChange) {
     EXPECT_EQ(Shape(), "(A1 B2 C3 D4) E5 (F6 FF20 H8 I9)");
 }
 
+TEST_F(IndexDeleteTest, TheCurrentEntryStaysWhenItsIndexCannotBeRead) {
+    MakeTwoLeaves();
+    ASSERT_TRUE(index_->SeekRecord("G", 7, true));
+    const std::string before = TheHost().FileText("t.ovx");
+    TheHost().FailCall("ovFile_Read", 1);
+    EXPECT_FALSE(index_->DeleteCurrentKey(7));
+    EXPECT_EQ(Text(index_->Error()), "Error reading from 't.ovx': host text");
+    EXPECT_EQ(TheHost().FileText("t.ovx"), before);
+}
+
+// After the header, whose generation is another one, the search for the place reads it again, and
+// then the root.
+TEST_F(IndexDeleteTest, TheCurrentEntryStaysWhenItsPlaceCannotBeFoundAgain) {
+    MakeTwoLeaves();
+    ASSERT_TRUE(index_->SeekRecord("G", 7, true));
+    OvraSQLIndex other(database_);
+    ASSERT_TRUE(other.Open("t.ovx", 3));
+    ASSERT_TRUE(other.InsertKey(20, "FF"));
+    const std::string before = TheHost().FileText("t.ovx");
+    TheHost().FailCall("ovFile_Read", 3);
+    EXPECT_FALSE(index_->DeleteCurrentKey(7));
+    EXPECT_EQ(Text(index_->Error()), "Error reading from 't.ovx': host text");
+    EXPECT_EQ(TheHost().FileText("t.ovx"), before);
+}
+
+// Both leaves, the root that has run empty, and the header with the new root.
+TEST_F(IndexDeleteTest, EachFailedWriteBehindTheCurrentEntryIsTold) {
+    MakeTwoLeaves();
+    Delete("A", 1);
+    Delete("I", 9);
+    const std::string before = TheHost().FileText("t.ovx");
+    for (int64_t write = 1; write <= 4; ++write) {
+        ASSERT_TRUE(index_->SeekRecord("G", 7, true));
+        TheHost().FailCall("ovFile_Write", write);
+        EXPECT_FALSE(index_->DeleteCurrentKey(7));
+        EXPECT_TRUE(TheHost().FailureHappened());
+        EXPECT_EQ(Text(index_->Error()), "Error writing to 't.ovx': host text");
+        TheHost().SetFile("t.ovx", before);
+    }
+}
+
+// Required: a deletion under a walk raises no generation, so another walk can go on from a root
+// that has gone. Its last page is then underfull and has no parent.
+TEST_F(IndexDeleteTest, ARootThatHasGoneUnderAWalkHasNoParentToMendIt) {
+    MakeTwoLeaves();
+    Delete("A", 1);
+    Delete("I", 9);
+    ASSERT_TRUE(index_->SeekRecord("F", 6, true));
+    OvraSQLIndex other(database_);
+    ASSERT_TRUE(other.Open("t.ovx", 3));
+    for (const auto& [key, record] : {std::pair{"G", 7U}, {"H", 8U}, {"F", 6U}, {"E", 5U}}) {
+        ASSERT_TRUE(other.SeekRecord(key, record, true));
+        ASSERT_TRUE(other.DeleteCurrentKey(record));
+    }
+    EXPECT_EQ(Shape(), "B2 C3 D4");
+    EXPECT_TRUE(index_->DeleteCurrentKey(6));
+    EXPECT_FALSE(index_->Failed());
+    EXPECT_EQ(Sought(*index_, "C"), "found 3");
+}
+
 // A missed search stands behind the last entry; what is left there of an older one does not count.
 TEST_F(IndexDeleteTest, BehindTheLastEntryThereIsNothingToDelete) {
     OpenBytes(IndexFile({}, {PageBytes({{0, 1, "A"}}, 0, Little32(7) + "B")}));

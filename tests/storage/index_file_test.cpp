@@ -122,6 +122,13 @@ TEST_F(IndexFileTest, OpenReadsTheHeaderAndNothingElse) {
     EXPECT_EQ(Text(index_->KeyExpression()), "expr");
 }
 
+TEST_F(IndexFileTest, AnExpressionWithoutItsEndFillsItsRoom) {
+    const std::string expression(400, 'x');
+    TheHost().SetFile("t.ovx", IndexFile({.expression = expression}, {PageBytes({})}));
+    ASSERT_TRUE(index_->Open("t.ovx", 3));
+    EXPECT_EQ(Text(index_->KeyExpression()), expression);
+}
+
 // Whatever is refused stays open until it is closed.
 TEST_F(IndexFileTest, FilesThatAreNoIndexAreRefused) {
     const std::string corrupt = "'t.ovx' is either corrupt or is not a valid index file";

@@ -80,6 +80,7 @@ struct HeldLock {
 // A script variable: a text, and any elements and members.
 struct HostVariable {
     std::string text;
+    int32_t statedLength = 0;  // what ovVariable_Value says the text's length is, unless 0
     std::vector<std::pair<int32_t, std::unique_ptr<HostVariable>>> elements;
     std::vector<std::pair<std::string, std::unique_ptr<HostVariable>>> members;
 

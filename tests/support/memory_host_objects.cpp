@@ -121,7 +121,8 @@ void ovDatabaseVariable_SetDirty(void* variable) {
 const char* ovVariable_Value(void* variable, int32_t* length) {
     const ServiceScope scope;
     const HostVariable* source = MemoryHost::Variable(variable);
-    *length = static_cast<int32_t>(source->text.size());
+    *length = source->statedLength != 0 ? source->statedLength
+                                        : static_cast<int32_t>(source->text.size());
     return source->text.data();
 }
 
