@@ -14,7 +14,7 @@ constexpr int32_t kMaximumShownText = 1024;
 
 void PrintText(TraceLog& trace, const char* text, int32_t length) {
     const int32_t shown = length < kMaximumShownText ? length : kMaximumShownText;
-    trace.Print("%.*s ", static_cast<int>(shown), text);
+    trace.Print("%.*s ", static_cast<int>(shown), text == nullptr ? "" : text);
 }
 
 void PrintInstruction(TraceLog& trace, int32_t index, const Instruction& instruction) {

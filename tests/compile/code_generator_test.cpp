@@ -214,6 +214,15 @@ TEST_F(ProgramDump, WritesNothingWhileNoTraceIsOpen) {
     EXPECT_EQ(TheHost().CallCount("ovFile_Write"), before);
 }
 
+TEST_F(ProgramDump, ShowsNothingOfATextThatIsNull) {
+    TextView null;
+    null.data = nullptr;
+    generator_->Emit(SQL_NOOP, 0, 0, 0, null);
+    EXPECT_EQ(Dumped(*generator_),
+              "0000 SQL_NOOP                                0          0          0 " +
+                  NullPointer() + "   \n");
+}
+
 TEST_F(ProgramDump, CutsALongTextAndKeepsTheLineWhole) {
     const std::string text(2000, 'x');
     generator_->Emit(SQL_Push_Literal, 0, 0, 0, View(text));
