@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Prints line and branch coverage of the library's seven folders, and what is not covered, from the
-# profiles that the programs of a coverage build have left. `./test coverage` calls it at its end.
+# Prints line and branch coverage of the library's seven folders, from the profiles that the programs of
+# a coverage build have left, and checks the reasons for what is not covered. `./test coverage` calls it
+# at its end.
 # Usage: tools/coverage.sh [build folder]
 set -euo pipefail
 cd "$(dirname "$0")/.."
