@@ -26,7 +26,8 @@ std::unique_ptr<PosixFile> FileClaims::Open(const std::string& path, int32_t fla
     }
     DropOlderClaims(path, nullptr);
     auto opened = OpenAs(ClaimMode::kExclusive, path, flags, timeout, error);
-    if (opened == nullptr && error->starts_with(FileInUseText())) {
+    if (opened == nullptr &&
+        (error->starts_with(FileInUseText()) || error->starts_with(FileNotLockedText()))) {
         refusal_ = *error;
     }
     return opened;

@@ -78,6 +78,8 @@ class PosixFile::Patience {
 
 std::string FileInUseText() { return "File is in use by another process or an open view"; }
 
+std::string FileNotLockedText() { return "File cannot be locked"; }
+
 std::string SystemErrorText(int error) { return std::generic_category().message(error); }
 
 std::string FileReplacedText() {
@@ -246,9 +248,12 @@ int32_t PosixFile::Claim(ClaimMode mode, int32_t timeoutMilliseconds) {
         return -1;
     }
     if (error != 0 && mode == ClaimMode::kExclusive) {
-        return FailLock(error, timeoutMilliseconds);
+        FailLock(error, timeoutMilliseconds);
+        Fail(FileNotLockedText() + ": " + error_);
+        return -1;
     }
-    descriptor_->SetClaimed(error == 0);
+    // An older claim stands until another one takes its place.
+    descriptor_->SetClaimed(error == 0 || IsClaimed());
     return 0;
 }
 

@@ -70,8 +70,8 @@ class PosixFile {
     // file already must not wait so, since the other may be waiting for that one. The timeout is
     // that of the whole.
     //
-    // Where files cannot be locked at all they can still be read, so a shared claim that fails for
-    // another reason than somebody else's is done without.
+    // A shared claim that fails for another reason than somebody else's is done without: where
+    // files cannot be locked at all, this host does not stand in the way of reading them.
     int32_t Claim(ClaimMode mode, int32_t timeoutMilliseconds);
     void DropClaim();
     bool IsClaimed() const { return descriptor_->IsClaimed(); }
@@ -141,8 +141,8 @@ class PosixFile {
     // Takes the file's state down. An errno value for what is not a file, else 0.
     int Describe();
 
-    // 0 when the lock was taken, else the errno value. One that others hold is waited for.
     class Patience;
+    // 0 when the lock was taken, else the errno value. One that others hold is waited for.
     int AwaitLock(LockMode mode, int64_t offset, int64_t length, Patience* patience);
     int32_t FailLock(int error, int32_t timeoutMilliseconds);
     int AwaitClaim(ClaimMode mode, Patience* patience);
@@ -163,6 +163,7 @@ std::string SystemErrorText(int error);
 
 // Why a claim is refused, and why a lock for writing is.
 std::string FileInUseText();
+std::string FileNotLockedText();
 std::string FileReplacedText();
 
 }  // namespace ovrahost

@@ -69,7 +69,7 @@ ViewContext* ViewContext::Of(void* view) {
         return nullptr;
     }
     auto* context = static_cast<ViewContext*>(ovDatabaseView_data(view));
-    return context == nullptr || context->database_ == nullptr ? nullptr : context;
+    return context == nullptr || context->statement_ == nullptr ? nullptr : context;
 }
 
 ViewContext* ViewContext::Make(DatabaseContext& database) {

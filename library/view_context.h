@@ -36,7 +36,8 @@ class ViewContext {
     ViewContext(const ViewContext&) = delete;
     ViewContext& operator=(const ViewContext&) = delete;
 
-    // The context behind the handle; null if there is none, or none any more.
+    // The context behind the handle; null if there is none, none any more, or none yet that runs a
+    // statement.
     [[nodiscard]] static ViewContext* Of(void* view);
     // A new context for a view of the database, without a statement yet.
     [[nodiscard]] static ViewContext* Make(DatabaseContext& database);
