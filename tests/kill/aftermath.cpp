@@ -201,7 +201,8 @@ void Aftermath::CheckKeys(const Findings& findings) {
         // A key that goes from one page to another by way of their parent is in none of them, or in
         // two; only a change of more pages is seen in the structure as well.
         const bool isMove = keys == static_cast<std::ptrdiff_t>(ofIndex.size());
-        const bool isAllowed = !otherKeys && !killed_.WritesCatalog() && !killed_.Rebuilds() &&
+        const bool isAllowed = !otherKeys && killed_.table == "item" && !killed_.WritesCatalog() &&
+                               !killed_.Rebuilds() &&
                                std::all_of(ofIndex.begin(), ofIndex.end(), IsLeftByMove) &&
                                (!isMove || keys <= kMostMovedKeys);
         if (!isHarmless && !isAllowed) {
