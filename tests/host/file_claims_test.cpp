@@ -115,6 +115,22 @@ TEST_F(FileClaimsTest, FilesThatCannotBeLockedAreReadButNotRebuilt) {
     }
 }
 
+// The system keeps the older lock, so it has to be given back some time.
+TEST_F(FileClaimsTest, ClaimThatCannotBeExchangedIsStillThere) {
+    int reason = 0;
+    auto file = PosixFile::Open(path_, kExisting, &reason);
+    ASSERT_EQ(file->Claim(ClaimMode::kExclusive, 0), 0);
+    const bool could =
+        ovratest::WithoutLocks([&file] { EXPECT_EQ(file->Claim(ClaimMode::kShared, 0), 0); });
+    if (!could) {
+        GTEST_SKIP() << "no filter of system calls";
+    }
+    EXPECT_TRUE(file->IsClaimed());
+    EXPECT_FALSE(CanOpen(&one_));
+    file->DropClaim();
+    EXPECT_TRUE(CanOpen(&one_)) << error_;
+}
+
 TEST_F(FileClaimsTest, RebuildOfAFileThatHasGrownSinceItWasOpenedIsRefused) {
     auto file = Open(&one_);
     auto writer = Open(&other_);
