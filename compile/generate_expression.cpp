@@ -213,8 +213,8 @@ void GenerateBound(SQLCodeGenerator& generator, SQLExpression* bound, Opcode com
     if (bound == nullptr) {
         return;
     }
-    // Required: a failure inside keeps its message, and the compilation goes on.
-    IgnoreResult(generator.GenerateExpression(bound->root));
+    // Required: a failure inside keeps its message, and the code of the rest is generated.
+    generator.FailInTheEndUnless(generator.GenerateExpression(bound->root));
     generator.Emit(comparison, 1);
     generator.Emit(SQL_Jump_EQ, 1, trampoline);
 }
@@ -267,11 +267,11 @@ bool SQLIn::Generate() {
 
 // The node's left child is empty: the parser puts the element over a node not yet filled.
 bool SQLSubstring::Generate() {
-    // Required: a failure inside keeps its message, and the compilation goes on.
-    IgnoreResult(generator->GenerateExpression(string->root));
-    IgnoreResult(generator->GenerateExpression(start->root));
+    // Required: as for the bounds of BETWEEN.
+    generator->FailInTheEndUnless(generator->GenerateExpression(string->root));
+    generator->FailInTheEndUnless(generator->GenerateExpression(start->root));
     if (length != nullptr) {
-        IgnoreResult(generator->GenerateExpression(length->root));
+        generator->FailInTheEndUnless(generator->GenerateExpression(length->root));
     }
     generator->Emit(SQL_Substring, length != nullptr ? 1 : 0);
     return true;

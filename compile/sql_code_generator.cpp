@@ -99,14 +99,13 @@ void SQLCodeGenerator::ClearInstructions() {
     instructions_.reset();
     instructionCount_ = 0;
     instructionRoom_ = 0;
-    isTooLong_ = false;
+    hasFailedPart_ = false;
 }
 
 bool SQLCodeGenerator::HasRoomForBlock() {
     const int64_t most =
         std::min(kMostInstructions + kMoreForEachByte * statementText_.length, kMostOfAnyText);
-    isTooLong_ = isTooLong_ || instructionCount_ > most;
-    return !isTooLong_ || Fail({"Statement is too complex"});
+    return instructionCount_ <= most || Fail({"Statement is too complex"});
 }
 
 int32_t SQLCodeGenerator::InstructionCapacity() const {
@@ -171,7 +170,7 @@ bool SQLCodeGenerator::Compile() {
     ClearInstructions();
     return statement_ != nullptr && BindAll() && PrepareSubqueries() && statement_->Prepare() &&
            ResolveAll() && statement_->Optimize() && OptimizeSubqueries() &&
-           GenerateOpenCursors() && statement_->Generate() && !isTooLong_;
+           GenerateOpenCursors() && statement_->Generate() && !hasFailedPart_;
 }
 
 bool SQLCodeGenerator::BindAll() {

@@ -119,11 +119,13 @@ class SQLCodeGenerator {
     // is the direction of ORDER BY: 0 none, 1 ascending, 2 descending.
     [[nodiscard]] int32_t ChooseIndex(SQLTableReference* table, SQLExpressionNode* condition,
                                       int32_t preferred);
-    // Whether the code of one more block may follow; if not, the compilation fails in the end, even
-    // where a caller goes on. The condition of an outer join stands in a program twice, and so do
-    // the select list of DISTINCT and UNION and the key that an index is searched by: levels of
-    // sub-queries inside double the program each. ORDER BY stands in it once a block of a UNION.
+    // Whether the code of one more block may follow. The condition of an outer join stands in a
+    // program twice, and so do the select list of DISTINCT and UNION and the key that an index is
+    // searched by: levels of sub-queries inside double the program each. ORDER BY stands in it once
+    // a block of a UNION.
     [[nodiscard]] bool HasRoomForBlock();
+    // For a caller that goes on with its next part, whatever became of this one.
+    void FailInTheEndUnless(bool succeeded) { hasFailedPart_ = hasFailedPart_ || !succeeded; }
     // Opens the cursors of every scope in hand.
     [[nodiscard]] bool GenerateOpenCursors();
 
@@ -164,7 +166,7 @@ class SQLCodeGenerator {
     std::unique_ptr<Instruction[]> instructions_;
     int32_t instructionCount_ = 0;
     int32_t instructionRoom_ = 0;
-    bool isTooLong_ = false;
+    bool hasFailedPart_ = false;
     Arena keptTexts_;
     List<SQLQuery> subqueries_;
     List<SQLReferenceManager> referenceManagers_;

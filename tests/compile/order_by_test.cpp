@@ -130,5 +130,17 @@ TEST_F(OrderBy, ReportsACatalogThatCannotBeRead) {
     EXPECT_GT(message.size(), 2U) << "a message is wanted";
 }
 
+// Behind a BETWEEN the compilation goes on, to fail in the end.
+TEST_F(OrderBy, ReportsACatalogThatCannotBeReadForABound) {
+    Define("create index ia on t (a)");
+    EXPECT_EQ(Compile("select 1 from t, u")[0], '0');
+    TheHost().FailCall("ovFile_Lock", 1, FailureKind::kOutright, FailureSpan::kForEver);
+    const std::string message = Compile(
+        "select x from u where x between 1 and (select a from (select a from t order by b))");
+    TheHost().ClearFailures();
+    EXPECT_EQ(message[0], '!');
+    EXPECT_GT(message.size(), 2U) << "a message is wanted";
+}
+
 }  // namespace
 }  // namespace ovrasql

@@ -94,5 +94,26 @@ TEST_F(FailingStatementsTest, DeleteFromTwoTablesGoesRowByRowOfTheJoin) {
               "\n");
 }
 
+// What is wrong inside BETWEEN and SUBSTRING is as wrong as anywhere else.
+TEST_F(FailingStatementsTest, AWrongSubQueryInsideBetweenOrSubstringRefusesTheStatement) {
+    const std::string notGrouped =
+        "Non aggregate column in select list does not exist in the GROUP BY clause (or no GROUP BY "
+        "clause)";
+    const std::string value = "(select n from (select a, count(*) as n from t) d)";
+    for (const std::string& condition :
+         {"a in " + value, "a between " + value + " and '5'", "a between '0' and " + value,
+          "a not between '8' and " + value, "a = substring(" + value + " from 1)",
+          "a = substring(a from " + value + ")", "a = substring(a from 1 for " + value + ")"}) {
+        EXPECT_EQ(database_->Run("delete from t where " + condition), notGrouped) << condition;
+        EXPECT_EQ(database_->Run("update t set a = '9' where " + condition), notGrouped);
+        EXPECT_EQ(database_->Run("insert into t select a from u where " + condition), notGrouped);
+        EXPECT_EQ(database_->RowsText("select a from t where " + condition),
+                  "error: " + notGrouped);
+    }
+    EXPECT_EQ(database_->Run("update t set a = substring(a from " + value + ")"), notGrouped);
+    EXPECT_EQ(database_->Run("insert into t values (substring(" + value + " from 1))"), notGrouped);
+    EXPECT_EQ(Rows(), "t1 t2 u2 u1");
+}
+
 }  // namespace
 }  // namespace ovrasql
