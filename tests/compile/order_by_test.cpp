@@ -114,6 +114,21 @@ TEST_F(OrderBy, ReadsTextThroughTheIndexWhenFolded) {
     EXPECT_TRUE(Sorts("select a from t order by lower(s)"));
 }
 
+// Required: one text among its columns makes the whole key one of folded text, numbers included.
+TEST_F(OrderBy, ReadsANumberBesideATextLikeAText) {
+    Define("create index i on t (a, s)");
+    EXPECT_TRUE(Sorts("select b from t order by a"));
+    EXPECT_FALSE(Sorts("select b from t order by upper(a)"));
+    EXPECT_TRUE(Sorts("select b from t order by upper(a), s"));
+    EXPECT_FALSE(Sorts("select b from t order by upper(a), upper(s)"));
+    EXPECT_TRUE(Sorts("select b from t where a = 1 order by s"));
+    EXPECT_FALSE(Sorts("select b from t where a = 1 order by upper(s)"));
+    TheSchema().SetCaseInsensitive(true);
+    EXPECT_FALSE(Sorts("select b from t order by a"));
+    EXPECT_FALSE(Sorts("select b from t order by a, s"));
+    EXPECT_TRUE(Sorts("select b from t order by lower(a)"));
+}
+
 // The wrapper of a number does not matter to its key.
 TEST_F(OrderBy, ReadsAWrappedNumberThroughTheIndex) {
     Define("create index ia on t (a)");
