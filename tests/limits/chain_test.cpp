@@ -83,7 +83,10 @@ const Chain kLists[] = {
     {"select count(*)", ", count(*)", " from t", kOverflow},
     {"select a from t order by a", ", a", "", "1\n"},
     {"select a from t order by a", ", a + 1", "", "1\n"},
-    {"select a from t group by a", ", a", "", "1\n"},
+    {"select a from t group by a", ", a", "", "1\n"},  // never looked at
+    {"select count(*) from t group by a", ", a", "", "1\n", 2045},
+    {"select count(*) from t group by a", ", a", "", kOverflow, 2046},
+    {"select count(*) from t group by a", ", a", "", kOverflow},
     {"select a from t", " union select a from t", "", kNoFiles},
     {"select a from t", " union all select a from t", "", kNoFiles},
     {"select 1 from t", ", t x#", "", kNoFiles},
