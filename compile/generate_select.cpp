@@ -124,8 +124,9 @@ bool SQLQuery::GenerateThroughTemporary() {
 // The rows of one block of the chain, into this first block's temporary table. The row of a branch
 // that keeps duplicates is recorded all the same, so that it counts against later branches.
 bool SQLQuery::StoreBlock(SQLQuery& block, bool isDistinct) {
-    // Every block stores every term of ORDER BY, so the two multiply.
-    if (orderBy.Count() > 0 && !generator->HasRoomForBlock()) {
+    // Every block stores every term of ORDER BY, so the two multiply, as do blocks and the columns
+    // of their stars.
+    if (!generator->HasRoomForBlock()) {
         return false;
     }
     if (!block.GenerateLoops()) {

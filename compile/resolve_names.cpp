@@ -97,6 +97,9 @@ void AddStarItem(SQLQuery* query, TextView name, TextView alias) {
 }  // namespace
 
 bool SQLTableReference::ExpandStar(SQLQuery* query) {
+    if (!generator->HasRoomForColumns(table->Data().Fields().Count())) {
+        return false;
+    }
     for (OvraSQLField* field : table->Data().Fields()) {
         AddStarItem(query, generator->KeepText(field->Name()), alias);
     }
@@ -158,6 +161,9 @@ int32_t SQLTableReferenceFromSelect::ResolveColumn(SQLColumnReference* reference
 }
 
 bool SQLTableReferenceFromSelect::ExpandStar(SQLQuery* outer) {
+    if (!generator->HasRoomForColumns(columns.Count())) {
+        return false;
+    }
     for (const SQLColumnReference* column : columns) {
         AddStarItem(outer, column->name, alias);
     }

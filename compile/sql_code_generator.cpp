@@ -100,12 +100,21 @@ void SQLCodeGenerator::ClearInstructions() {
     instructionCount_ = 0;
     instructionRoom_ = 0;
     hasFailedPart_ = false;
+    starColumnCount_ = 0;
+}
+
+int64_t SQLCodeGenerator::MostInstructions() const {
+    return std::min(kMostInstructions + kMoreForEachByte * statementText_.length, kMostOfAnyText);
 }
 
 bool SQLCodeGenerator::HasRoomForBlock() {
-    const int64_t most =
-        std::min(kMostInstructions + kMoreForEachByte * statementText_.length, kMostOfAnyText);
-    return instructionCount_ <= most || Fail({"Statement is too complex"});
+    return instructionCount_ <= MostInstructions() || Fail({"Statement is too complex"});
+}
+
+bool SQLCodeGenerator::HasRoomForColumns(int32_t count) {
+    starColumnCount_ += count;
+    return starColumnCount_ * kInstructionsOfAStarColumn <= MostInstructions() ||
+           Fail({"Statement is too complex"});
 }
 
 int32_t SQLCodeGenerator::InstructionCapacity() const {

@@ -53,6 +53,8 @@ class SQLCodeGenerator {
     static constexpr int64_t kMostInstructions = 1'500'000;
     static constexpr int64_t kMoreForEachByte = 64;
     static constexpr int64_t kMostOfAnyText = 67'108'864;
+    // A column that a star stands for takes as much memory in the tree as these take in a program.
+    static constexpr int64_t kInstructionsOfAStarColumn = 8;
 
     explicit SQLCodeGenerator(Schema* schema);
     virtual ~SQLCodeGenerator();
@@ -124,6 +126,9 @@ class SQLCodeGenerator {
     // searched by: levels of sub-queries inside double the program each. ORDER BY stands in it once
     // a block of a UNION.
     [[nodiscard]] bool HasRoomForBlock();
+    // Whether a star may stand for so many columns more. Stars over derived tables double the
+    // columns with each level, and a wide table has thousands for each letter of the text.
+    [[nodiscard]] bool HasRoomForColumns(int32_t count);
     // For a caller that goes on with its next part, whatever became of this one.
     void FailInTheEndUnless(bool succeeded) { hasFailedPart_ = hasFailedPart_ || !succeeded; }
     // Opens the cursors of every scope in hand.
@@ -151,6 +156,7 @@ class SQLCodeGenerator {
     template <typename StatementType>
     StatementType* NewStatement();
     void ClearInstructions();
+    [[nodiscard]] int64_t MostInstructions() const;
     [[nodiscard]] bool BindAll();
     [[nodiscard]] bool PrepareSubqueries();
     [[nodiscard]] bool ResolveAll();
@@ -167,6 +173,7 @@ class SQLCodeGenerator {
     int32_t instructionCount_ = 0;
     int32_t instructionRoom_ = 0;
     bool hasFailedPart_ = false;
+    int64_t starColumnCount_ = 0;
     Arena keptTexts_;
     List<SQLQuery> subqueries_;
     List<SQLReferenceManager> referenceManagers_;

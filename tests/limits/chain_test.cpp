@@ -35,6 +35,7 @@ struct Chain {
 };
 
 constexpr const char* kOverflow = "error: Stack overflow";
+constexpr const char* kTooComplex = "error: Statement is too complex";
 constexpr const char* kNoFiles =
     "error: Unable to create cursor for table 't': Error opening 't.dbf': Injected failure";
 
@@ -198,6 +199,29 @@ TEST_F(ChainTest, OfNamesToOrderBy) {
     const double start = Seconds();
     EXPECT_EQ(database.RowsText(sql + order), kOverflow);
     EXPECT_LT(Seconds() - start, kMostSeconds);
+}
+
+// A few letters stand for all columns of a table here, so what they take is bounded: with more
+// values than a row can have there is no row, and far beyond that no statement.
+TEST_F(ChainTest, OfStarsOverAWideTable) {
+    TestDatabase database;
+    ASSERT_TRUE(database.Open());
+    std::string columns;
+    for (int32_t number = 0; number < 2046; ++number) {
+        columns += (number == 0 ? "c" : ", c") + std::to_string(number) + " char";
+    }
+    ASSERT_EQ(database.Run("create table w (" + columns + ")"), "");
+    const auto stars = [](int32_t count) {
+        return "select w.*" + Repeat(", w.*", count - 1) + " from w";
+    };
+    EXPECT_EQ(database.RowsText(stars(90)), "");
+    EXPECT_EQ(database.RowsText(stars(400)), kTooComplex);
+    ASSERT_EQ(database.Run("insert into w (c0) values ('x')"), "");
+    EXPECT_EQ(database.RowsText(stars(1)), "x" + Repeat("|", 2045) + "\n");
+    EXPECT_EQ(database.RowsText(stars(2)), kOverflow);
+    EXPECT_EQ(database.RowsText(stars(90)), kOverflow);
+    EXPECT_EQ(database.RowsText(stars(400)), kTooComplex);
+    EXPECT_EQ(database.RowsText("select * from w, w w1, w w2"), kOverflow);
 }
 
 // A hundred thousand parameters, each its own.

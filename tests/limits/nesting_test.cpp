@@ -152,6 +152,26 @@ TEST_F(NestingTest, AHundredThousandLevelsAreRefusedInOneMessage) {
     }
 }
 
+// Each level shows the columns of the one inside it twice. A row has no more than 2,046 values, and
+// a statement that doubles on is refused before it takes more memory than its text can account for.
+TEST_F(NestingTest, StarsThatDoubleTheColumnsOfEachLevelAreBounded) {
+    const auto doubled = [](int32_t levels) {
+        return "select a from (" + Repeat("select d.*, d.* from (", levels) + "select a from t" +
+               Repeat(") d", levels) + ") d";
+    };
+    EXPECT_EQ(Result(doubled(1)), "1\n");
+    EXPECT_EQ(Result(doubled(10)), "1\n");
+    EXPECT_EQ(Result(doubled(11)), "error: Stack overflow");
+    EXPECT_EQ(Result(doubled(14)), "error: Stack overflow");
+    for (const int32_t levels : {18, 24, 64, kDepth}) {
+        EXPECT_EQ(Result(doubled(levels)), "error: Statement is too complex") << levels;
+    }
+    TestDatabase database;
+    ASSERT_TRUE(database.Open());
+    ASSERT_EQ(database.Run("delete from t"), "");
+    EXPECT_EQ(database.RowsText(doubled(14)), "");
+}
+
 // The parser never nests by a run of the word alone.
 TEST_F(NestingTest, ARunOfNotIsNoCondition) {
     for (const int32_t depth : {2, kDepth, kFarTooDeep}) {

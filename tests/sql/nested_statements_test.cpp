@@ -125,5 +125,21 @@ TEST_F(NestedStatements, AnOrderByOfManyTermsOverManyBlocksIsBounded) {
     EXPECT_EQ(database_->RowsText(ordered(500, 4000)), "error: Statement is too complex");
 }
 
+// A star is one letter, whatever it stands for.
+TEST_F(NestedStatements, AUnionOfManyBlocksOverAWideTableIsBounded) {
+    std::string columns = "c0 char";
+    for (int32_t number = 1; number < 2046; ++number) {
+        columns += ", c" + std::to_string(number) + " char";
+    }
+    ASSERT_EQ(database_->Run("create table w (" + columns + ")"), "");
+    const auto joined = [](const std::string& with, int32_t blocks) {
+        return Repeated("select * from w", with + "select * from w", blocks);
+    };
+    for (const char* with : {" union all ", " union "}) {
+        EXPECT_EQ(database_->RowsText(joined(with, 40)), "");
+        EXPECT_EQ(database_->RowsText(joined(with, 400)), "error: Statement is too complex");
+    }
+}
+
 }  // namespace
 }  // namespace ovrasql
