@@ -117,11 +117,15 @@ bool RunLoop::UpdateIndexes(const Instruction& in) {
     return cursor->GetTable()->ApplyIndexUpdates() || Fail(cursor->GetTable()->Error());
 }
 
-// Required: as in UpdateRecord.
+// At its end a cursor stands on no record, as on the right side of an outer join without a match:
+// there is nothing to delete then. Required: as in UpdateRecord.
 bool RunLoop::DeleteRecord(const Instruction& in) {
     SQLCursor* const cursor = cursors_.Get(in.operand1);
     if (cursor == nullptr) {
         return Invalid();
+    }
+    if (cursor->AtEnd()) {
+        return true;
     }
     Table* const table = cursor->GetTable();
     if (table->DeleteRecord()) {

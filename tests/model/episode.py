@@ -175,8 +175,9 @@ def kinds_of(text):
     words = text.lower().split()
     first = " ".join(words[:2]) if words[0] in ("create", "drop", "alter") else words[0]
     text = " ".join(words)
-    return [first] + ["select with " + feature.strip() for feature in FEATURES
-                      if first == "select" and feature in text]
+    features = FEATURES if first == "select" else ["outer join"] if first == "delete" else []
+    return [first] + ["%s with %s" % (first, feature.strip()) for feature in features
+                      if feature in text]
 
 
 def generate(library, settings, folder, mix):

@@ -267,7 +267,7 @@ class Generator:
 
     def delete(self):
         names = [self.table()]
-        if self.chance(0.2):
+        if self.chance(0.2 if self.careful else 0.5):
             names.append(self.table())
         if self.careful and names[0] == names[-1]:  # which record goes first depends on the index
             del names[1:]

@@ -8,7 +8,7 @@ from compiler import Compiler
 from cursor import Cursor
 from machine import Machine
 from parser import Parser
-from values import Cell, Failure, FieldValue, Unsettled
+from values import Cell, Failure, FieldValue
 
 
 class Outcome:
@@ -159,7 +159,7 @@ class Runner:
         for _ in self.machine.body(self.statement.query):
             for use in self.statement.targets:
                 if use.cursor.at_end:
-                    raise Unsettled("the deletion of a row that an outer join made up")
+                    continue  # a row that an outer join made up is no record
                 place = id(use.table), use.cursor.record
                 again = again or (met.setdefault(place, use) is not use and use.table.indexes)
                 use.table.records[use.cursor.record] = None

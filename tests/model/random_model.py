@@ -20,7 +20,7 @@ FLOORS = {
     "statements that worked": 0.8, "rows": 2.5, "rows changed": 0.4,
     "select": 0.35, "insert": 0.2, "update": 0.035, "delete": 0.018, "create table": 0.02,
     "alter table": 0.008, "create index": 0.005, "create unique": 0.0003, "drop index": 0.0005,
-    "drop table": 0.0001, "pack": 0.005, "reopen": 0.005,
+    "delete with outer join": 0.0005, "drop table": 0.0001, "pack": 0.005, "reopen": 0.005,
     "select with order by": 0.12, "select with (select": 0.08, "select with in (": 0.05,
     "select with distinct": 0.05, "select with count(": 0.05, "select with group by": 0.05,
     "select with union": 0.04, "select with outer join": 0.035, "select with sum(": 0.025,
