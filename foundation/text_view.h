@@ -8,6 +8,9 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <new>
+#include <type_traits>
 
 namespace ovrasql {
 
@@ -17,8 +20,8 @@ struct TextView {
 
     constexpr TextView() = default;
 
-    // A length of -1 means that the text ends with a NUL and is to be measured. A null text is
-    // empty.
+    // A length of -1 means that the text ends with a NUL and is to be measured; one of 2 GiB or
+    // more is refused with std::bad_alloc, as no length can tell it. A null text is empty.
     constexpr TextView(const char* text, int32_t textLength)
         : data(text == nullptr ? "" : text),
           length(text == nullptr ? 0 : (textLength < 0 ? Measure(text) : textLength)) {}
@@ -46,11 +49,18 @@ struct TextView {
 
   private:
     static constexpr int32_t Measure(const char* text) {
-        int32_t count = 0;
-        while (text[count] != '\0') {
-            ++count;
+        size_t count = 0;
+        if (std::is_constant_evaluated()) {
+            while (text[count] != '\0') {
+                ++count;
+            }
+        } else {
+            count = std::strlen(text);
         }
-        return count;
+        if (count > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+            throw std::bad_alloc();
+        }
+        return static_cast<int32_t>(count);
     }
 };
 

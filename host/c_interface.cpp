@@ -1,14 +1,18 @@
 // The C interface for programs, over the library's table.
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <limits>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "host/call_scope.h"
 #include "host/host_database.h"
@@ -27,36 +31,74 @@ using ovrahost::RunStatement;
 namespace {
 
 constexpr char kLockTimeoutOption[] = "lock_timeout";
+// Short enough for a std::string to need no memory for it.
+constexpr char kOutOfMemory[] = "Out of memory";
 
 const ovra_library_table* Library() {
     std::string ignored;
     return ovrahost::LibraryTable(&ignored);
 }
 
-// Runs an operation and turns what is thrown, running out of memory, into the failure value.
-template <class Result, class Operation>
-Result Guarded(ovra_database* database, Result failure, Operation operation) {
+// The reason of a failed call, from whoever knows it.
+std::string Reason(ovra_database* database) {
+    if (!database->hostError.empty()) {
+        return database->hostError;
+    }
+    std::string loading;
+    const ovra_library_table* library = ovrahost::LibraryTable(&loading);
+    if (library == nullptr) {
+        return loading;
+    }
+    const std::string told = library->database_error(database);
+    return told.empty() ? "An index that the statement uses is gone; open the database again"
+                        : told;
+}
+
+// Keeps it until the next failure: calls that succeed leave other texts with the library.
+void KeepReason(ovra_database* database) {
     try {
-        database->hostError.clear();
-        if (database->forks != ovrahost::Descriptor::ForkCount()) {
-            database->hostError = "The database was opened before fork; open it again";
-            return failure;
-        }
-        return operation();
-    } catch (const std::bad_alloc&) {
-        database->hostError = "Out of memory";  // short enough to need none itself
-        return failure;
-    } catch (const std::exception& exception) {
-        database->hostError = exception.what();
-        return failure;
+        database->error = Reason(database);
+    } catch (const std::exception&) {
+        database->error = kOutOfMemory;
     }
 }
 
-int32_t TextLength(const char* text, int32_t length) {
+// Runs an operation and turns what is thrown, running out of memory, into the failure value.
+template <class Result, class Operation>
+Result Guarded(ovra_database* database, Result failure, Operation operation) {
+    Result result = failure;
+    try {
+        database->hostError.clear();
+        if (database->forks == ovrahost::Descriptor::ForkCount()) {
+            result = operation();
+        } else {
+            database->hostError = "The database was opened before fork; open it again";
+        }
+    } catch (const std::bad_alloc&) {
+        database->hostError = kOutOfMemory;
+    } catch (const std::exception& exception) {
+        database->hostError = exception.what();
+    }
+    if (result == failure) {
+        KeepReason(database);
+    }
+    return result;
+}
+
+std::size_t TextLength(const char* text, int32_t length) {
     if (text == nullptr) {
         return 0;
     }
-    return length < 0 ? static_cast<int32_t>(std::strlen(text)) : length;
+    return length < 0 ? std::strlen(text) : static_cast<std::size_t>(length);
+}
+
+// A text as the caller gives it, in the room that the library has for its length.
+std::string_view GivenText(const char* text, int32_t length) {
+    const std::size_t bytes = TextLength(text, length);
+    if (bytes > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
+        throw std::length_error("Text is too long (maximum 2147483647 bytes)");
+    }
+    return {text == nullptr ? "" : text, bytes};
 }
 
 // Without a number it is 0; what is more than can be waited for is the longest.
@@ -67,18 +109,11 @@ int32_t Milliseconds(const std::string& text) {
 
 int32_t OpenWith(const char* path, ovra_database** result,
                  int32_t (*open)(const ovra_library_table*, ovra_database*, const char*)) {
-    *result = nullptr;
-    try {
-        auto database = std::make_unique<ovra_database>();
-        std::string error;
-        const ovra_library_table* library = ovrahost::LibraryTable(&error);
-        database->hostError = error;
-        *result = database.release();
+    *result = new (std::nothrow) ovra_database;
+    return *result == nullptr ? 0 : Guarded<int32_t>(*result, 0, [&] {
         const CallScope scope(*result, CallKind::kOpensDatabase);
-        return library == nullptr ? 0 : open(library, *result, path == nullptr ? "" : path);
-    } catch (const std::exception&) {
-        return 0;
-    }
+        return Library() == nullptr ? 0 : open(Library(), *result, path == nullptr ? "" : path);
+    });
 }
 
 // The list of one call's parameters, and the count that the library is to compare with its own.
@@ -87,29 +122,25 @@ struct Parameters {
     int32_t count = 0;
 };
 
-void Fill(Parameters* target, const char* statement, int32_t length,
-          const ovra_parameter* parameters, int32_t count) {
+void Fill(Parameters* target, std::string_view statement, const ovra_parameter* parameters,
+          int32_t count) {
     for (int32_t i = 0; parameters != nullptr && i < count; ++i) {
-        const char* text = parameters[i].text;
-        target->list.Append(
-            std::string(text == nullptr ? "" : text,
-                        static_cast<std::size_t>(TextLength(text, parameters[i].length))));
+        target->list.Append(std::string(GivenText(parameters[i].text, parameters[i].length)));
     }
-    const auto use =
-        ovrahost::FindParameters(std::string_view(statement, static_cast<std::size_t>(length)));
+    const auto use = ovrahost::FindParameters(statement);
     target->count = use.hasNumbered ? use.selfNumbered : count;
 }
 
 // The visible columns come first among a view's variables; the library tells how many there are.
-int32_t CountVisibleColumns(ovra_view* view) {
+// False where it could not tell all of them.
+bool CountVisibleColumns(ovra_view* view) {
     HostVariable structure;
     void* handle = &structure;
     Library()->view_reveal_structure(view, &handle);
-    int32_t count = 0;
-    while (structure.Element(count + 1, false) != nullptr) {
-        ++count;
+    while (structure.Element(view->visibleColumns + 1, false) != nullptr) {
+        ++view->visibleColumns;
     }
-    return count;
+    return !structure.LacksPart() && !view->lacksColumn;
 }
 
 HostColumn* ColumnAt(ovra_view* view, int32_t column) {
@@ -138,9 +169,8 @@ char Lowered(char byte) {
     return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 
-bool EqualIgnoringCase(const std::string& name, const char* other, int32_t length) {
-    return name.size() == static_cast<std::size_t>(length) &&
-           std::equal(name.begin(), name.end(), other,
+bool EqualIgnoringCase(std::string_view name, std::string_view other) {
+    return std::equal(name.begin(), name.end(), other.begin(), other.end(),
                       [](char first, char second) { return Lowered(first) == Lowered(second); });
 }
 
@@ -157,6 +187,13 @@ const char* TextOf(HostColumn* column, int32_t* length) {
     return text;
 }
 
+// Whether a text is a number as a whole.
+template <class Number>
+bool ReadsAs(const char* text, const char* end, Number* number) {
+    const auto [stop, error] = std::from_chars(text, end, *number);
+    return error == std::errc() && stop == end;
+}
+
 void Forget(ovra_database* database, const ovra_view* view) {
     auto& views = database->views;
     views.erase(std::remove_if(views.begin(), views.end(),
@@ -164,23 +201,25 @@ void Forget(ovra_database* database, const ovra_view* view) {
                 views.end());
 }
 
-ovra_view* OpenView(ovra_database* database, const char* statement, int32_t length,
-                    Parameters* given) {
+ovra_view* OpenView(ovra_database* database, std::string_view statement, Parameters* given) {
     const std::size_t viewsBefore = database->views.size();
-    const int32_t opened = Library()->database_open_view(database, "view", -1, statement, length,
+    const int32_t opened = Library()->database_open_view(database, "view", -1, statement.data(),
+                                                         static_cast<int32_t>(statement.size()),
                                                          &given->list, given->count);
     // The library adds the view before it runs the statement, so a failed one may have one.
     if (database->views.size() == viewsBefore) {
         return nullptr;
     }
     ovra_view* view = database->views.back().get();
-    if (opened == 0) {
-        Library()->view_close(view);
-        Forget(database, view);
-        return nullptr;
+    if (opened != 0 && CountVisibleColumns(view)) {
+        return view;
     }
-    view->visibleColumns = CountVisibleColumns(view);
-    return view;
+    Library()->view_close(view);
+    Forget(database, view);
+    if (opened != 0) {
+        throw std::bad_alloc();
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -215,21 +254,14 @@ void ovra_close(ovra_database* database) {
 }
 
 const char* ovra_error(ovra_database* database) {
-    if (database == nullptr) {
-        return "Out of memory";
-    }
-    if (!database->hostError.empty() || Library() == nullptr) {
-        return database->hostError.c_str();
-    }
-    return Library()->database_error(database);
+    return database == nullptr ? kOutOfMemory : database->error.c_str();
 }
 
 int32_t ovra_set_option(ovra_database* database, const char* key, const char* value) {
     return Guarded<int32_t>(database, 0, [&] {
         const std::string name(key == nullptr ? "" : key);
         const std::string text(value == nullptr ? "" : value);
-        if (EqualIgnoringCase(name, kLockTimeoutOption,
-                              static_cast<int32_t>(sizeof kLockTimeoutOption - 1))) {
+        if (EqualIgnoringCase(name, kLockTimeoutOption)) {
             database->program.SetLockTimeout(Milliseconds(text));
             return 1;
         }
@@ -249,16 +281,15 @@ int32_t ovra_pack(ovra_database* database) {
 int32_t ovra_query(ovra_database* database, const char* statement, int32_t length,
                    const ovra_parameter* parameters, int32_t count) {
     return Guarded<int32_t>(database, 0, [&] {
-        const int32_t statementLength = TextLength(statement, length);
-        const char* text = statement == nullptr ? "" : statement;
+        const std::string_view text = GivenText(statement, length);
         Parameters given;
-        Fill(&given, text, statementLength, parameters, count);
+        Fill(&given, text, parameters, count);
         if (Library() == nullptr) {
             return 0;
         }
         return RunStatement(database, [&] {
-            return Library()->database_query(database, text, statementLength, &given.list,
-                                             given.count);
+            return Library()->database_query(
+                database, text.data(), static_cast<int32_t>(text.size()), &given.list, given.count);
         });
     });
 }
@@ -272,8 +303,9 @@ int32_t ovra_compile(ovra_database* database, const char* statement, int32_t len
         // negative number of them. A SELECT is compiled and then refused for the lack of a view.
         HostVariableList none;
         const CallScope scope(database, CallKind::kRunsStatement);
-        Library()->database_query(database, statement == nullptr ? "" : statement,
-                                  TextLength(statement, length), &none, -1);
+        const std::string_view text = GivenText(statement, length);
+        Library()->database_query(database, text.data(), static_cast<int32_t>(text.size()), &none,
+                                  -1);
         const std::string_view outcome = Library()->database_error(database);
         return outcome.starts_with("Input parameter count mismatch: Found -1 ") ||
                        outcome == "SELECT is not valid in this context"
@@ -288,12 +320,10 @@ ovra_view* ovra_open_view(ovra_database* database, const char* statement, int32_
         if (Library() == nullptr) {
             return nullptr;
         }
-        const int32_t statementLength = TextLength(statement, length);
-        const char* text = statement == nullptr ? "" : statement;
+        const std::string_view text = GivenText(statement, length);
         Parameters given;
-        Fill(&given, text, statementLength, parameters, count);
-        return RunStatement(database,
-                            [&] { return OpenView(database, text, statementLength, &given); });
+        Fill(&given, text, parameters, count);
+        return RunStatement(database, [&] { return OpenView(database, text, &given); });
     });
 }
 
@@ -325,9 +355,9 @@ const char* ovra_column_name(ovra_view* view, int32_t column, int32_t* length) {
 }
 
 int32_t ovra_column_index(ovra_view* view, const char* name, int32_t length) {
-    const int32_t nameLength = TextLength(name, length);
+    const std::string_view wanted(name == nullptr ? "" : name, TextLength(name, length));
     for (int32_t i = 0; name != nullptr && i < ovra_column_count(view); ++i) {
-        if (EqualIgnoringCase(ColumnAt(view, i)->name, name, nameLength)) {
+        if (EqualIgnoringCase(ColumnAt(view, i)->name, wanted)) {
             return i;
         }
     }
@@ -342,16 +372,32 @@ const char* ovra_text_by_name(ovra_view* view, const char* name, int32_t* length
     return ovra_text(view, ovra_column_index(view, name, -1), length);
 }
 
+// The text alone decides what is a number. The library's own readings depend on those before: a
+// cell that has once been read as a number is one.
 int32_t ovra_integer(ovra_view* view, int32_t column, int32_t* value) {
     *value = 0;
-    HostColumn* found = ReadableColumn(view, column);
-    return found == nullptr ? 0 : Library()->variable_value_integer(found, value);
+    int32_t length = 0;
+    const char* text = ovra_text(view, column, &length);
+    int32_t number = 0;
+    if (text == nullptr || (length != 0 && !ReadsAs(text, text + length, &number))) {
+        return 0;
+    }
+    *value = number;
+    return 1;
 }
 
 int32_t ovra_double(ovra_view* view, int32_t column, double* value) {
     *value = 0;
-    HostColumn* found = ReadableColumn(view, column);
-    return found == nullptr ? 0 : Library()->variable_value_double(found, value);
+    int32_t length = 0;
+    const char* text = ovra_text(view, column, &length);
+    double number = 0;
+    if (text == nullptr ||
+        (length != 0 && (!ReadsAs(text, text + length, &number) || !std::isfinite(number)))) {
+        return 0;
+    }
+    // A computed number has more digits than its text.
+    Library()->variable_value_double(ColumnAt(view, column), value);
+    return 1;
 }
 
 void ovra_close_view(ovra_view* view) {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <mutex>
 #include <new>
+#include <utility>
 
 namespace ovrahost {
 
@@ -80,7 +81,17 @@ int Descriptor::Open(const std::string& path, int flags) {
     do {
         number_ = ::open(path.c_str(), flags | O_CLOEXEC, permissions);
     } while (number_ < 0 && errno == EINTR);
-    return number_ < 0 ? errno : 0;
+    return number_ < 0 ? errno : LeaveStandardNumbers();
+}
+
+int Descriptor::LeaveStandardNumbers() {
+    if (number_ > STDERR_FILENO) {
+        return 0;
+    }
+    const int low = std::exchange(number_, ::fcntl(number_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    const int reason = errno;
+    ::close(low);
+    return number_ < 0 ? reason : 0;
 }
 
 int Descriptor::TryLock(int16_t type, int64_t offset, int64_t length) const {

@@ -49,6 +49,10 @@ class Descriptor {
     static uint64_t ForkCount();
 
   private:
+    // A program that has closed its standard output must not write to a table in its place. 0, or
+    // the errno value.
+    int LeaveStandardNumbers();
+
     struct All;  // the descriptors of the process
     static All& Everywhere();
 

@@ -154,7 +154,9 @@ void* ovFile_Open(void* program, int32_t location, const char* path, int32_t len
 }
 
 int32_t ovFile_Exists(void* program, int32_t location, const char* path, int32_t length) {
-    return OnPath<int32_t>(program, location, path, length, 0,
+    // Where it can't be told, it is there: what is not there is made new, and a file is emptied by
+    // it.
+    return OnPath<int32_t>(program, location, path, length, 1,
                            [](const std::string& resolved, std::string*) {
                                return ovrahost::FileExists(resolved) ? 1 : 0;
                            });

@@ -38,7 +38,8 @@ std::string UniqueSuffix() {
 
 bool FileExists(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0;
+    return ::stat(path.c_str(), &status) == 0 || errno == EIO || errno == ENOMEM ||
+           errno == EOVERFLOW;
 }
 
 bool IsDirectory(const std::string& path) {

@@ -11,6 +11,7 @@
 
 namespace ovrahost {
 
+// Also where it can't be told.
 bool FileExists(const std::string& path);
 bool IsDirectory(const std::string& path);
 int32_t MakeDirectory(const std::string& path, std::string* error);

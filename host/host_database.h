@@ -34,14 +34,18 @@ struct ovra_view {
     int32_t visibleColumns = 0;
     bool started = false;
     bool ended = false;
+    // A column had no room: the others would stand in wrong places.
+    bool lacksColumn = false;
 };
 
 struct ovra_database {
     ovrahost::HostProgram program;
     void* data = nullptr;
     std::vector<std::unique_ptr<ovra_view>> views;
-    // The reason of a failure that the library cannot know of, such as a missing library file.
+    // The reason that the call at work fails, where the library cannot know of it. Else empty.
     std::string hostError;
+    // What ovra_error gives: the text of the last call that failed.
+    std::string error;
     // A forked process has none of the files that were opened before.
     uint64_t forks = ovrahost::Descriptor::ForkCount();
 };

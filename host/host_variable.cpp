@@ -1,5 +1,6 @@
 #include "host/host_variable.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ovrahost {
@@ -35,6 +36,12 @@ HostVariable* HostVariable::Element(int32_t index, bool create) {
 
 HostVariable* HostVariable::Member(const std::string& name, bool create) {
     return FindOrMake(&members_, name, create);
+}
+
+bool HostVariable::LacksPart() const {
+    const auto lacks = [](const auto& entry) { return entry.second->LacksPart(); };
+    return lacksPart_ || std::any_of(elements_.begin(), elements_.end(), lacks) ||
+           std::any_of(members_.begin(), members_.end(), lacks);
 }
 
 void HostVariableList::Append(std::string text) {

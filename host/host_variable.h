@@ -27,8 +27,13 @@ class HostVariable {
     HostVariable* Element(int32_t index, bool create);
     HostVariable* Member(const std::string& name, bool create);
 
+    // Whether an element or a member, of this one or within it, could not be made.
+    void NotePartLacking() { lacksPart_ = true; }
+    bool LacksPart() const;
+
   private:
     std::string text_;
+    bool lacksPart_ = false;
     std::map<int32_t, std::unique_ptr<HostVariable>> elements_;
     std::map<std::string, std::unique_ptr<HostVariable>> members_;
 };

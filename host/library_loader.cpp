@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 
+#include "host/file_system.h"
+
 namespace ovrahost {
 
 namespace {
@@ -34,8 +36,9 @@ void* OpenLibrary() {
     const auto slash = own.rfind('/');
     if (slash != std::string::npos) {
         const std::string beside = own.substr(0, slash + 1) + kLibraryFile;
-        if (void* library = ::dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-            return library;
+        // One that is there and can't be loaded is told of, and no other taken in its place.
+        if (FileExists(beside)) {
+            return ::dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL);
         }
     }
     return ::dlopen(kLibraryFile, RTLD_NOW | RTLD_LOCAL);

@@ -35,6 +35,16 @@ HostView* View(void* handle) { return static_cast<HostView*>(handle); }
 HostColumn* Column(void* handle) { return static_cast<HostColumn*>(handle); }
 HostVariable* Variable(void* handle) { return static_cast<HostVariable*>(handle); }
 
+// An element or a member, which is noted where it was to be made and could not.
+template <class Operation>
+void* PartOf(HostVariable* variable, bool create, Operation operation) {
+    void* part = Guarded<void*>(nullptr, operation);
+    if (create && part == nullptr) {
+        variable->NotePartLacking();
+    }
+    return part;
+}
+
 }  // namespace
 
 extern "C" {
@@ -76,13 +86,16 @@ void* ovDatabaseView_AddVariable(void* view, const char* name, int32_t length, v
     if (view == nullptr) {
         return nullptr;
     }
-    return Guarded<void*>(nullptr, [&]() -> void* {
+    void* added = Guarded<void*>(nullptr, [&]() -> void* {
         auto column = std::make_unique<HostColumn>();
         column->name = Counted(name, length);
         column->data = data;
         View(view)->columns.push_back(std::move(column));
         return View(view)->columns.back().get();
     });
+    // The library goes on without it.
+    View(view)->lacksColumn = View(view)->lacksColumn || added == nullptr;
+    return added;
 }
 
 void* ovDatabaseVariable_data(void* variable) {
@@ -130,15 +143,16 @@ void* ovVariable_Array_Element(int32_t index, void* variable, int32_t create) {
     if (variable == nullptr) {
         return nullptr;
     }
-    return Guarded<void*>(nullptr, [&] { return Variable(variable)->Element(index, create != 0); });
+    return PartOf(Variable(variable), create != 0,
+                  [&] { return Variable(variable)->Element(index, create != 0); });
 }
 
 void* ovVariable_Struct_Member(const char* name, int32_t length, void* variable, int32_t create) {
     if (variable == nullptr) {
         return nullptr;
     }
-    return Guarded<void*>(
-        nullptr, [&] { return Variable(variable)->Member(Counted(name, length), create != 0); });
+    return PartOf(Variable(variable), create != 0,
+                  [&] { return Variable(variable)->Member(Counted(name, length), create != 0); });
 }
 
 void* ovVariableList_First(void* list) {

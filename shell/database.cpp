@@ -1,17 +1,27 @@
 #include "shell/database.h"
 
+#include <cstddef>
+#include <limits>
 #include <utility>
 
 namespace ovrashell {
 
 namespace {
 
+// A length as the C interface takes it.
+int32_t LengthOf(std::string_view text) {
+    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
+        throw Error("Text is too long (maximum 2147483647 bytes)");
+    }
+    return static_cast<int32_t>(text.size());
+}
+
 // The C interface's form of a parameter list; borrows its texts.
 std::vector<ovra_parameter> Borrowed(const ParameterList& parameters) {
     std::vector<ovra_parameter> borrowed;
     borrowed.reserve(parameters.size());
     for (const std::string& text : parameters) {
-        borrowed.push_back({text.data(), static_cast<int32_t>(text.size())});
+        borrowed.push_back({text.data(), LengthOf(text)});
     }
     return borrowed;
 }
@@ -21,8 +31,8 @@ std::vector<ovra_parameter> Borrowed(const ParameterList& parameters) {
 View::View(ovra_database* database, std::string_view statement, const ParameterList& parameters)
     : database_(database) {
     const auto borrowed = Borrowed(parameters);
-    view_.reset(ovra_open_view(database, statement.data(), static_cast<int32_t>(statement.size()),
-                               borrowed.data(), static_cast<int32_t>(borrowed.size())));
+    view_.reset(ovra_open_view(database, statement.data(), LengthOf(statement), borrowed.data(),
+                               static_cast<int32_t>(borrowed.size())));
     if (view_ == nullptr) {
         throw Error(ovra_error(database));
     }
@@ -89,8 +99,8 @@ Database Database::Create(const std::string& path) {
 
 void Database::Query(std::string_view statement, const ParameterList& parameters) {
     const auto borrowed = Borrowed(parameters);
-    if (ovra_query(handle_.get(), statement.data(), static_cast<int32_t>(statement.size()),
-                   borrowed.data(), static_cast<int32_t>(borrowed.size())) == 0) {
+    if (ovra_query(handle_.get(), statement.data(), LengthOf(statement), borrowed.data(),
+                   static_cast<int32_t>(borrowed.size())) == 0) {
         throw Error(ovra_error(handle_.get()));
     }
 }
@@ -106,8 +116,7 @@ void Database::SetOption(const std::string& key, const std::string& value) {
 }
 
 void Database::Compile(std::string_view statement) {
-    if (ovra_compile(handle_.get(), statement.data(), static_cast<int32_t>(statement.size())) ==
-        0) {
+    if (ovra_compile(handle_.get(), statement.data(), LengthOf(statement)) == 0) {
         throw Error(ovra_error(handle_.get()));
     }
 }

@@ -18,7 +18,8 @@
  *     ovra_close(database);
  *
  * Conventions
- *  - Text arguments are counted. A length of -1 says that the text ends with a NUL.
+ *  - Text arguments are counted. A length of -1 says that the text ends with a NUL. One of 2 GiB or
+ *    more is an error.
  *  - A result of 1 is success and 0 failure, unless told otherwise. After a failure ovra_error
  *    tells why; the text of the last failure stays until the next one.
  *  - Text handed out is NUL-ended besides having a length (a NULL length pointer is fine), belongs
@@ -148,9 +149,9 @@ OVRA_API const char* ovra_text(ovra_view* view, int32_t column, int32_t* length)
 OVRA_API const char* ovra_text_by_name(ovra_view* view, const char* name, int32_t* length);
 
 /*
- * The value of a column as a number. 1 when the value is a good number of that kind, else 0;
- * `*value` is 0 then. The integer form takes digits with an optional "-", and nothing else, from a
- * text, and cuts the fraction of a computed number.
+ * The value of a column as a number. 1 when its text is a number of that kind, else 0; `*value` is
+ * 0 then. NULL is 0, and a number. An integer is digits with an optional "-", within 32 bits; a
+ * computed number that is not whole is none. A double is finite.
  */
 OVRA_API int32_t ovra_integer(ovra_view* view, int32_t column, int32_t* value);
 OVRA_API int32_t ovra_double(ovra_view* view, int32_t column, double* value);

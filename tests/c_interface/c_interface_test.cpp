@@ -11,30 +11,12 @@
 #include <vector>
 
 #include "ovrasql/ovrasql.h"
+#include "tests/c_interface/c_interface_database.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
-class CInterfaceTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_EQ(ovra_create(folder_.File("db.dbf").c_str(), &database_), 1);
-        Run("create table t (id integer, word char(10), price numeric(6,2))");
-        Run("insert into t values (1, 'one', 1.5)");
-        Run("insert into t values (2, '', '-2.25')");
-    }
-    void TearDown() override { ovra_close(database_); }
-
-    void Run(const char* statement) {
-        ASSERT_EQ(ovra_query(database_, statement, -1, nullptr, 0), 1) << ovra_error(database_);
-    }
-    ovra_view* Open(const char* statement) {
-        return ovra_open_view(database_, statement, -1, nullptr, 0);
-    }
-
-    ovratest::TemporaryFolder folder_;
-    ovra_database* database_ = nullptr;
-};
+using ovratest::CInterfaceTest;
 
 TEST_F(CInterfaceTest, RowsAreWalkedFromBeforeTheFirst) {
     ovra_view* view = Open("select id, word from t");
@@ -92,7 +74,7 @@ TEST_F(CInterfaceTest, ValuesAreReadAsTextAndAsNumbers) {
     EXPECT_EQ(number, 1.5);
     EXPECT_EQ(ovra_double(view, 2, &number), 0);
     EXPECT_EQ(number, 0);
-    EXPECT_EQ(ovra_integer(view, 3, &integer), 1) << "a computed number is cut";
+    EXPECT_EQ(ovra_integer(view, 3, &integer), 1) << "computed, and whole";
     EXPECT_EQ(integer, 3);
     EXPECT_EQ(ovra_integer(view, 9, &integer), 0);
     ASSERT_EQ(ovra_next(view), 1);

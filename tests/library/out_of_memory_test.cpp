@@ -13,6 +13,7 @@
 #include "foundation/ignore_result.h"
 #include "library/database_context.h"
 #include "tests/support/failing_allocations.h"
+#include "tests/support/long_text.h"
 #include "tests/support/test_database.h"
 
 namespace ovrasql {
@@ -63,6 +64,25 @@ class OutOfMemoryTest : public ::testing::Test {
         return database;
     }
 };
+
+// No length can tell one of 2 GiB: cut, it would be another statement.
+TEST_F(OutOfMemoryTest, TextsThatEndBehind2GiBAreRefused) {
+    if (sizeof(void*) == 4) {
+        GTEST_SKIP() << "addresses have 32 bits";
+    }
+    constexpr std::size_t kGibibyte = std::size_t{1} << 30;
+    const ovratest::LongText huge(4 * kGibibyte + 5);
+    ASSERT_NE(huge.CText(), nullptr);
+    void* database = NewDatabase();
+    EXPECT_EQ(Query(database, huge.CText()), 0);
+    EXPECT_STREQ(Table().database_error(database), "Out of memory");
+    EXPECT_EQ(Query(database, huge.CText() + 2 * kGibibyte), 0);
+    EXPECT_EQ(
+        Table().database_open_view(database, "v", -1, huge.CText() + 2 * kGibibyte, -1, nullptr, 0),
+        0);
+    EXPECT_EQ(Query(database, "insert into t (a, b, m) values (3, 'three', '')"), 1);
+    Table().database_free(database);
+}
 
 TEST_F(OutOfMemoryTest, CreateAndOpenFailCleanly) {
     void* database = TheHost().MakeDatabase();

@@ -1,0 +1,116 @@
+// What a program is told when the database library cannot be loaded. It is loaded once for a
+// process, so that each case runs in a child of this one, which never loads it itself.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "ovrasql/ovrasql.h"
+#include "tests/support/temporary_folder.h"
+
+namespace {
+
+// What the operation gives in a child process, in which OVRASQL_LIBRARY has the value.
+std::string InChild(const char* library, const std::function<std::string()>& operation) {
+    std::array<int, 2> pipe{};
+    if (::pipe(pipe.data()) != 0) {
+        return "no pipe";
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::setenv("OVRASQL_LIBRARY", library, 1);
+        const std::string told = operation();
+        const ssize_t written = ::write(pipe[1], told.data(), told.size());
+        ::_exit(written == static_cast<ssize_t>(told.size()) ? 0 : 1);
+    }
+    ::close(pipe[1]);
+    std::string told;
+    std::array<char, 4096> room{};
+    ssize_t count = 0;
+    while ((count = ::read(pipe[0], room.data(), room.size())) > 0) {
+        told.append(room.data(), static_cast<std::size_t>(count));
+    }
+    ::close(pipe[0]);
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status == 0 ? told : "the child has died: " + told;
+}
+
+std::string OpeningTells(const char* library) {
+    return InChild(library, [] {
+        ovra_database* database = nullptr;
+        const int32_t opened = ovra_open("db.dbf", &database);
+        const std::string told = ovra_error(database);
+        ovra_close(database);
+        return opened == 0 ? told : "opened";
+    });
+}
+
+constexpr char kCannotBeLoaded[] = "The database library cannot be loaded: ";
+
+TEST(LibraryLoading, MissingFileIsToldOf) {
+    const std::string told = OpeningTells("/no/such/library.so");
+    EXPECT_EQ(told.rfind(kCannotBeLoaded, 0), 0U) << told;
+    EXPECT_NE(told.find("/no/such/library.so"), std::string::npos) << told;
+}
+
+TEST(LibraryLoading, AnotherLibraryIsToldOf) {
+    EXPECT_EQ(OpeningTells("libm.so.6"), "The file found as the database library is none");
+}
+
+TEST(LibraryLoading, AnotherInterfaceVersionIsToldOf) {
+    EXPECT_EQ(OpeningTells(OVRA_OTHER_VERSION),
+              "The database library has another interface version");
+}
+
+// A handle is given all the same, and whatever is tried with it has the reason, too.
+TEST(LibraryLoading, EveryCallThatFollowsTellsTheReason) {
+    const std::string told = InChild("/no/such/library.so", [] {
+        ovra_database* database = nullptr;
+        std::string reasons;
+        const auto note = [&](bool failed) {
+            const std::string reason = ovra_error(database);
+            reasons += failed && reason.rfind(kCannotBeLoaded, 0) == 0 ? "+" : "-" + reason;
+        };
+        note(ovra_create("db.dbf", &database) == 0);
+        note(ovra_query(database, "select 1", -1, nullptr, 0) == 0);
+        note(ovra_compile(database, "select 1", -1) == 0);
+        note(ovra_open_view(database, "select 1", -1, nullptr, 0) == nullptr);
+        note(ovra_set_option(database, "log", "") == 0);
+        note(ovra_pack(database) == 0);
+        ovra_close(database);
+        return reasons;
+    });
+    EXPECT_EQ(told, "++++++");
+}
+
+// A file that is there is the one that is meant: what the system's loader would find besides must
+// not hide what is wrong with it.
+TEST(LibraryLoading, BrokenFileBesideTheHostIsTheOneToldOf) {
+    const ovratest::TemporaryFolder folder;
+    const std::string host = folder.File("libovrahost.so");
+    std::filesystem::copy_file(OVRA_HOST_LIBRARY, host);
+    const std::string broken = folder.Write("libovrasql.so", "no library");
+    const std::string told = InChild("", [&]() -> std::string {
+        void* loaded = ::dlopen(host.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (loaded == nullptr) {
+            return ::dlerror();
+        }
+        const auto open = reinterpret_cast<decltype(&ovra_open)>(::dlsym(loaded, "ovra_open"));
+        const auto error = reinterpret_cast<decltype(&ovra_error)>(::dlsym(loaded, "ovra_error"));
+        ovra_database* database = nullptr;
+        open("db.dbf", &database);
+        return error(database);
+    });
+    EXPECT_EQ(told.rfind(kCannotBeLoaded + broken, 0), 0U) << told;
+}
+
+}  // namespace
