@@ -6,7 +6,7 @@
 namespace ovrasql {
 
 // A table in the slot starts again with its memory. What still refers to its cells is settled
-// first: stack entries become NULLs, variables point back at their own results.
+// first: stack entries keep its values, variables point back at their own results.
 bool RunLoop::MakeTemporaryTable(const Instruction& in) {
     if (!SlotIsSane(in.operand1) || !SlotIsSane(in.operand2)) {
         return Invalid();

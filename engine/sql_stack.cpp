@@ -47,10 +47,31 @@ void SQL_Stack::ForgetHolder(StackHolder kind, int32_t slot) {
     for (int32_t i = 0; i < count_; ++i) {
         StackEntry& entry = entries_[static_cast<size_t>(i)];
         const bool refers = entry.tag == StackTag::kColumn || entry.tag == StackTag::kResult;
-        if (refers && entry.holder == kind && entry.length == slot) {
+        if (!refers || entry.holder != kind || entry.length != slot) {
+            continue;
+        }
+        if (entry.tag == StackTag::kResult) {
+            KeepResult(i);
+        } else {
             entry.tag = StackTag::kNothing;
         }
     }
+}
+
+// The entry stays a result, because a result is stored, compared and folded by rules of its own.
+void SQL_Stack::KeepResult(int32_t index) {
+    if (keptResults_ == nullptr) {
+        keptResults_ =
+            std::make_unique<std::unique_ptr<SQLKeptResult>[]>(static_cast<size_t>(capacity_));
+    }
+    std::unique_ptr<SQLKeptResult>& kept = keptResults_[static_cast<size_t>(index)];
+    if (kept == nullptr) {
+        kept = std::make_unique<SQLKeptResult>();
+    }
+    StackEntry& entry = entries_[static_cast<size_t>(index)];
+    kept->SetFrom(*entry.result);
+    entry.result = kept.get();
+    entry.holder = StackHolder::kStack;
 }
 
 // The text may stand in the place's own buffer already: it is then no longer than the buffer, which

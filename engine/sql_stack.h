@@ -9,7 +9,9 @@
 // is valid until something is pushed.
 //
 // What an entry borrows must outlive it: literals and parameters live as long as the program runs,
-// and whoever destroys a cursor, a temporary table or a bucket calls ForgetHolder first.
+// and whoever destroys a cursor, a temporary table or a bucket calls ForgetHolder first. A result
+// then goes on in a cell of the stack's own: a sub-query leaves its value here, and its loops go
+// on.
 //
 // The stack never grows. A pop of an empty stack gives a neutral value, a push onto a full one
 // pushes nothing; both report through the EngineFailure and carry on. Owned by one run loop.
@@ -29,7 +31,7 @@ namespace ovrasql {
 class OvraSQLField;
 
 // What a column or a result belongs to.
-enum class StackHolder : uint8_t { kCursor, kTemporary, kBucket };
+enum class StackHolder : uint8_t { kCursor, kTemporary, kBucket, kStack };
 
 enum class StackTag : uint8_t { kInteger, kDouble, kString, kColumn, kResult, kNothing };
 
@@ -66,9 +68,14 @@ class SQL_Stack {
     [[nodiscard]] const StackEntry& EntryAt(int32_t index) const {
         return entries_[static_cast<size_t>(index)];
     }
-    void Clear() { count_ = 0; }
+    // Empties the stack between two runs.
+    void Clear() {
+        count_ = 0;
+        keptResults_.reset();
+    }
 
-    // Entries that refer to something of this holder become NULLs, since it is about to go.
+    // Nothing refers to this holder any more, since it is about to go: its results keep the values
+    // that they have now, its columns become NULLs. If memory runs out, some may refer to it still.
     void ForgetHolder(StackHolder kind, int32_t slot);
 
     void PushInteger(int32_t value) {
@@ -173,6 +180,8 @@ class SQL_Stack {
                                        bool fold) const;
     // Makes the entry at the place an owned string.
     void OwnText(int32_t index, TextView text, uint8_t flags);
+    // Gives the result at the place a cell of the stack's own, with its value of now.
+    void KeepResult(int32_t index);
     void StoreText(const StackEntry& entry, OvraSQLField* field);
     void Fold(bool upper);
 
@@ -184,6 +193,8 @@ class SQL_Stack {
     // One for each place that has ever owned a text; made on demand.
     std::unique_ptr<TextBuffer[]> buffers_;
     int32_t bufferCount_ = 0;
+    // One for each place whose result has ever lost its holder in this run; made on demand.
+    std::unique_ptr<std::unique_ptr<SQLKeptResult>[]> keptResults_;
 };
 
 }  // namespace ovrasql

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <string>
 
 #include "storage/ovra_sql_field.h"
@@ -280,7 +281,7 @@ TEST_F(StackTest, KeyTextsStandInTheOrderOfTheirPushing) {
     EXPECT_EQ(stack.Count(), 0);
 }
 
-TEST_F(StackTest, EntriesOfAHolderThatGoesBecomeNulls) {
+TEST_F(StackTest, ColumnsOfACursorThatGoesBecomeNulls) {
     OvraSQLField field(nullptr, "A", kFieldCharacter, 5, 0);
     field.SetValue("x");
     SQLKeptResult cell;
@@ -288,12 +289,59 @@ TEST_F(StackTest, EntriesOfAHolderThatGoesBecomeNulls) {
     stack.PushColumn(&field, 1);
     stack.PushColumn(&field, 2);
     stack.PushResult(&cell, StackHolder::kTemporary, 1);
-    stack.PushResult(&cell, StackHolder::kBucket, 1);
     stack.ForgetHolder(StackHolder::kCursor, 1);
-    stack.ForgetHolder(StackHolder::kTemporary, 1);
+    EXPECT_FALSE(stack.PopIsNull());
     EXPECT_FALSE(stack.PopIsNull());
     EXPECT_TRUE(stack.PopIsNull());
-    EXPECT_FALSE(stack.PopIsNull());
+}
+
+// The value is that of the moment at which the holder goes, and no other holder has to do with it.
+TEST_F(StackTest, ResultsOfAHolderThatGoesKeepTheirValues) {
+    auto cell = std::make_unique<SQLKeptResult>();
+    SQLKeptResult other;
+    other.SetInteger(5);
+    stack.PushResult(cell.get(), StackHolder::kTemporary, 1);
+    stack.PushResult(cell.get(), StackHolder::kBucket, 1);
+    stack.PushResult(&other, StackHolder::kTemporary, 2);
+    cell->SetString("a text that is longer than a cell's first buffer", true);
+    stack.ForgetHolder(StackHolder::kTemporary, 1);
+    cell->SetDouble(1.5);
+    stack.ForgetHolder(StackHolder::kBucket, 1);
+    cell.reset();
+    other.SetInteger(6);
+    EXPECT_EQ(stack.PopInteger(), 6);
+    EXPECT_EQ(stack.PopDouble(), 1.5);
+    EXPECT_EQ(ToText(stack.PopText()), "a text that is longer than a cell's first buffer");
+}
+
+// It is stored and folded as the result that it was: 1 is true by its text, and 12 becomes a text.
+TEST_F(StackTest, AResultThatKeepsItsValueIsAResultStill) {
+    for (const bool holderGoes : {false, true}) {
+        SQLKeptResult cell;
+        cell.SetDouble(1.0);
+        OvraSQLField field(nullptr, "A", kFieldLogical, 1, 0);
+        stack.PushResult(&cell, StackHolder::kTemporary, 1);
+        stack.PushResult(&cell, StackHolder::kTemporary, 1);
+        if (holderGoes) {
+            stack.ForgetHolder(StackHolder::kTemporary, 1);
+        }
+        stack.PopField(&field);
+        EXPECT_EQ(ToText(field.ValueText()), "T");
+        stack.Upper();
+        EXPECT_EQ(stack.EntryAt(0).tag, StackTag::kString);
+        stack.PopDiscard();
+    }
+}
+
+TEST_F(StackTest, AnEmptyResultThatKeepsItsValueIsNull) {
+    SQLKeptResult cell;
+    SQLKeptResult text;
+    text.SetString("x", true);
+    stack.PushResult(&text, StackHolder::kTemporary, 1);
+    stack.ForgetHolder(StackHolder::kTemporary, 1);
+    stack.PopDiscard();
+    stack.PushResult(&cell, StackHolder::kTemporary, 1);  // where a text was kept before
+    stack.ForgetHolder(StackHolder::kTemporary, 1);
     EXPECT_TRUE(stack.PopIsNull());
 }
 

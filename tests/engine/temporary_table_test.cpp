@@ -472,12 +472,12 @@ TEST_F(TemporaryProgram, ColumnsOutsideAreRefused) {
 }
 
 // An inner query that runs again must not pull the rows from under a value still on the stack.
-TEST_F(TemporaryProgram, AValueOfATableMadeAgainIsNull) {
+TEST_F(TemporaryProgram, AValueOfATableMadeAgainStays) {
     Program program;
     program.Do(SQL_Temporary_Table, 0, 1).Do(SQL_Temporary_Record, 0).Literal("a");
     program.Do(SQL_Pop_Temporary, 0, 0).Do(SQL_Push_Temporary, 0, 0).Do(SQL_Temporary_Table, 0, 1);
-    program.Do(SQL_IsNull);
-    EXPECT_EQ(Evaluate(program), "1");
+    program.Do(SQL_Temporary_Record, 0).Literal("b").Do(SQL_Pop_Temporary, 0, 0);
+    EXPECT_EQ(Evaluate(program), "a");
 }
 
 // Results may have holes in their numbers.

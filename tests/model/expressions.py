@@ -19,7 +19,7 @@ class Block:
     def add(self, name, bare):
         maker = self.maker
         table = maker.database.tables[name.upper()]
-        if not bare and self.depth == 0 and maker.chance(0.08):
+        if not bare and maker.chance((0.08, 0.04, 0)[self.depth]):
             return self.add_derived()
         alias = name
         if not bare and (maker.chance(0.5) or any(name == other for other, _ in self.tables) and
@@ -133,9 +133,29 @@ class Block:
     def subselect(self):
         """In parentheses, mostly over an aggregate, since it may give one row only."""
         maker = self.maker
+        if maker.chance(0.15):
+            return "(%s)" % self.kept()
         inner = maker.block(self, self.depth + 1)
         what = inner.aggregate(1) if maker.chance(0.85) else inner.value(1)
         return "(select %s %s%s)" % (what, inner.source(), inner.where(0.7) + self.union())
+
+    def kept(self):
+        """A query whose value comes from a derived table, or from groups, that are mostly made
+        again before its loops end."""
+        maker = self.maker
+        inner, around = (Block(maker, [maker.table()], None, self.depth + 1, True) for _ in "12")
+        if maker.chance(0.3):
+            return "select distinct (select %s %s%s) %s" % (
+                inner.aggregate(0), inner.source(), inner.where(0.3), around.source())
+        (name, fields), = inner.tables
+        column, table, derived = maker.one(fields).name.lower(), self.new_alias(), self.new_alias()
+        if maker.chance(0.5):
+            row = "max(%s) as c0, %s as c1 %s" % (column, inner.aggregate(0), inner.source())
+        else:
+            row = "%s as c0, %s as c1 %s where %s" % (column, inner.value(0), inner.source(),
+                                                      inner.careful_comparison())
+        return "select %s.c1 from %s %s, (select %s) %s where %s.%s = %s.c0" % (
+            derived, name, table, row, derived, table, column, derived)
 
     def union(self):
         """Seldom, a second branch of a sub-query."""
@@ -163,7 +183,8 @@ class Block:
             return "recno"
         if star and maker.chance(0.5):
             return maker.one([alias for alias, _ in self.tables]) + ".*"
-        text = self.column()[0] if maker.chance(0.5) else self.value(2)
+        text = self.column()[0] if maker.chance(0.5) else self.value(2) if maker.chance(0.9) \
+            else "(%s)" % self.kept()
         if maker.chance(0.25):
             name = "r%d" % len(self.names)
             self.names.append(name)
@@ -284,6 +305,8 @@ class Block:
                 1, 4, lambda: maker.one([maker.number(0, True), maker.text_literal()])))
         if kind == 4:
             return "%s + %s > %s" % (self.column()[0], maker.number(), maker.number(2))
+        if maker.chance(0.1):
+            return "exists (%s)" % self.kept()
         inner = maker.block(self, self.depth + 1)
         if kind == 5:
             return "%s %sin (select %s %s%s)" % (self.head(), no, inner.value(1), inner.source(),
