@@ -26,7 +26,7 @@ void IndexHeader::MakeNew(TextView keyExpression, int32_t flags) {
     StoreLittle16(bytes_ + 19, kNewPageSize);
     StoreLittle16(bytes_ + 21, kNewEntrySize);
     StoreLittle32(bytes_ + 23, static_cast<uint32_t>(flags));
-    const int32_t length = std::min(keyExpression.length, kIndexExpressionRoom - 1);
+    const int32_t length = std::min(keyExpression.length, kIndexExpressionRoom);
     std::memcpy(bytes_ + kExpressionOffset, keyExpression.data, static_cast<size_t>(length));
 }
 

@@ -35,7 +35,8 @@ inline constexpr int32_t kIndexKeyOffset = 8;
 
 class IndexHeader {
   public:
-    // The image of a new file: one empty root page, page 1. A longer expression is cut at 399.
+    // The image of a new file: one empty root page, page 1. A longer expression is cut at its room,
+    // and one that fills it has no NUL behind it.
     void MakeNew(TextView keyExpression, int32_t flags);
 
     [[nodiscard]] unsigned char* Bytes() { return bytes_; }

@@ -42,8 +42,8 @@ class OvraSQLIndex {
 
     // A new, empty index. Create makes the file, and only then closes the one open before;
     // CreateFromHandles takes over an open, empty one, and keeps it in its own hands also when it
-    // fails. The key expression is stored and handed
-    // back, cut to 399 bytes; it has no part in comparison.
+    // fails. The key expression is stored and handed back, cut to 400 bytes; it has no part in
+    // comparison.
     [[nodiscard]] bool Create(TextView path, TextView keyExpression, int32_t flags);
     [[nodiscard]] bool CreateFromHandles(void* file, TextView path, TextView keyExpression,
                                          int32_t flags);

@@ -238,7 +238,7 @@ void AddIndexHeaders(Damages& all) {
     add("of_another_column", [](Planter& p) { p.SetText(kByName, 27, "toupper( d.NOTE )"); });
     add("without_an_expression",
         [](Planter& p) { p.SetText(kByName, 27, std::string(400, '\0')); });
-    add("expression_without_an_end",
+    add("expression_that_fills_its_room",
         [](Planter& p) { p.SetText(kByName, 27, "toupper( " + std::string(391, 'x')); });
     add("bytes_behind_the_expression", [](Planter& p) { p.Set8(kByName, 27 + 399, 1); });
     add("bytes_behind_the_header", [](Planter& p) { p.Set8(kByName, 700, 1); });

@@ -200,7 +200,7 @@ TEST_F(IndexDefinitionTest, AColumnListThatTheCatalogWouldCutIsRefused) {
     EXPECT_FALSE(TheHost().HasFile("db/i2.ovx"));
 }
 
-// The expression is for other readers and is cut at 399 bytes; the keys are not.
+// The expression is for other readers and is cut at 400 bytes; the keys are not.
 TEST_F(IndexDefinitionTest, ALongKeyExpressionIsCut) {
     List<SQLIndexColumn> columns(/*ownsItems=*/true);
     for (int32_t index = 0; index < 60; ++index) {
@@ -211,8 +211,8 @@ TEST_F(IndexDefinitionTest, ALongKeyExpressionIsCut) {
     ASSERT_TRUE(schema_->CreateIndex("t", "i", false, columns));
     const Bytes bytes = TheHost().FileBytes("db/i.ovx");
     EXPECT_EQ(bytes[27], 't');
-    EXPECT_NE(bytes[27 + 398], 0);
-    EXPECT_EQ(bytes[27 + 399], 0);
+    EXPECT_NE(bytes[27 + 399], 0);
+    EXPECT_EQ(bytes[27 + 400], 0);
 }
 
 TEST_F(IndexDefinitionTest, ALoadedTableGetsTheNewIndex) {

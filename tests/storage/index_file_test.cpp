@@ -40,9 +40,10 @@ TEST_F(IndexFileTest, ANewFileIsAHeaderAndAnEmptyPage) {
     EXPECT_FALSE(index_->Failed());
 }
 
-TEST_F(IndexFileTest, AKeyExpressionIsCutAt399Bytes) {
+// One that fills its room has no NUL behind it.
+TEST_F(IndexFileTest, AKeyExpressionIsCutAt400Bytes) {
     for (const size_t length : {398, 399, 400, 401, 500}) {
-        const size_t kept = std::min<size_t>(length, 399);
+        const size_t kept = std::min<size_t>(length, 400);
         ASSERT_TRUE(index_->Create("t.ovx", View(std::string(length, 'x')), 0));
         EXPECT_EQ(FileHeader().substr(27), std::string(kept, 'x') + std::string(400 - kept, '\0'));
         EXPECT_EQ(index_->KeyExpression().length, static_cast<int32_t>(kept));

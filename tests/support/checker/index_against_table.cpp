@@ -9,7 +9,7 @@ namespace ovrasql::checker {
 
 namespace {
 
-constexpr size_t kLongestExpression = 399;
+constexpr size_t kLongestExpression = 400;
 
 KeyRule RuleOf(const IndexedTable& table, const std::vector<const Column*>& columns,
                uint32_t record) {

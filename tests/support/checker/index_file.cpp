@@ -87,10 +87,9 @@ bool IndexFile::CheckHeader(Report* report) {
     if (flags_ > 7) {
         Add("flags " + std::to_string(flags_), report);
     }
-    const bool expressionEnds = expression_.size() < kExpressionRoom &&
-                                AllZero(bytes_, kExpressionOffset + expression_.size(),
-                                        kExpressionRoom - expression_.size());
-    if (expression_.rfind("toupper( ", 0) != 0 || !expressionEnds) {
+    const bool isZeroFilled = AllZero(bytes_, kExpressionOffset + expression_.size(),
+                                      kExpressionRoom - expression_.size());
+    if (expression_.rfind("toupper( ", 0) != 0 || !isZeroFilled) {
         Add("no key expression", report);
     }
     if (!AllZero(bytes_, kHeaderSize, kPageSize - kHeaderSize)) {
