@@ -137,12 +137,13 @@ bool OvraSQLIndex::DeleteCurrentKey(uint32_t recordNumber) {
     if (!LockHeader(LockMode::kExclusive, &held) || !ReadHeader()) {
         return false;
     }
-    if (header_.Generation() != walkGeneration_ && !FindPlaceAgain() && failed_) {
+    // Behind an entry there is nothing to delete; a search for the place would stop on the entry.
+    if (!StandsBehindLastEntry() && header_.Generation() != walkGeneration_ && !FindPlaceAgain() &&
+        failed_) {
         return false;
     }
     const OvraSQLIndexPage* top = stack_.Top();
-    if (top == nullptr || top->Cursor() >= top->KeyCount() ||
-        top->Record(top->Cursor()) != recordNumber) {
+    if (top == nullptr || StandsBehindLastEntry() || top->Record(top->Cursor()) != recordNumber) {
         return FailWithoutPath("Record is not in index");
     }
     const uint32_t oldRoot = header_.RootPage();

@@ -229,6 +229,7 @@ bool OvraSQLIndex::Next(uint32_t* recordNumber, TextView* key, bool lock) {
 
 bool OvraSQLIndex::Previous(uint32_t* recordNumber, bool lock) {
     *recordNumber = 0;
+    const bool wasBehind = StandsBehindLastEntry();
     RangeLock held;
     if (!BeginStep(lock, &held)) {
         return true;
@@ -237,7 +238,11 @@ bool OvraSQLIndex::Previous(uint32_t* recordNumber, bool lock) {
         return AbandonWalk();
     }
     OvraSQLIndexPage* top = stack_.Top();
-    if (!DescendRight(top->Child(top->Cursor()))) {
+    if (wasBehind && !StandsBehindLastEntry()) {
+        // The place was found again at the entry before it, which is this step's. There may be keys
+        // behind that entry now that the walk has not come from.
+        top->SetCursor(top->Cursor() + 1);
+    } else if (!DescendRight(top->Child(top->Cursor()))) {
         return AbandonWalk();
     }
     ReportBackward(recordNumber);
@@ -274,10 +279,16 @@ bool OvraSQLIndex::FindPlaceAgain() {
         FailAsCorrupt();
         return AbandonWalk();
     }
-    // Behind the last entry, where a search may have ended, the last entry is the place.
+    // Behind the last entry, where a search may have ended, the last entry is the place: right for
+    // a step forward. Others ask StandsBehindLastEntry first.
     const int32_t position = std::min(top->Cursor(), top->KeyCount() - 1);
     const Nesting nesting(&reseekDepth_);
     return SeekRecord(top->Key(position), top->Record(position), false) || AbandonWalk();
+}
+
+bool OvraSQLIndex::StandsBehindLastEntry() {
+    const OvraSQLIndexPage* top = stack_.Top();
+    return top != nullptr && top->Cursor() >= top->KeyCount();
 }
 
 // A walk that goes further one way than its pages have keys runs in circles through shared pages.

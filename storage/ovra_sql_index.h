@@ -135,6 +135,7 @@ class OvraSQLIndex {
     [[nodiscard]] bool BeginWalk(bool lock, RangeLock* held);
     [[nodiscard]] bool BeginStep(bool lock, RangeLock* held);
     [[nodiscard]] bool FindPlaceAgain();
+    [[nodiscard]] bool StandsBehindLastEntry();
     void StartCounting();
     [[nodiscard]] bool CountStep(int64_t direction);
     [[nodiscard]] bool DescendLeft(uint32_t child);

@@ -173,6 +173,41 @@ TEST_F(IndexLockTest, AWalkBehindALeafsEndGoesOnFromTheLastEntry) {
     EXPECT_EQ(Next(), 9U);
 }
 
+// Going back, the last entry is the next one, whether it stands in a leaf still or goes up.
+TEST_F(IndexLockTest, AWalkBehindALeafsEndGoesBackToTheLastEntry) {
+    Create(0);
+    Insert("A B C D E F G H");
+    OpenOther();
+    EXPECT_EQ(Sought(*index_, "X"), "at 8");
+    ASSERT_TRUE(other_->InsertKey(20, "0"));
+    EXPECT_EQ(Shape(), "(020 A1 B2 C3) D4 (E5 F6 G7 H8)");
+    EXPECT_EQ(Previous(), 8U);
+    EXPECT_EQ(Previous(), 7U);
+    EXPECT_EQ(Next(), 8U);
+    EXPECT_EQ(Next(), 0U);
+
+    EXPECT_EQ(Sought(*index_, "X"), "at 8");
+    for (const char* key : {"EE", "I", "J", "K", "L"}) {
+        ASSERT_TRUE(other_->InsertKey(21, key));
+    }
+    EXPECT_EQ(Shape(), "(020 A1 B2 C3) D4 (E5 EE21 F6 G7) H8 (I21 J21 K21 L21)");
+    EXPECT_EQ(Previous(), 8U);
+    EXPECT_EQ(Previous(), 7U);
+}
+
+TEST_F(IndexLockTest, BehindALeafsEndThereIsNothingToDeleteWhateverAnotherInserts) {
+    Create(0);
+    Insert("A B C");
+    OpenOther();
+    EXPECT_EQ(Sought(*index_, "X"), "at 3");
+    ASSERT_TRUE(other_->InsertKey(9, "0A"));
+    const std::string before = TheHost().FileText("t.ovx");
+    EXPECT_FALSE(index_->DeleteCurrentKey(3));
+    EXPECT_EQ(Text(index_->Error()), "Record is not in index");
+    EXPECT_EQ(TheHost().FileText("t.ovx"), before);
+    EXPECT_EQ(Previous(), 3U);  // the walk stands where it stood
+}
+
 TEST_F(IndexLockTest, AWalkOverAnEmptyIndexHasNoPlaceToFindAgain) {
     Create(0);
     OpenOther();
