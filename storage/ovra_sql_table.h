@@ -76,6 +76,7 @@ class OvraSQLTable {
     [[nodiscard]] bool MarkDeleted(bool isDeleted);  // the flag byte alone
 
     // The short header range, held until ReleaseHeader. True only for a host result of exactly 0.
+    // Held for reading it refuses the header to this table's own appends and updates, too.
     [[nodiscard]] bool LockHeader(LockMode mode);
     bool ReleaseHeader();
 

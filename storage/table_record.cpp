@@ -213,11 +213,18 @@ RangeLock OvraSQLTable::LockHeaderRange() {
     return {dataFile_.Handle(), LockMode::kExclusive, 0, std::max(headerLength_, kFileHeaderSize)};
 }
 
-// Under LockHeader for write the range is this table's already: a lock of its own would be given
-// back with it, and on some hosts the outer lock as well.
+// LockHeader holds the first 32 bytes of the range. That keeps all others out who lock the header,
+// and a lock over those bytes again would take the place of the one held, on some hosts, and end it
+// when it is given back. So under LockHeader for write no lock is asked for; and what is held for
+// reading keeps the table's own writes out, as it does those of others.
 bool OvraSQLTable::LockDataHeader(RangeLock& lock) {
     if (headerIsLocked_ && headerLockMode_ == LockMode::kExclusive) {
         return true;
+    }
+    if (headerIsLocked_) {
+        error_ = String::Join(
+            {"Error locking '", dataPath_, "' for write: The header is locked for reading"});
+        return false;
     }
     lock = LockHeaderRange();
     return lock.Held() || FailLock(LockMode::kExclusive, dataPath_, dataFile_);

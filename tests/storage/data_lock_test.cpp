@@ -153,15 +153,15 @@ TEST_F(DataLock, AfterCloseNoLockIsRemembered) {
 TEST_F(DataLock, LockHeaderTakesTheShortRange) {
     ASSERT_TRUE(table_->LockHeader(LockMode::kShared));
     ASSERT_TRUE(other_->LockHeader(LockMode::kShared));
+    EXPECT_TRUE(other_->ReleaseHeader());
     EXPECT_FALSE(Append(*other_, "x"));  // a shared lock of another keeps writers out
     EXPECT_EQ(Text(other_->Error()), "Error locking 't.dbf' for write: The range is locked");
-    EXPECT_TRUE(other_->ReleaseHeader());
     EXPECT_TRUE(table_->ReleaseHeader());
     EXPECT_EQ(TheHost().LogText({"ovFile_Lock", "ovFile_Release"}),
               "ovFile_Lock t.dbf mode 1 at 0 length 32\n"
               "ovFile_Lock t.dbf mode 1 at 0 length 32\n"
-              "ovFile_Lock t.dbf mode 2 at 0 length 65 failed\n"
               "ovFile_Release t.dbf at 0 length 32\n"
+              "ovFile_Lock t.dbf mode 2 at 0 length 65 failed\n"
               "ovFile_Release t.dbf at 0 length 32\n");
     EXPECT_TRUE(Append(*other_, "x"));
 }
@@ -208,6 +208,33 @@ TEST_F(DataLock, UnderLockHeaderTheHeaderIsReloadedWithoutALock) {
     TheHost().ClearLog();
     EXPECT_FALSE(table_->ReadRecord(9));
     EXPECT_EQ(TheHost().CallCount("ovFile_Lock"), 1);
+}
+
+// A lock for writing would take the place of the one for reading on some hosts, and giving it back
+// would end both. So the table's own lock keeps it out, as another's would.
+TEST_F(DataLock, UnderLockHeaderForReadNothingIsWrittenToTheHeader) {
+    TheHost().SetSelfConflict(true);
+    ASSERT_TRUE(table_->ReadRecord(1));
+    ASSERT_TRUE(table_->LockHeader(LockMode::kShared));
+    const std::string before = TheHost().FileText("t.dbf");
+    TheHost().ClearLog();
+    EXPECT_FALSE(Append(*table_, "3"));
+    EXPECT_EQ(Text(table_->Error()),
+              "Error locking 't.dbf' for write: The header is locked for reading");
+    EXPECT_FALSE(table_->ReadRecord(3));
+    EXPECT_EQ(Text(table_->Error()), "Invalid record number");
+    EXPECT_EQ(TheHost().CallCount("ovFile_Lock"), 0);
+    EXPECT_EQ(TheHost().FileText("t.dbf"), before);
+    // A change in its place is made, as it is when another holds the header.
+    EXPECT_FALSE(table_->MarkDeleted(true));
+    EXPECT_EQ(TheHost().LogText({"ovFile_Lock", "ovFile_Write", "ovFile_Release"}),
+              "ovFile_Lock t.dbf mode 2 at 65 length 4\n"
+              "ovFile_Write t.dbf at 65 length 1\n"
+              "ovFile_Release t.dbf at 65 length 4\n");
+    EXPECT_FALSE(Append(*other_, "x"));  // the lock has lasted
+    EXPECT_TRUE(table_->ReleaseHeader());
+    EXPECT_TRUE(Append(*table_, "3"));
+    EXPECT_TRUE(Append(*other_, "4"));
 }
 
 // A lock on a record that is never updated stays with the file when another record is locked.
