@@ -38,7 +38,7 @@ int32_t ComparePrefix(TextView first, TextView second) {
 
 // By value, when both texts are numbers. Required: the overflow test of the second number looks at
 // the first one's value. A second text that overflows compares by value, unless the first is an
-// infinity by name.
+// infinity by name. One too small for a double is in range here, though strtod sets ERANGE for it.
 bool CompareByValue(const KeyNumber& first, TextView secondText, int32_t* result) {
     if (!first.isWhole || (std::isinf(first.value) && first.outOfRange)) {
         return false;
