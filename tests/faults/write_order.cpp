@@ -74,6 +74,14 @@ struct File {
         return nullptr;
     }
 
+    // What a pack holds as long as it runs, the short range of the catalog's header, stands around
+    // everything it does and doesn't count.
+    [[nodiscard]] bool IsLocked() const {
+        return std::any_of(locks.begin(), locks.end(), [&](const HeldLock& lock) {
+            return place != "main.dbf" || lock.offset != 0 || lock.length != kDataHeader;
+        });
+    }
+
     [[nodiscard]] bool IsLockedForWriting() const {
         return std::any_of(locks.begin(), locks.end(),
                            [](const HeldLock& lock) { return lock.mode == kExclusive; });
@@ -149,7 +157,31 @@ class Order {
 
     void TakeLock(File& file) {
         ++counts_->locks;
+        if (file.kind == Kind::kIndex) {
+            CheckIndexNesting();
+        } else if (file.kind == Kind::kMemo) {
+            CheckMemoNesting(file);
+        }
         file.locks.push_back({call_->offset, call_->length, call_->flags, false});
+    }
+
+    void CheckIndexNesting() {
+        if (Any([](const File& other) { return other.kind == Kind::kIndex && other.IsLocked(); })) {
+            Breach("rule 9: an index inside the lock of an index");
+        }
+        // A search may go on inside the lock of a record that is about to change.
+        if (call_->flags == kExclusive &&
+            Any([](const File& other) { return other.kind == Kind::kData && other.IsLocked(); })) {
+            Breach("rule 9: a change of an index inside a lock of data");
+        }
+    }
+
+    void CheckMemoNesting(const File& memo) {
+        const bool isOpening =
+            call_->flags != kExclusive && !Any([](const File& other) { return other.IsLocked(); });
+        if (!isOpening && !IsWithItsRecord(memo)) {
+            Breach("rule 9: a memo file outside the lock of its data file");
+        }
     }
 
     // The host drops the locks of a file that is closed, but others have waited until then.
@@ -264,13 +296,17 @@ class Order {
         ++counts_->memoTexts;
         file.textUncounted = true;
         file.textUnnamed = true;
-        // The record that will name the text is locked by then, or the header that stands for it.
-        if (!Any([&](const File& other) {
-                return other.kind == Kind::kData && BelongTogether(other, file) &&
-                       other.IsLockedForWriting();
-            })) {
+        if (!IsWithItsRecord(file)) {
             Breach("rule 5: a text outside the writing of its record");
         }
+    }
+
+    // Whether the record that will name a text is locked, or the header that stands for it.
+    [[nodiscard]] bool IsWithItsRecord(const File& memo) const {
+        return Any([&](const File& other) {
+            return other.kind == Kind::kData && BelongTogether(other, memo) &&
+                   other.IsLockedForWriting();
+        });
     }
 
     void WriteRecord(File& file) {

@@ -13,7 +13,11 @@
 //     under the lock of that record;
 //  6  a file is made whole, with all its keys, before a row of the catalog is written;
 //  7  what a rebuild has made is renamed in the order data file, memo file, indexes;
-//  8  every lock is released, not left to the closing of its file, and nothing else is.
+//  8  every lock is released, not left to the closing of its file, and nothing else is;
+//  9  locks nest in one direction, so that no two processes wait for each other: an index is locked
+//     while no other one is, and for a change while no range of a data file is, save what a pack
+//     holds of the catalog; a memo file is locked inside the lock of its own data file, or for
+//     reading, when its table is opened, while nothing is locked save that.
 //
 // The log is that of one statement, in which nothing failed. Files are told by their paths, and
 // those with temporary names by the paths that they are made for. It has no contents: which key is

@@ -29,6 +29,9 @@ HostCall Call(const char* name, const char* path, int64_t offset = 0, int64_t le
 HostCall Lock(const char* path, int64_t offset, int64_t length) {
     return Call("Lock", path, offset, length, 2);
 }
+HostCall LockForReading(const char* path, int64_t offset, int64_t length) {
+    return Call("Lock", path, offset, length, 1);
+}
 HostCall Release(const char* path, int64_t offset, int64_t length) {
     return Call("Release", path, offset, length);
 }
@@ -229,6 +232,54 @@ TEST(WriteOrderTest, NoticesLocksThatStayAndReleasesOfNothing) {
     EXPECT_TRUE(Notices(InsertWithout(15), "rule 8"));
     EXPECT_TRUE(Notices({Release("t.dbf", 0, 97)}, "rule 8"));
     EXPECT_TRUE(Notices({Lock("t.dbf", 0, 97), Call("Close", "t.dbf")}, "rule 8"));
+}
+
+// Each index by itself is changed as it should be.
+TEST(WriteOrderTest, NoticesTwoIndexesLockedAtOnce) {
+    Log inner = WholeKey();
+    for (HostCall& call : inner) {
+        call.path = "tb.ovx";
+    }
+    const Log record = Part(0, 10);
+    EXPECT_EQ(CheckWriteOrder(Joined({record, WholeKey(), inner})), Breaches());
+    EXPECT_TRUE(Notices(Joined({record, Part(10, 15), inner, Part(15, 16)}), "rule 9"));
+    const Log search = {LockForReading("tb.ovx", 0, 427), Release("tb.ovx", 0, 427)};
+    EXPECT_TRUE(Notices(Joined({record, Part(10, 15), search, Part(15, 16)}), "rule 9"));
+}
+
+TEST(WriteOrderTest, NoticesAKeyInsideTheLockOfItsData) {
+    EXPECT_TRUE(Notices(InsertWithMoved(9, 16), "rule 9")) << "the header is released behind it";
+    const HostCall lock = Lock("t.dbf", 136, 39);
+    const HostCall release = Release("t.dbf", 136, 39);
+    const Log record = ChangedRecord();
+    EXPECT_TRUE(Notices(Joined({record, {lock}, WholeKey(), {release}}), "rule 9"));
+    // A search for what would violate UNIQUE, and one for another record to read.
+    const Log search = {LockForReading("ta.ovx", 0, 427), Release("ta.ovx", 0, 427)};
+    EXPECT_EQ(CheckWriteOrder(Joined({{lock}, search, {release}})), Breaches());
+}
+
+TEST(WriteOrderTest, TheLockOfAPackStandsAroundEverything) {
+    EXPECT_EQ(CheckWriteOrder(
+                  Joined({{Lock("main.dbf", 0, 32)}, RightInsert(), {Release("main.dbf", 0, 32)}})),
+              Breaches());
+    EXPECT_TRUE(
+        Notices(Joined({{Lock("main.dbf", 0, 225)}, RightInsert(), {Release("main.dbf", 0, 225)}}),
+                "rule 9"))
+        << "the whole header, as a row of the catalog locks it";
+}
+
+TEST(WriteOrderTest, NoticesAMemoFileOutsideTheLockOfItsData) {
+    const Log opening = {LockForReading("t.dbt", 0, 512), Release("t.dbt", 0, 512)};
+    const Log writing = {Lock("t.dbt", 0, 512), Release("t.dbt", 0, 512)};
+    const auto inside = [](const char* path, const Log& log) {
+        return Joined({{Lock(path, 136, 39)}, log, {Release(path, 136, 39)}});
+    };
+    EXPECT_EQ(CheckWriteOrder(opening), Breaches());
+    EXPECT_EQ(CheckWriteOrder(inside("t.dbf", opening)), Breaches());
+    EXPECT_EQ(CheckWriteOrder(inside("t.dbf", writing)), Breaches());
+    EXPECT_TRUE(Notices(writing, "rule 9"));
+    EXPECT_TRUE(Notices(inside("u.dbf", writing), "rule 9")) << "of another table";
+    EXPECT_TRUE(Notices(inside("u.dbf", opening), "rule 9"));
 }
 
 // --- The scripts
