@@ -70,6 +70,9 @@ void RunLoop::Reset() {
     cursors_.RemoveAll();
     temporaryTables_.RemoveAll();
     buckets_.RemoveAll();
+    if (groupKey_.Capacity() > kIdleTextRoom) {
+        groupKey_.Clear();
+    }
     recordNumber_ = 1;
     failure_.failed = false;
     programCounter_ = 0;

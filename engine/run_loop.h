@@ -53,7 +53,8 @@ class RunLoop {
 
     // 1 with a row ready, 0 when the program has ended, -1 when it has failed.
     [[nodiscard]] int32_t Run();
-    // Ready to run again from the top, with nothing left of the last run but its message and view.
+    // Ready to run again from the top, with nothing left of the last run but its message, its view
+    // and room for short texts.
     void Reset();
 
     // Fails with the message; always -1.

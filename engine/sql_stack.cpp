@@ -29,6 +29,14 @@ void SQL_Stack::Overflow() { failure_->Fail("Stack overflow"); }
 
 void SQL_Stack::Underflow() { failure_->Fail("Stack underflow"); }
 
+void SQL_Stack::Clear() {
+    count_ = 0;
+    keptResults_.reset();
+    for (int32_t i = 0; i < bufferCount_; ++i) {
+        buffers_[static_cast<size_t>(i)].Rest();
+    }
+}
+
 TextBuffer& SQL_Stack::BufferAt(int32_t index) {
     if (index >= bufferCount_) {
         const int32_t doubled = bufferCount_ * 2;

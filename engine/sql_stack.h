@@ -6,7 +6,7 @@
 // A column entry holds the field, not its text: its value is the field's at the moment of use, and
 // CopyTop is what fixes it. A text that an entry owns stands in a buffer that belongs to the
 // entry's place on the stack and is reused by the next owned text there. So a text that a pop gives
-// is valid until something is pushed.
+// is valid until something is pushed or the stack is cleared.
 //
 // What an entry borrows must outlive it: literals and parameters live as long as the program runs,
 // and whoever destroys a cursor, a temporary table or a bucket calls ForgetHolder first. A result
@@ -68,11 +68,8 @@ class SQL_Stack {
     [[nodiscard]] const StackEntry& EntryAt(int32_t index) const {
         return entries_[static_cast<size_t>(index)];
     }
-    // Empties the stack between two runs.
-    void Clear() {
-        count_ = 0;
-        keptResults_.reset();
-    }
+    // Empties the stack between two runs. Room for large texts is given back.
+    void Clear();
 
     // Nothing refers to this holder any more, since it is about to go: its results keep the values
     // that they have now, its columns become NULLs. If memory runs out, some may refer to it still.

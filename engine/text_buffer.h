@@ -1,7 +1,8 @@
 #pragma once
 
-// TextBuffer: room for text that is written again and again. It owns its bytes, grows geometrically
-// and never shrinks, so that a loop that stores texts of like lengths allocates once.
+// TextBuffer: room for text that is written again and again. It owns its bytes and grows
+// geometrically, so that a loop that stores texts of like lengths allocates once. It shrinks only
+// when it is told that the text is over.
 
 #include <cstdint>
 #include <memory>
@@ -9,6 +10,11 @@
 #include <utility>
 
 namespace ovrasql {
+
+// The most that a buffer keeps while its statement waits for the next run. Values are mostly
+// shorter, so that a statement which runs again and again allocates once; but statements wait for
+// as long as the database is open, and must not hold the longest memos they have ever met.
+inline constexpr int32_t kIdleTextRoom = 4096;
 
 class TextBuffer {
   public:
@@ -18,6 +24,14 @@ class TextBuffer {
             Grow(bytes);
         }
         return bytes_.get();
+    }
+
+    // What stood there is over: a buffer larger than kIdleTextRoom is given back.
+    void Rest() {
+        if (room_ > kIdleTextRoom) {
+            bytes_.reset();
+            room_ = 0;
+        }
     }
 
     void Swap(TextBuffer& other) {
