@@ -183,6 +183,12 @@ TEST_F(BucketTest, ANewDefaultGroupIsEmpty) {
     EXPECT_EQ(Evaluate(program), "1|1");  // the value of the old group stays what it is
 }
 
+TEST_F(BucketTest, AValueOfABucketMadeAgainStays) {
+    Program program = WithDefault();
+    program.Integer(5).Do(SQL_Pop_Bucket, 0, 0).Do(SQL_Push_Bucket, 0, 0).Do(SQL_Bucket, 0, 1);
+    EXPECT_EQ(Evaluate(program), "5");
+}
+
 TEST_F(BucketTest, WithoutAGroupAccumulatorsAreNullAndStoresAreDropped) {
     Program program;
     program.Do(SQL_Bucket, 0, 1).Do(SQL_Bucket_Count, 0, 0);

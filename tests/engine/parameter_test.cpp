@@ -130,6 +130,19 @@ TEST_F(ParameterTest, EachRunHasItsOwnValues) {
     }
 }
 
+// So do entries of the stack, which are not to be read behind a row that has been given out.
+TEST_F(ParameterTest, NewValuesFindAnEmptyStack) {
+    Program program;
+    program.Do(SQL_Push_Dynamic, 0).Do(SQL_Output);
+    Machine machine;
+    machine.Load(program, false, 1);
+    EXPECT_EQ(machine.loop.SetParameters(TheHost().MakeList({"before"}), 1), 1);
+    EXPECT_EQ(machine.loop.Run(), 1);
+    EXPECT_EQ(machine.loop.Stack()->Count(), 1);
+    EXPECT_EQ(machine.loop.SetParameters(TheHost().MakeList({"after"}), 1), 1);
+    EXPECT_EQ(machine.loop.Stack()->Count(), 0);
+}
+
 // A result borrows a parameter's text, and must survive the values being given anew.
 TEST_F(ParameterTest, ResultsKeepTheTextOfReplacedParameters) {
     Program program;
