@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "compile/tree/complex_elements.h"
 #include "compile/tree/sql_reference_manager.h"
 #include "tests/language/tree_dump.h"
 
@@ -75,6 +76,19 @@ TEST_F(ParseModify, KeepsTheInsertTargetOutOfTheScope) {
     EXPECT_EQ(insert->query, nullptr);
 }
 
+TEST_F(ParseModify, PutsTheValuesOfInsertIntoNoBlock) {
+    EXPECT_EQ(Parse("insert into t values ((select c from u))"),
+              "(insert t (columns *) (values (group (value (select c as \"c\" (from u))))))");
+    auto* const insert = bench_.Last<SQLInsertStatement>();
+    const SQLExpression* const value = insert->values.First();
+    EXPECT_EQ(value->query, nullptr);
+    EXPECT_EQ(value->updateTarget, nullptr);
+    const auto* const subquery = dynamic_cast<const SQLQuery*>(value->root->left->left->element);
+    ASSERT_NE(subquery, nullptr);
+    EXPECT_EQ(subquery->parentQuery, nullptr);
+    EXPECT_EQ(subquery->updateTarget, nullptr);
+}
+
 TEST_F(ParseModify, Updates) {
     EXPECT_EQ(Parse("update t set a = 1"), "(update t (set a '1'))");
     EXPECT_EQ(Parse("update t set a = a + 1, b = null, c = upper(c) where a = 1 and b = 2"),
@@ -120,6 +134,17 @@ TEST_F(ParseModify, MakesUpdateExpressionsWithTheTarget) {
     ASSERT_NE(subquery, nullptr);
     EXPECT_EQ(subquery->parentQuery, nullptr);
     EXPECT_EQ(subquery->updateTarget, update->target);
+}
+
+// The statement's own expressions have the target; an element's, like IN's, have not.
+TEST_F(ParseModify, MakesAnInSubqueryOfUpdateWithoutTheTarget) {
+    EXPECT_EQ(Parse("update t set a = 1 where b in (select c from u)"),
+              "(update t (set a '1') (where (in b (select c as \"c\" (from u)))))");
+    auto* const update = bench_.Last<SQLUpdateStatement>();
+    const auto* const in = dynamic_cast<const SQLIn*>(update->where->root->left->element);
+    ASSERT_NE(in, nullptr);
+    EXPECT_EQ(in->subquery->updateTarget, nullptr);
+    EXPECT_EQ(in->subquery->parentQuery, nullptr);
 }
 
 TEST_F(ParseModify, Deletes) {

@@ -73,6 +73,13 @@ TEST_F(ParseSelect, ReadsAllAndDistinct) {
     EXPECT_EQ(Parse("select distinct * from t"), "(select-distinct * (from t))");
 }
 
+TEST_F(ParseSelect, TakesDistinctBehindAllAndNotInFrontOfIt) {
+    EXPECT_EQ(Parse("select all distinct a from t"), "(select-distinct a as \"a\" (from t))");
+    EXPECT_EQ(Parse("select distinct all a from t"), "Syntax Error: 'all' unexpected");
+    EXPECT_EQ(Parse("select all all a from t"), "Syntax Error: 'all' unexpected");
+    EXPECT_EQ(Parse("select distinct distinct a from t"), "Syntax Error: 'distinct' unexpected");
+}
+
 TEST_F(ParseSelect, WantsAListAndFrom) {
     EXPECT_EQ(Parse("select"), "Syntax Error: '' unexpected");
     EXPECT_EQ(Parse("select from t"), "Syntax Error: 'from' unexpected");
