@@ -24,8 +24,10 @@ class Scanner {
 
     // Advances and yields the new current token.
     int32_t NextToken();
-    // Makes the token before the current one current again; does nothing when the ring has no
-    // earlier one. The mark of the previous token (below) stays where it is.
+    // Makes the token before the current one current again, at most as often as the ring has
+    // tokens. The mark of the previous token (below) stays where it is.
+    // Required: the last of these steps has no earlier token to go to. In a full ring it comes
+    // round to the newest one, in a ring that is not full yet to a kTokenEnd with an empty text.
     void PushBackToken();
     // Joins a sign with the digits that touch it to one literal.
     // Required: digits only, so "-1.5" is the literal -1 followed by a point, and "- 1" stays two.

@@ -185,6 +185,39 @@ TEST(Scanner, StepsBackAcrossTheRingsEnd) {
     }
 }
 
+// A full ring may be stepped back over whole. The fifth step has no earlier token and comes round
+// to the newest one; the tokens of the ring follow it again.
+TEST(Scanner, StepsBackAsOftenAsTheRingHasTokens) {
+    Scanner scanner;
+    scanner.Start("a b c d e f g h");
+    for (int32_t count = 0; count < 7; ++count) {
+        scanner.NextToken();
+    }
+    for (const char* expected : {"f", "e", "d", "c", "g", "g"}) {
+        scanner.PushBackToken();
+        EXPECT_EQ(Copy(scanner.TokenText()), expected);
+    }
+    for (const char* expected : {"c", "d", "e", "f", "g", "h"}) {
+        scanner.NextToken();
+        EXPECT_EQ(Copy(scanner.TokenText()), expected);
+    }
+}
+
+TEST(Scanner, StepsBackInFrontOfTheFirstToken) {
+    Scanner scanner;
+    scanner.Start("a b");
+    scanner.PushBackToken();
+    EXPECT_EQ(scanner.NextToken(), token::kTokenIdentifier);
+    scanner.PushBackToken();
+    EXPECT_EQ(scanner.Token(), token::kTokenEnd);
+    EXPECT_EQ(Copy(scanner.TokenText()), "");
+    scanner.PushBackToken();
+    scanner.NextToken();
+    EXPECT_EQ(Copy(scanner.TokenText()), "a");
+    scanner.NextToken();
+    EXPECT_EQ(Copy(scanner.TokenText()), "b");
+}
+
 TEST(Scanner, StepsBackNoFurtherThanTheRing) {
     Scanner scanner;
     scanner.Start("a b");
