@@ -144,7 +144,9 @@ class HashStore {
         }
     }
 
-    // A walk in slot order that skips holes. It sees items that are added while it runs.
+    // A walk in slot order that skips holes. It sees items that are added while it runs. But an
+    // insertion may close holes, and the walk keeps its slot number then: it leaves out as many
+    // items as it had passed holes.
     struct WalkEnd {};
     class Walk {
       public:

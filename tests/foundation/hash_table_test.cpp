@@ -378,55 +378,87 @@ TEST(HashTable, AWalkSeesItemsAddedOnTheWay) {
     EXPECT_EQ(names, "abc");
 }
 
-// --- HashTable2, with the two-part key that it exists for.
+// The slots behind a walk may become fewer under it; then as many items are left out.
+TEST(HashTable, AWalkLeavesItemsOutWhenHolesAreClosedUnderIt) {
+    Table table(true, false);
+    constexpr int32_t kItems = 1024;  // all the room there is
+    constexpr int32_t kHoles = 600;
+    for (int32_t number = 0; number < kItems; ++number) {
+        AddName(table, std::to_string(number), number);
+    }
+    for (int32_t number = 0; number < kHoles; ++number) {
+        const std::unique_ptr<Counted> item(table.Remove(View(std::to_string(number))));
+    }
+    std::string names;
+    for (const Counted* item : table) {
+        names += Std(item->name) + " ";
+        if (item->number == kHoles) {
+            AddName(table, "new");
+        }
+    }
+    // 600 stood at slot 600 and what is left now ends at slot 424.
+    EXPECT_EQ(names, "600 ");
+}
 
-struct PairKey {
+// --- HashTable2, with a key like that of the columns in a scope: a name, the table in front of it,
+// and whether a table was written at all. The hash takes the texts, so only the comparison tells
+// an empty table from none.
+
+struct ScopeKey {
     TextView table;
     TextView name;
+    bool qualified = false;
 };
 
-struct PairItem {
-    PairKey key;
+struct ScopeItem {
+    ScopeKey key;
     int32_t number;
 };
 
-PairKey ItemKey(const PairItem& item) { return item.key; }
-uint32_t HashOfKey(const PairKey& key) { return HashTextNoCase(key.name); }
-int32_t CompareKeys(const PairKey& first, const PairKey& second) {
+ScopeKey ItemKey(const ScopeItem& item) { return item.key; }
+uint32_t HashOfKey(const ScopeKey& key) {
+    return HashTextNoCase(key.name, HashTextNoCase(key.table));
+}
+int32_t CompareKeys(const ScopeKey& first, const ScopeKey& second) {
     const int32_t names = CompareByLength(first.name, second.name, true);
-    return names != 0 ? names : CompareByLength(first.table, second.table, true);
+    const int32_t tables = CompareByLength(first.table, second.table, true);
+    const int32_t qualified = int32_t{first.qualified} - int32_t{second.qualified};
+    return names != 0 ? names : (tables != 0 ? tables : qualified);
 }
 
-TEST(HashTable2, FindsByBothPartsOfTheKey) {
-    HashTable2<PairItem, PairKey> table(true);
-    EXPECT_EQ(table.Add(std::make_unique<PairItem>(PairItem{{"", "a"}, 1})), 0);
-    EXPECT_EQ(table.Add(std::make_unique<PairItem>(PairItem{{"t", "a"}, 2})), 1);
-    EXPECT_EQ(table.Add(std::make_unique<PairItem>(PairItem{{"t", "A"}, 3})), 2);
-    EXPECT_EQ(table.Find(PairKey{"", "A"})->number, 1);
-    EXPECT_EQ(table.Find(PairKey{"T", "a"})->number, 2);
-    EXPECT_EQ(table.Find(PairKey{"u", "a"}), nullptr);
-    EXPECT_EQ(table.Count(), 3);
+TEST(HashTable2, FindsByAllPartsOfTheKey) {
+    HashTable2<ScopeItem, ScopeKey> table(true);
+    EXPECT_EQ(table.Add(std::make_unique<ScopeItem>(ScopeItem{{"", "a", false}, 1})), 0);
+    EXPECT_EQ(table.Add(std::make_unique<ScopeItem>(ScopeItem{{"", "A", true}, 2})), 1);
+    EXPECT_EQ(table.Add(std::make_unique<ScopeItem>(ScopeItem{{"t", "a", true}, 3})), 2);
+    EXPECT_EQ(table.Add(std::make_unique<ScopeItem>(ScopeItem{{"t", "A", true}, 4})), 3);
+    EXPECT_EQ(table.Find(ScopeKey{"", "A", false})->number, 1);
+    EXPECT_EQ(table.Find(ScopeKey{"", "a", true})->number, 2);
+    EXPECT_EQ(table.Find(ScopeKey{"T", "a", true})->number, 3);
+    EXPECT_EQ(table.Find(ScopeKey{"T", "a", false}), nullptr);
+    EXPECT_EQ(table.Find(ScopeKey{"u", "a", true}), nullptr);
+    EXPECT_EQ(table.Count(), 4);
     EXPECT_EQ(table.Capacity(), 512);
     EXPECT_EQ(table.BucketCount(), 4096);
-    EXPECT_EQ(table.HashItem(*table.ItemAt(0)), table.HashKey(PairKey{"other", "A"}));
+    EXPECT_EQ(table.HashItem(*table.ItemAt(0)), table.HashKey(ScopeKey{"", "A", true}));
 }
 
 TEST(HashTable2, RemovesAndWalksInOrder) {
-    HashTable2<PairItem, PairKey> table(true);
+    HashTable2<ScopeItem, ScopeKey> table(true);
     for (int32_t number = 0; number < 5; ++number) {
-        table.Add(std::make_unique<PairItem>(PairItem{{"t", "same"}, number}));
+        table.Add(std::make_unique<ScopeItem>(ScopeItem{{"t", "same", true}, number}));
     }
-    const std::unique_ptr<PairItem> first(table.Remove(PairKey{"T", "SAME"}));
+    const std::unique_ptr<ScopeItem> first(table.Remove(ScopeKey{"T", "SAME", true}));
     EXPECT_EQ(first->number, 0);
-    EXPECT_EQ(table.Remove(PairKey{"", "same"}), nullptr);
+    EXPECT_EQ(table.Remove(ScopeKey{"", "same", false}), nullptr);
     int32_t expected = 1;
-    for (const PairItem* item : table) {
+    for (const ScopeItem* item : table) {
         EXPECT_EQ(item->number, expected++);
     }
     EXPECT_EQ(expected, 5);
     table.RemoveAll();
     EXPECT_EQ(table.Count(), 0);
-    EXPECT_EQ(table.Add(static_cast<PairItem*>(nullptr)), kNoSlot);
+    EXPECT_EQ(table.Add(static_cast<ScopeItem*>(nullptr)), kNoSlot);
 }
 
 // --- CollHashTable
