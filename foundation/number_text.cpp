@@ -1,5 +1,6 @@
 #include "foundation/number_text.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <limits>
@@ -158,6 +159,14 @@ int32_t PutWhole(bool negative, uint64_t whole, int32_t decimals, char* out, int
     return static_cast<int32_t>(full);
 }
 
+DecimalNumber DigitsOf(double value, int32_t decimals) {
+    DecimalNumber number;
+    number.count = DoubleToDigits(number.digits, kDigitRoom, value, 5,
+                                  decimals == -1 ? kDefaultDecimals : decimals, &number.point,
+                                  &number.negative);
+    return number;
+}
+
 // Lays the digits out around the point. `decimals` is what was asked: -1 pads nothing.
 class NumberLayout {
   public:
@@ -219,16 +228,28 @@ class NumberLayout {
 
 // The way that works for every finite value.
 int32_t PutAnyDouble(double value, int32_t decimals, char* out, int32_t room) {
-    DecimalNumber number;
-    number.count = DoubleToDigits(number.digits, kDigitRoom, value, 5,
-                                  decimals == -1 ? kDefaultDecimals : decimals, &number.point,
-                                  &number.negative);
+    const DecimalNumber number = DigitsOf(value, decimals);
     const NumberLayout layout(number, decimals);
     if (room <= layout.Length()) {
         return -1;
     }
     layout.Write(out);
     return static_cast<int32_t>(layout.Length());
+}
+
+// The size of a number's buffer, before it is known how the digits lie around the point. For some
+// numbers it is too small.
+int64_t StatedSize(const DecimalNumber& number, int32_t decimals) {
+    constexpr int32_t kSignPointAndNul = 3;
+    return int64_t{decimals} + kSignPointAndNul + std::max(number.count, number.point) +
+           (number.point == 0 ? 1 : 0);
+}
+
+// A text in a buffer of just its size.
+String ExactString(const char* text, int32_t length) {
+    auto exact = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(length) + 1);
+    std::memcpy(exact.get(), text, static_cast<size_t>(length));
+    return String(std::move(exact), length, length + 1);
 }
 
 }  // namespace
@@ -260,29 +281,25 @@ int32_t FormatDouble(double value, int32_t decimals, char* out, int32_t room) {
 }
 
 String DoubleToText(double value, int32_t decimals) {
-    char text[kNumberTextRoom];
-    const int32_t length = FormatDouble(value, decimals, text, kNumberTextRoom);
-    if (length >= 0) {
-        auto exact = std::make_unique<char[]>(static_cast<size_t>(length) + 1);
-        std::memcpy(exact.get(), text, static_cast<size_t>(length));
-        return String(std::move(exact), length, length + 1);
+    const DecimalNumber number = DigitsOf(value, decimals);
+    if (number.point == kNoDecimalPoint) {
+        char word[kDigitRoom];
+        return ExactString(word, FormatDouble(value, decimals, word, kDigitRoom));
     }
-    // More than 255 decimals: as above, with the rest of the zeros behind it.
-    const int64_t size = int64_t{decimals} + kNumberTextRoom;
+    const NumberLayout layout(number, decimals);
+    const int64_t size = std::max(StatedSize(number, decimals), layout.Length() + 1);
     if (size > std::numeric_limits<int32_t>::max()) {
         throw std::bad_alloc();
     }
-    auto buffer = std::make_unique<char[]>(static_cast<size_t>(size));
-    const int32_t full = FormatDouble(value, decimals, buffer.get(), static_cast<int32_t>(size));
-    return String(std::move(buffer), full, full + 1);
+    auto buffer = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(size));
+    layout.Write(buffer.get());
+    return String(std::move(buffer), static_cast<int32_t>(layout.Length()),
+                  static_cast<int32_t>(size));
 }
 
 String IntegerToText(int32_t value) {
     char text[kDigitRoom];
-    const int32_t length = FormatInteger(value, text, kDigitRoom);
-    auto exact = std::make_unique<char[]>(static_cast<size_t>(length) + 1);
-    std::memcpy(exact.get(), text, static_cast<size_t>(length));
-    return String(std::move(exact), length, length + 1);
+    return ExactString(text, FormatInteger(value, text, kDigitRoom));
 }
 
 int32_t FormatInteger(int32_t value, char* out, int32_t room) {

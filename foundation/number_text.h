@@ -19,6 +19,9 @@ inline constexpr int32_t kNumberTextRoom = 576;
 // than asked; otherwise the exact value rounded to the decimals asked, ties to the even digit.
 // Required: a value that rounds away keeps its sign, so -0.001 with 2 decimals is "-0.00".
 // Infinities and NaN are "Infinity", "-Infinity", "NaN", "-NaN".
+// Required: the stated capacity of a finite number is `decimals` + 3 + the number of digits or the
+// place of the point, whichever is greater, and 1 more when the point is right in front of the
+// first digit; where the text and its NUL need more, it is what they need.
 [[nodiscard]] String DoubleToText(double value, int32_t decimals);
 
 // The same into `out`, NUL-ended. Gives the length, or -1 with nothing written when it and the NUL

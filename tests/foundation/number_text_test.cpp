@@ -119,10 +119,28 @@ TEST(DoubleToText, GivesWordsForInfinitiesAndNaN) {
     EXPECT_EQ(DoubleToText(kNaN, 2).Capacity(), 4);
 }
 
-TEST(DoubleToText, SizesTheBufferFromTheRealText) {
+// Decimals + 3 + the number of digits or the place of the point, and 1 when the point stands at 0.
+TEST(DoubleToText, StatesTheSizeOfTheDigitsAndDecimalsAsked) {
+    EXPECT_EQ(DoubleToText(1.5, 2).Capacity(), 2 + 3 + 2);       // 15, the point at 1
+    EXPECT_EQ(DoubleToText(12, 2).Capacity(), 2 + 3 + 2);        // 12, at 2
+    EXPECT_EQ(DoubleToText(1200, 2).Capacity(), 2 + 3 + 4);      // 12, at 4
+    EXPECT_EQ(DoubleToText(0.25, 2).Capacity(), 2 + 3 + 2 + 1);  // 25, at 0
+    EXPECT_EQ(DoubleToText(0.05, 2).Capacity(), 2 + 3 + 1);      // 5, at -1
+    EXPECT_EQ(DoubleToText(0.001, 2).Capacity(), 2 + 3 + 0);     // no digit, at -2
+    EXPECT_EQ(DoubleToText(-0.0, 2).Capacity(), 2 + 3 + 1);      // 0, at 1
+    EXPECT_EQ(DoubleToText(0.4, 0).Capacity(), 0 + 3 + 0 + 1);   // no digit, at 0
+    EXPECT_EQ(DoubleToText(1e23, 0).Capacity(), 0 + 3 + 24);     // 1, at 24
+    EXPECT_EQ(DoubleToText(12, -1).Capacity(), -1 + 3 + 2);      // 12, at 2
+    EXPECT_EQ(DoubleToText(0.1 + 0.2, -1).Capacity(), -1 + 3 + 17 + 1);
+    EXPECT_EQ(DoubleToText(1234.5, -2).Capacity(), -2 + 3 + 4);  // 12, at 4
+    EXPECT_EQ(DoubleToText(0.5, 1000).Capacity(), 1000 + 3 + 1 + 1);
+}
+
+TEST(DoubleToText, StatesWhatTheTextNeedsWhereThatIsMore) {
     EXPECT_EQ(DoubleToText(-1.5, -1).Capacity(), 5);
     EXPECT_EQ(DoubleToText(0.05, -1).Capacity(), 5);
-    EXPECT_EQ(DoubleToText(-0.0, 2).Capacity(), 6);
+    EXPECT_EQ(DoubleToText(-0.001, 2).Capacity(), 6);
+    EXPECT_EQ(DoubleToText(-1200, -2).Capacity(), 6);
 }
 
 TEST(DoubleToText, TakesMoreDecimalsThanTheUsualRoom) {
