@@ -53,8 +53,8 @@ class SQLCodeGenerator {
     static constexpr int64_t kMostInstructions = 1'500'000;
     static constexpr int64_t kMoreForEachByte = 64;
     static constexpr int64_t kMostOfAnyText = 67'108'864;
-    // A column that a star stands for takes as much memory in the tree as these take in a program.
-    static constexpr int64_t kInstructionsOfAStarColumn = 8;
+    // A column that a star stands for takes up to a kilobyte in the tree, as these do in a program.
+    static constexpr int64_t kInstructionsOfAStarColumn = 16;
 
     explicit SQLCodeGenerator(Schema* schema);
     virtual ~SQLCodeGenerator();

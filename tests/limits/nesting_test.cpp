@@ -163,7 +163,7 @@ TEST_F(NestingTest, StarsThatDoubleTheColumnsOfEachLevelAreBounded) {
     EXPECT_EQ(Result(doubled(10)), "1\n");
     EXPECT_EQ(Result(doubled(11)), "error: Stack overflow");
     EXPECT_EQ(Result(doubled(14)), "error: Stack overflow");
-    for (const int32_t levels : {18, 24, 64, kDepth}) {
+    for (const int32_t levels : {16, 24, 64, kDepth}) {
         EXPECT_EQ(Result(doubled(levels)), "error: Statement is too complex") << levels;
     }
     TestDatabase database;
