@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "shell/temporary_file.h"
+
 namespace ovrashell {
 
 class Session;
@@ -17,12 +19,12 @@ class TraceCapture {
     TraceCapture& operator=(const TraceCapture&) = delete;
 
     // All that has been traced so far. May be called from another thread than the session's.
-    std::string Text() const;
+    std::string Text() const { return file_.Text(); }
 
   private:
     Session* session_;
     std::string previous_;
-    std::string path_;
+    TemporaryFile file_;
 };
 
 }  // namespace ovrashell

@@ -1,0 +1,30 @@
+#pragma once
+
+// TemporaryFile: a file for what another part of the program writes into it by its name. Once that
+// part has it open the name can go, so that nothing is left behind however the program ends.
+
+#include <string>
+
+namespace ovrashell {
+
+class TemporaryFile {
+  public:
+    // Throws an Error when there is no place for it.
+    TemporaryFile();
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    // Empty once the name is gone.
+    const std::string& Path() const { return path_; }
+    void RemoveName();
+
+    // All that has been written so far. May be called from any thread.
+    std::string Text() const;
+
+  private:
+    std::string path_;
+    int descriptor_ = -1;
+};
+
+}  // namespace ovrashell
