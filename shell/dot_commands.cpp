@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <sstream>
 
 #include "shell/catalog.h"
@@ -136,13 +135,7 @@ void Import(Session* session, const Words& words) {
     ImportFile(&session->Connection(), request, session->Out());
 }
 
-void ReadFile(Session* session, const Words& words) {
-    std::ifstream file(words[0]);
-    if (!file) {
-        throw Error("Cannot read '" + words[0] + "'");
-    }
-    session->RunStream(&file, words[0]);
-}
+void ReadFile(Session* session, const Words& words) { session->RunFile(words[0]); }
 
 void SetOutput(Session* session, const Words& words) {
     session->SendOutputTo(words.empty() ? std::string() : words[0]);
@@ -153,10 +146,9 @@ void SetTrace(Session* session, const Words& words) {
 }
 
 void ShowIndexes(Session* session, const Words& words) {
-    for (const TableEntry& table : ReadCatalog(session->Connection().Path())) {
-        if (!words.empty() && !EqualNoCase(words[0], table.name)) {
-            continue;
-        }
+    const std::string& path = session->Connection().Path();
+    for (const TableEntry& table :
+         words.empty() ? ReadCatalog(path) : std::vector{FindTable(path, words[0])}) {
         for (const IndexEntry& index : table.indexes) {
             *session->Out() << IndexText(table, index) << '\n';
         }
@@ -209,7 +201,8 @@ constexpr std::array kCommands = {
     DotCommand{".read", "FILE", "run the statements of a file", 1, 1, ReadFile},
     DotCommand{".schema", "[TABLE]", "show tables and indexes as statements", 0, 1, ShowSchema},
     DotCommand{".tables", "", "list the tables", 0, 0, ShowTables},
-    DotCommand{".timer", "on|off", "show how long each statement takes", 1, 1, SetTimer},
+    DotCommand{".timer", "on|off", "show on standard error how long each statement takes", 1, 1,
+               SetTimer},
     DotCommand{".trace", "FILE|off", "write programs and errors to a file", 1, 1, SetTrace},
 };
 
@@ -222,7 +215,7 @@ void ShowHelp(Session* session, const Words& /*words*/) {
     }
     out << "\nA statement ends with its line, or at a \";\". A \"\\\" at the end of a line goes "
            "on\n"
-           "with the next one.\n";
+           "with the next one. Ctrl-C gives a line up, and stops a statement at its next row.\n";
 }
 
 }  // namespace

@@ -1,13 +1,19 @@
 #include "shell/session.h"
 
+#include <cerrno>
 #include <chrono>
+#include <exception>
 #include <iomanip>
+#include <iostream>
 #include <istream>
+#include <new>
+#include <system_error>
 #include <utility>
 
 #include "shell/byte_order_mark.h"
 #include "shell/catalog.h"
 #include "shell/dot_commands.h"
+#include "shell/interrupt.h"
 #include "shell/statement_reader.h"
 
 namespace ovrashell {
@@ -15,6 +21,9 @@ namespace ovrashell {
 namespace {
 
 constexpr std::string_view kSelect = "select";
+
+// How deep files may run files.
+constexpr int kFilesLimit = 100;
 
 bool IsSelect(std::string_view statement) {
     return EqualNoCase(statement.substr(0, kSelect.size()), kSelect);
@@ -33,6 +42,28 @@ bool TakesParameters(std::string_view statement) {
     }
     return false;
 }
+
+// For a file that is not named the line stands alone.
+std::string Place(const std::string& name, std::size_t line) {
+    return (name.empty() ? "line " : name + ":") + std::to_string(line) + ": ";
+}
+
+std::string CannotRead(const std::string& name, int error) {
+    return "Cannot read " + (name.empty() ? "the input" : "'" + name + "'") + ": " +
+           std::generic_category().message(error);
+}
+
+// Counts one more while it lives.
+class Counted {
+  public:
+    explicit Counted(int* count) : count_(count) { ++*count_; }
+    ~Counted() { --*count_; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+  private:
+    int* count_;
+};
 
 }  // namespace
 
@@ -66,6 +97,19 @@ void Session::SendOutputTo(const std::string& path) {
 }
 
 void Session::RunLine(std::string_view line) {
+    try {
+        RunLineUnguarded(line);
+    } catch (const Error&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        throw Error("Out of memory");
+    } catch (const std::exception& error) {
+        throw Error(error.what());
+    }
+}
+
+void Session::RunLineUnguarded(std::string_view line) {
+    StopIfInterrupted();
     if (echo_) {
         *Out() << (IsRemark(line) || line.empty() ? "" : "ovrasql> ") << line << '\n';
     }
@@ -78,6 +122,7 @@ void Session::RunLine(std::string_view line) {
         return;
     }
     for (const std::string& statement : SplitStatements(line)) {
+        StopIfInterrupted();
         RunStatement(statement);
     }
 }
@@ -91,8 +136,10 @@ void Session::RunStream(std::istream* input, const std::string& name) {
         try {
             RunLine(reader.Take());
         } catch (const Error& error) {
-            throw Error((name.empty() ? "line " : name + ":") + std::to_string(first) + ": " +
-                        error.what());
+            const std::string place = Place(name, first);
+            const std::string_view text = error.what();
+            // A file that runs itself is named once.
+            throw Error(text.starts_with(place) ? std::string(text) : place + std::string(text));
         }
         first = number + 1;
     };
@@ -107,10 +154,26 @@ void Session::RunStream(std::istream* input, const std::string& name) {
             run();
         }
     }
+    if (input->bad()) {
+        throw Error(CannotRead(name, errno));
+    }
     if (pending && !quitting_) {
         run();
     }
     Out()->flush();
+}
+
+void Session::RunFile(const std::string& path) {
+    if (filesRunning_ == kFilesLimit) {
+        throw Error("Files run files more than " + std::to_string(kFilesLimit) +
+                    " deep: does one run itself?");
+    }
+    const Counted running(&filesRunning_);
+    std::ifstream file(path);
+    if (!file) {
+        throw Error(CannotRead(path, errno));
+    }
+    RunStream(&file, path);
 }
 
 void Session::RunStatement(std::string_view statement) {
@@ -124,7 +187,8 @@ void Session::RunStatement(std::string_view statement) {
     }
     if (timer_) {
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-        *out_ << "Time: " << std::fixed << std::setprecision(6) << elapsed.count() << " s\n";
+        Out()->flush();
+        std::cerr << "Time: " << std::fixed << std::setprecision(6) << elapsed.count() << " s\n";
     }
 }
 
@@ -132,6 +196,7 @@ void Session::ShowRows(View* view) {
     const auto writer = MakeRowWriter(mode_, headers_, Out());
     writer->Begin(view->Names());
     while (view->Next()) {
+        StopIfInterrupted();
         writer->Write(view->Values());
     }
     writer->End();

@@ -17,17 +17,20 @@ namespace ovrashell {
 
 class Session {
   public:
-    // Results go to `out` unless .output sends them elsewhere, notes and times always go there.
+    // Results go to `out` unless .output sends them elsewhere. Times go to standard error, so that
+    // they never stand among the rows.
     Session(Database database, std::ostream* out);
 
     // Runs one line of input, which may hold several statements. A line that begins with "--" is a
-    // remark: the language has none, and no statement begins like that. Throws an Error at the
-    // first statement that fails.
+    // remark: the language has none, and no statement begins like that. Throws an Error, and
+    // nothing else, at the first statement that fails.
     void RunLine(std::string_view line);
 
     // Runs the lines of a stream to its end. An Error tells the number of the line where the
     // statement began, behind `name`, the file's, unless that is empty.
     void RunStream(std::istream* input, const std::string& name = std::string());
+    // The same for a file. Files may run files; one that runs itself is stopped with an Error.
+    void RunFile(const std::string& path);
 
     // True once .quit was typed.
     bool IsQuitting() const { return quitting_; }
@@ -57,6 +60,7 @@ class Session {
     void SendOutputTo(const std::string& path);
 
   private:
+    void RunLineUnguarded(std::string_view line);
     void RunStatement(std::string_view statement);
     void ShowRows(View* view);
 
@@ -69,6 +73,7 @@ class Session {
     bool echo_ = false;
     std::string tracePath_ = "/dev/null";
     bool quitting_ = false;
+    int filesRunning_ = 0;
     ParameterList parameters_;
 };
 

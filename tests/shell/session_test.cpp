@@ -1,4 +1,4 @@
-// The session by itself.
+// The session by itself: failures that no file or terminal brings about.
 
 #include "shell/session.h"
 
@@ -6,7 +6,10 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <new>
+#include <ostream>
 #include <sstream>
+#include <streambuf>
 
 #include "shell/trace_capture.h"
 #include "tests/support/temporary_folder.h"
@@ -19,6 +22,25 @@ class SessionTest : public testing::Test {
     ovratest::TemporaryFolder folder_;
     Database database_ = Database::Create(folder_.File("db.dbf"));
 };
+
+// Has no room for a single byte.
+class OutOfMemory : public std::streambuf {
+    int_type overflow(int_type /*byte*/) override { throw std::bad_alloc(); }
+};
+
+TEST_F(SessionTest, FailureOfAnyKindIsAnErrorWithItsLine) {
+    OutOfMemory nowhere;
+    std::ostream out(&nowhere);
+    out.exceptions(std::ios::badbit);
+    Session session(std::move(database_), &out);
+    std::istringstream input("create table t (a char(1))\nselect a from t\n");
+    try {
+        session.RunStream(&input, "script");
+        FAIL() << "nothing was thrown";
+    } catch (const Error& error) {
+        EXPECT_STREQ(error.what(), "script:2: Out of memory");
+    }
+}
 
 TEST_F(SessionTest, TraceThatIsCapturedLeavesNothingWhenTheProgramIsKilled) {
     const ovratest::TemporaryFolder temporary;

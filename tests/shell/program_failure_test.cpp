@@ -1,0 +1,69 @@
+// What goes wrong outside of the statements: nothing of it may pass in silence, or end the program
+// without a word.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/shell/program_fixture.h"
+
+namespace {
+
+using ovratest::ProgramTest;
+
+class ProgramFailureTest : public ProgramTest {};
+
+TEST_F(ProgramFailureTest, OutputThatCannotBeWrittenIsAnError) {
+    MakePorts();
+    for (const char* arguments :
+         {"db.dbf 'select code from ports' > /dev/full", "db.dbf .schema > /dev/full",
+          "db.dbf '.output /dev/full' 'select code from ports'",
+          "db.dbf '.output /dev/full' 'select code from ports' .output 'drop table ports'"}) {
+        EXPECT_EQ(Run(arguments).status, 1) << arguments;
+        EXPECT_EQ(Errors(), "The output cannot be written\n");
+    }
+    EXPECT_EQ(Sql(".tables"), "ports\n") << "nothing behind the failure was run";
+}
+
+TEST_F(ProgramFailureTest, InputThatCannotBeReadIsAnError) {
+    MakePorts();
+    EXPECT_EQ(Run("-f . db.dbf").status, 1);
+    EXPECT_EQ(Errors(), "Cannot read '.': Is a directory\n");
+    EXPECT_EQ(Run("db.dbf '.read .'").status, 1);
+    EXPECT_EQ(Errors(), "Cannot read '.': Is a directory\n");
+}
+
+TEST_F(ProgramFailureTest, MissingFolderForTemporaryFilesIsToldWithTheLine) {
+    MakePorts();
+    EXPECT_EQ(Run("db.dbf", "\n.explain select code from ports\n", "TMPDIR=/nonexistent").status,
+              1);
+    EXPECT_EQ(Errors().rfind("line 2: There is no folder for temporary files: ", 0), 0U)
+        << Errors();
+}
+
+TEST_F(ProgramFailureTest, ScriptThatRunsItselfIsStopped) {
+    MakePorts();
+    folder_.Write("loop", "delete from ports\n.read loop\n");
+    const std::string error = "loop:2: Files run files more than 100 deep: does one run itself?\n";
+    EXPECT_EQ(Run("-f loop db.dbf").status, 1);
+    EXPECT_EQ(Errors(), error);
+    EXPECT_EQ(Run("db.dbf", ".read loop\n").status, 1);
+    EXPECT_EQ(Errors(), "line 1: " + error);
+}
+
+TEST_F(ProgramFailureTest, InterruptEndsAScriptAtOnce) {
+    MakePorts();
+    std::string tables = "ports p0";
+    for (int i = 1; i < 40; ++i) {
+        tables += ", ports p" + std::to_string(i);
+    }
+    // 2 to the power of 40 rows to count. "timeout" answers 124 when its signal ended the program.
+    // The signal may be ignored where these tests run; "env" puts that right.
+    EXPECT_EQ(Run("db.dbf", "select count(*) from " + tables + "\n",
+                  "env --default-signal=INT timeout -k 20 -s INT 1")
+                  .status,
+              124);
+    EXPECT_EQ(Errors(), "") << "nobody is told to type Ctrl-C again";
+}
+
+}  // namespace
