@@ -5,15 +5,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "shell/database.h"
-#include "shell/line_editor.h"
+#include "shell/prompt.h"
 #include "shell/session.h"
-#include "shell/statement_reader.h"
 
 namespace {
 
@@ -90,42 +88,6 @@ Database OpenDatabase(const Arguments& arguments) {
     return database;
 }
 
-// At a terminal an error ends its line only.
-void RunPrompt(Session* session, const std::string& databasePath) {
-    std::cout << "ovrasql " OVRASQL_VERSION ". .help lists the commands, .quit leaves.\n";
-    ovrashell::LineEditor editor(databasePath, ovrashell::DefaultHistoryPath());
-    ovrashell::StatementReader reader;
-    while (!session->IsQuitting()) {
-        const auto line = editor.Read(reader.IsContinuing() ? "    ...> " : "ovrasql> ");
-        if (editor.WasCancelled()) {
-            std::cout << "^C\n" << std::flush;
-            reader.Take();
-            continue;
-        }
-        if (!line.has_value()) {
-            std::cout << '\n';
-            return;
-        }
-        if (!reader.Add(*line)) {
-            continue;
-        }
-        try {
-            session->RunLine(reader.Take());
-        } catch (const Error& error) {
-            std::cerr << error.what() << '\n';
-        }
-        std::cout.flush();
-    }
-}
-
-void RunFile(Session* session, const std::string& path) {
-    std::ifstream file(path);
-    if (!file) {
-        throw Error("Cannot read '" + path + "'");
-    }
-    session->RunStream(&file, path);
-}
-
 void Run(const Arguments& arguments) {
     Session session(OpenDatabase(arguments), &std::cout);
     session.SetMode(*ovrashell::OutputModeFromName(arguments.mode));
@@ -133,7 +95,7 @@ void Run(const Arguments& arguments) {
     session.SetTimer(arguments.timer);
     session.SetParameters(arguments.parameters);
     if (!arguments.file.empty()) {
-        RunFile(&session, arguments.file);
+        session.RunFile(arguments.file);
     }
     for (const std::string& statement : arguments.statements) {
         if (!session.IsQuitting()) {
@@ -143,6 +105,7 @@ void Run(const Arguments& arguments) {
     if (!arguments.file.empty() || !arguments.statements.empty()) {
         session.Out()->flush();
     } else if (IsInteractive(arguments)) {
+        std::cout << "ovrasql " OVRASQL_VERSION ". .help lists the commands, .quit leaves.\n";
         RunPrompt(&session, arguments.database);
     } else {
         session.RunStream(&std::cin);

@@ -1,0 +1,109 @@
+// The prompt at a terminal: what becomes of the lines that are typed.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "shell/database.h"
+#include "tests/shell/terminal.h"
+
+namespace {
+
+using ovratest::kInterruptKey;
+using ovratest::Terminal;
+
+class PromptTest : public ovratest::TerminalTest {
+  protected:
+    void SetUp() override {
+        TerminalTest::SetUp();
+        auto database = ovrashell::Database::Create(folder_.File("db.dbf"));
+        database.Query("create table t (a char(5))");
+        database.Query("insert into t values ('one')");
+        database.Query("insert into t values ('two')");
+    }
+
+    // A join of so many rows that nobody lives to see the last one.
+    static std::string EndlessJoin() {
+        std::string tables = "t t0";
+        for (int i = 1; i < 40; ++i) {
+            tables += ", t t" + std::to_string(i);
+        }
+        return tables;
+    }
+};
+
+TEST_F(PromptTest, InterruptStopsAtTheNextRow) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".mode csv\r"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select t0.a from " + EndlessJoin() + "\r"));
+    EXPECT_TRUE(terminal.WaitFor("one\r\none\r\n"));
+    EXPECT_TRUE(terminal.Send(kInterruptKey));
+    EXPECT_TRUE(terminal.WaitFor("\r\nInterrupted\r\n"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n from t\r"));
+    EXPECT_TRUE(terminal.WaitFor("n\r\n2\r\n")) << "the session went on";
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, SecondInterruptEndsTheProgram) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) from " + EndlessJoin() + "\r"));
+    EXPECT_TRUE(terminal.WaitFor("\r\n")) << "the line was taken";
+    ::usleep(100000);  // the statement runs, and no row of it will ever come
+    EXPECT_TRUE(terminal.Send(kInterruptKey));
+    EXPECT_TRUE(terminal.WaitFor("Ctrl-C again ends the program"));
+    EXPECT_TRUE(terminal.Send(kInterruptKey));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), -1);
+    EXPECT_NE(folder_.Read(".ovrasql_history").find("count(*)"), std::string::npos);
+}
+
+TEST_F(PromptTest, InterruptStopsAScriptBetweenItsStatements) {
+    std::string script;
+    for (int i = 0; i < 100000; ++i) {
+        script += "update t set a = 'new'\n";
+    }
+    folder_.Write("script", script);
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".read " + folder_.File("script") + "\r"));
+    EXPECT_TRUE(terminal.WaitFor("\r\n"));
+    ::usleep(100000);
+    EXPECT_TRUE(terminal.Send(kInterruptKey));
+    EXPECT_TRUE(terminal.WaitFor(": Interrupted\r\n")) << "with the line's number before it";
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, AnyFailureEndsItsLineOnly) {
+    Terminal terminal(folder_, {{"TMPDIR", "/nonexistent"}});
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".explain delete from t\r"));
+    EXPECT_TRUE(terminal.WaitFor("There is no folder for temporary files"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, HelpIsAtHandWithoutThePoint) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "show tables\r"));
+    EXPECT_TRUE(
+        terminal.WaitFor("Syntax Error: Empty SQL Statement\r\n"
+                         "Statements begin with create, alter, drop, insert, update, "
+                         "delete or select; .help shows the commands\r\n"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "Help\r"));
+    EXPECT_TRUE(terminal.WaitFor(".tables "));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "exit;\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, QuitNeedsNoPoint) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", " quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+}  // namespace
