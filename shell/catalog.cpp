@@ -19,6 +19,8 @@ constexpr std::size_t kNameSize = 11;
 
 // Where the schema table keeps what: its columns in their fixed order.
 enum CatalogColumn : std::size_t { kType, kTable, kIndex, kFile, kColumns, kIndexFlags, kCount };
+constexpr std::array<std::string_view, kCount> kCatalogNames = {"TYPE", "TABLE",   "INDEX",
+                                                                "FILE", "COLUMNS", "INDEXFLAGS"};
 
 constexpr int kUniqueFlag = 1;
 constexpr int kDescendingFlag = 2;
@@ -129,6 +131,19 @@ std::vector<std::vector<std::string>> DbfFile::LiveRecords() const {
         rows.push_back(std::move(row));
     }
     return rows;
+}
+
+bool IsPlainTable(const std::string& path) {
+    try {
+        const DbfFile file(path);
+        const auto hasName = [](const Column& column, std::string_view name) {
+            return EqualNoCase(column.name, name);
+        };
+        return !std::equal(file.Columns().begin(), file.Columns().end(), kCatalogNames.begin(),
+                           kCatalogNames.end(), hasName);
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 std::vector<TableEntry> ReadCatalog(const std::string& databasePath) {

@@ -57,6 +57,9 @@ struct TableEntry {
     std::vector<IndexEntry> indexes;
 };
 
+// Whether the file is a table's data file, and no database's schema table.
+bool IsPlainTable(const std::string& path);
+
 // The tables of the database at that path, in name order.
 std::vector<TableEntry> ReadCatalog(const std::string& databasePath);
 

@@ -1,14 +1,20 @@
 // ovrasql: the prompt program.
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
+#include "shell/catalog.h"
 #include "shell/database.h"
 #include "shell/prompt.h"
 #include "shell/session.h"
@@ -33,21 +39,33 @@ struct Arguments {
     int lockTimeout = -1;
 };
 
+// Any number of statements, each as it was typed: an option that "allows extra arguments" would
+// lose the brackets of one that stands in [ ]. So it is said to need more than there can be, which
+// nobody checks where all are taken.
+void TakeAllAsTyped(CLI::Option* statements) {
+    constexpr int kMost = CLI::detail::expected_max_vector_size;
+    statements->take_all()->allow_extra_args(false)->expected(kMost - 1, kMost);
+}
+
 void Declare(CLI::App* app, Arguments* arguments) {
     app->set_version_flag("--version", "ovrasql " OVRASQL_VERSION);
     app->add_option("DATABASE", arguments->database, "the database's schema table, a .dbf file")
         ->required();
-    app->add_option("SQL", arguments->statements, "statements or dot commands to run");
+    TakeAllAsTyped(
+        app->add_option("SQL", arguments->statements, "statements or dot commands to run"));
     app->add_flag("-c,--create", arguments->create, "create the database when it is missing");
     app->add_option("-f,--file", arguments->file, "run the statements of a file");
     app->add_option("-m,--mode", arguments->mode, "table, csv, tsv, json or line")
         ->check(CLI::IsMember({"table", "csv", "tsv", "json", "line"}));
     app->add_flag("--no-headers", arguments->noHeaders, "leave the column names out");
     app->add_option("-p,--parameter", arguments->parameters, "the value of the next ? (repeatable)")
-        ->allow_extra_args(false);
+        ->take_all()
+        ->allow_extra_args(false)
+        ->expected(1);
     app->add_flag("-i,--case-insensitive", arguments->caseInsensitive,
                   "compare texts without regard to case");
-    app->add_flag("--timer", arguments->timer, "show how long each statement takes");
+    app->add_flag("--timer", arguments->timer,
+                  "show on standard error how long each statement takes");
     app->add_option("--log", arguments->log, "write programs and errors to this file");
     app->add_option("--lock-timeout", arguments->lockTimeout,
                     "milliseconds to wait for a lock that somebody else holds");
@@ -73,12 +91,24 @@ bool WantsCreation(const Arguments& arguments) {
     return !answer.empty() && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
+// A table that somebody takes for a database is told how to become part of one.
+Database OpenExisting(const std::string& path) {
+    try {
+        return Database::Open(path);
+    } catch (const Error& error) {
+        if (!ovrashell::IsPlainTable(path)) {
+            throw;
+        }
+        throw Error(std::string(error.what()) + "\n'" + path +
+                    "' looks like a table, not a database. To use it: ovrasql --create new.dbf "
+                    "'.import \"" +
+                    path + "\"'");
+    }
+}
+
 Database OpenDatabase(const Arguments& arguments) {
     Database database = WantsCreation(arguments) ? Database::Create(arguments.database)
-                                                 : Database::Open(arguments.database);
-    if (!arguments.log.empty()) {
-        database.SetOption("log", arguments.log);
-    }
+                                                 : OpenExisting(arguments.database);
     if (arguments.caseInsensitive) {
         database.SetOption("caseinsensitive", "");
     }
@@ -88,8 +118,19 @@ Database OpenDatabase(const Arguments& arguments) {
     return database;
 }
 
+void RunStandardInput(Session* session) {
+    session->RunStream(&std::cin);
+    // The stream over it knows an end only.
+    if (std::ferror(stdin) != 0) {
+        throw Error("Cannot read standard input: " + std::generic_category().message(errno));
+    }
+}
+
 void Run(const Arguments& arguments) {
     Session session(OpenDatabase(arguments), &std::cout);
+    if (!arguments.log.empty()) {
+        session.SetTrace(arguments.log);
+    }
     session.SetMode(*ovrashell::OutputModeFromName(arguments.mode));
     session.SetHeaders(!arguments.noHeaders);
     session.SetTimer(arguments.timer);
@@ -108,12 +149,9 @@ void Run(const Arguments& arguments) {
         std::cout << "ovrasql " OVRASQL_VERSION ". .help lists the commands, .quit leaves.\n";
         RunPrompt(&session, arguments.database);
     } else {
-        session.RunStream(&std::cin);
+        RunStandardInput(&session);
     }
     session.SendOutputTo("");
-    if (!std::cout.flush()) {
-        throw Error("The output cannot be written");
-    }
 }
 
 // The exit status.
@@ -121,18 +159,44 @@ int RunProgram(int argc, char** argv) {
     CLI::App app("SQL over xBase files, at a prompt.");
     Arguments arguments;
     Declare(&app, &arguments);
+    int status = 0;
     try {
         app.parse(argc, argv);
+        Run(arguments);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 1;
+        status = app.exit(error) == 0 ? 0 : 1;
     }
-    Run(arguments);
-    return 0;
+    if (!std::cout.flush()) {
+        throw Error("The output cannot be written");
+    }
+    return status;
+}
+
+// The first file opened while standard output is closed would get its number, and the rows.
+void FillStandardDescriptors() {
+    for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+        if (::fcntl(number, F_GETFD) < 0) {
+            // The lowest free number is given. In the direction that nobody uses: reading and
+            // writing fail as they did.
+            ::open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+// What is typed and shown has the characters of the user's locale. Where none is set ("C"), that
+// would be ASCII alone, and the editor would drop the rest. Numbers keep their point.
+void ChooseCharacters() {
+    const char* chosen = std::setlocale(LC_CTYPE, "");
+    if (chosen == nullptr || std::string_view(chosen) == "C") {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+    }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    FillStandardDescriptors();
+    ChooseCharacters();
     try {
         return RunProgram(argc, argv);
     } catch (const std::exception& error) {

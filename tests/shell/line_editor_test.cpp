@@ -43,4 +43,19 @@ TEST_F(LineEditorTest, TabCompletesNamesAndBehindACommandFiles) {
     EXPECT_EQ(terminal.Status(), 0);
 }
 
+TEST_F(LineEditorTest, CharactersBeyondAsciiAreTakenAsTyped) {
+    for (const char* locale : {"C.UTF-8", "C"}) {
+        const ovratest::TemporaryFolder folder;
+        auto database = ovrashell::Database::Create(folder.File("db.dbf"));
+        database.Query("create table t (a char(20))");
+        Terminal terminal(folder, {{"LC_ALL", locale}});
+        EXPECT_TRUE(terminal.Type("ovrasql> ", "insert into t values ('Müller 東京')\r"));
+        EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+        terminal.WaitForEnd();
+        ovrashell::View rows = database.Select("select a from t", {});
+        ASSERT_TRUE(rows.Next()) << locale;
+        EXPECT_EQ(rows.Text(0), "Müller 東京") << locale;
+    }
+}
+
 }  // namespace

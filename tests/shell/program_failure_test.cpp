@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "tests/shell/program_fixture.h"
@@ -17,6 +18,7 @@ TEST_F(ProgramFailureTest, OutputThatCannotBeWrittenIsAnError) {
     MakePorts();
     for (const char* arguments :
          {"db.dbf 'select code from ports' > /dev/full", "db.dbf .schema > /dev/full",
+          "db.dbf 'select code from ports' >&-", "db.dbf .schema >&-", "--help > /dev/full",
           "db.dbf '.output /dev/full' 'select code from ports'",
           "db.dbf '.output /dev/full' 'select code from ports' .output 'drop table ports'"}) {
         EXPECT_EQ(Run(arguments).status, 1) << arguments;
@@ -25,12 +27,22 @@ TEST_F(ProgramFailureTest, OutputThatCannotBeWrittenIsAnError) {
     EXPECT_EQ(Sql(".tables"), "ports\n") << "nothing behind the failure was run";
 }
 
+TEST_F(ProgramFailureTest, OutputFileIsNotTakenForClosedStandardOutput) {
+    MakePorts();
+    EXPECT_EQ(Run("db.dbf '.output rows' 'select code from ports' .output .tables >&-").status, 1);
+    EXPECT_EQ(folder_.Read("rows"), "code\n----\nANV\nBRK\n");
+}
+
 TEST_F(ProgramFailureTest, InputThatCannotBeReadIsAnError) {
     MakePorts();
     EXPECT_EQ(Run("-f . db.dbf").status, 1);
     EXPECT_EQ(Errors(), "Cannot read '.': Is a directory\n");
     EXPECT_EQ(Run("db.dbf '.read .'").status, 1);
     EXPECT_EQ(Errors(), "Cannot read '.': Is a directory\n");
+    EXPECT_EQ(Run("db.dbf < .").status, 1);
+    EXPECT_EQ(Errors(), "Cannot read standard input: Is a directory\n");
+    EXPECT_EQ(Run("db.dbf <&-").status, 1);
+    EXPECT_EQ(Errors(), "Cannot read standard input: Bad file descriptor\n");
 }
 
 TEST_F(ProgramFailureTest, MissingFolderForTemporaryFilesIsToldWithTheLine) {
@@ -49,6 +61,25 @@ TEST_F(ProgramFailureTest, ScriptThatRunsItselfIsStopped) {
     EXPECT_EQ(Errors(), error);
     EXPECT_EQ(Run("db.dbf", ".read loop\n").status, 1);
     EXPECT_EQ(Errors(), "line 1: " + error);
+}
+
+TEST_F(ProgramFailureTest, TableTakenForADatabaseGetsAHint) {
+    MakePorts();
+    const std::string hint =
+        "\n'ports.dbf' looks like a table, not a database. To use it: "
+        "ovrasql --create new.dbf '.import \"ports.dbf\"'\n";
+    EXPECT_EQ(Run("ports.dbf .tables").status, 1);
+    EXPECT_EQ(Errors().rfind("Error opening schema index: ", 0), 0U) << Errors();
+    EXPECT_NE(Errors().find(hint), std::string::npos) << Errors();
+    Sql("create index bycode on ports (code)");
+    EXPECT_EQ(Run("ports.dbf .tables").status, 1);
+    EXPECT_NE(Errors().find(hint), std::string::npos) << Errors();
+    folder_.Write("text.dbf", "no table");
+    EXPECT_EQ(Run("text.dbf .tables").status, 1);
+    EXPECT_EQ(Errors().find("looks like"), std::string::npos) << Errors();
+    std::filesystem::remove(folder_.File("db.ovx"));
+    EXPECT_EQ(Run("db.dbf .tables").status, 1);
+    EXPECT_EQ(Errors().find("looks like"), std::string::npos) << Errors();
 }
 
 TEST_F(ProgramFailureTest, InterruptEndsAScriptAtOnce) {

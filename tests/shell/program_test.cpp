@@ -11,6 +11,7 @@ namespace {
 
 using ovratest::CommandResult;
 using ovratest::ProgramTest;
+using ovratest::Quoted;
 
 TEST_F(ProgramTest, TableModeAlignsColumnsAndNumbersToTheRight) {
     MakePorts();
@@ -131,6 +132,19 @@ TEST_F(ProgramTest, ParametersTakeQuestionMarksAndNumbers) {
     EXPECT_EQ(Errors(), "Input parameter count mismatch: Found 1 expected 2\n");
 }
 
+TEST_F(ProgramTest, ArgumentsArriveAsTyped) {
+    MakePorts();
+    EXPECT_EQ(Run("db.dbf '[select name from ports]'").status, 1)
+        << "no statement begins like that";
+    EXPECT_EQ(Sql("select code from ports where name like ? or code = '[a,b]'",
+                  "--no-headers -p '[A-B,%]'"),
+              "");
+    const std::string help = Run("--help").output;
+    EXPECT_NE(help.find("[SQL...]"), std::string::npos) << help;
+    EXPECT_NE(help.find("--parameter TEXT "), std::string::npos) << help;
+    EXPECT_EQ(help.find("--parameter TEXT ..."), std::string::npos) << "one value each";
+}
+
 TEST_F(ProgramTest, SchemaIsShownAsStatementsThatMakeItAgain) {
     MakePorts();
     Sql("create index bydepth on ports (depth desc)");
@@ -168,6 +182,18 @@ TEST_F(ProgramTest, TraceIsWrittenUntilItIsTurnedOff) {
               0U)
         << log;
     EXPECT_EQ(log.find("depth = 2"), std::string::npos);
+}
+
+TEST_F(ProgramTest, LogGoesOnAfterCommandsThatUseTheTrace) {
+    MakePorts();
+    for (const char* command : {".pack", ".explain select code from ports"}) {
+        folder_.Write("log", "");
+        EXPECT_EQ(
+            Run("--log log db.dbf " + Quoted(command) + " 'delete from ports where depth = 1'")
+                .status,
+            0);
+        EXPECT_NE(folder_.Read("log").find("depth = 1"), std::string::npos) << command;
+    }
 }
 
 TEST_F(ProgramTest, ExplainShowsTheProgramAndRunsNothing) {
