@@ -1,6 +1,8 @@
 #include "shell/line_editor.h"
 
 #include <editline/readline.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -74,6 +76,22 @@ char* NextMatch(const char* text, int state) {
                : nullptr;
 }
 
+// A line as it stands in the history file, where a backslash and three octal digits stand for a
+// byte.
+std::string HistoryLine(const std::string& line) {
+    std::string text;
+    for (const char byte : line) {
+        const auto code = static_cast<unsigned char>(byte);
+        if (code > ' ' && code < 0x7F && byte != '\\') {
+            text += byte;
+        } else {
+            text += {'\\', static_cast<char>('0' + (code >> 6)),
+                     static_cast<char>('0' + (code >> 3 & 7)), static_cast<char>('0' + (code & 7))};
+        }
+    }
+    return text + '\n';
+}
+
 bool cancelTyped = false;
 
 // While a line is edited, Ctrl-C is a key and no signal: that would end the program, and its
@@ -120,15 +138,25 @@ LineEditor::LineEditor(std::string databasePath, std::string historyPath)
     rl_add_defun("cancel-line", Cancel, kCancelKey);
     using_history();
     stifle_history(kHistoryLines);
-    if (!historyPath_.empty()) {
-        read_history(historyPath_.c_str());
+    if (historyPath_.empty()) {
+        return;
+    }
+    // What is written anew has its head line, and no more lines than are kept.
+    if (read_history(historyPath_.c_str()) != 0 || history_length >= kHistoryLines) {
+        write_history(historyPath_.c_str());
     }
 }
 
-LineEditor::~LineEditor() {
-    if (!historyPath_.empty()) {
-        write_history(historyPath_.c_str());
+// Not with libedit's append_history, which writes the line before once more.
+void LineEditor::Remember(const std::string& line) const {
+    add_history(line.c_str());
+    const int file = ::open(historyPath_.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    if (file < 0) {
+        return;  // without a home, or with one that cannot be written, there is no history file
     }
+    const std::string text = HistoryLine(line);
+    [[maybe_unused]] const auto written = ::write(file, text.data(), text.size());
+    ::close(file);
 }
 
 std::optional<std::string> LineEditor::Read(const char* prompt) {
@@ -144,7 +172,7 @@ std::optional<std::string> LineEditor::Read(const char* prompt) {
     std::string line(typed);
     std::free(typed);
     if (!line.empty()) {
-        add_history(line.c_str());
+        Remember(line);
     }
     return line;
 }

@@ -10,21 +10,22 @@ namespace ovrashell {
 
 class LineEditor {
   public:
-    // Reads the history file, when there is one. `databasePath` is where completion finds the
-    // names.
+    // Reads the history file, or makes it. `databasePath` is where completion finds the names.
     LineEditor(std::string databasePath, std::string historyPath);
-    // Writes the history file.
-    ~LineEditor();
+    ~LineEditor() = default;
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
-    // Nothing at the end of the input (Ctrl-D), or when the line was given up (Ctrl-C).
+    // Nothing at the end of the input (Ctrl-D), or when the line was given up (Ctrl-C). A line goes
+    // to the history file before anything else is done with it, as the program may not live long.
     std::optional<std::string> Read(const char* prompt);
 
     // Whether the last line was given up.
     bool WasCancelled() const { return cancelled_; }
 
   private:
+    void Remember(const std::string& line) const;
+
     std::string historyPath_;
     bool cancelled_ = false;
 };

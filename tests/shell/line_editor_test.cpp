@@ -1,7 +1,8 @@
-// The prompt at a terminal: what its keys do.
+// The prompt at a terminal: what its keys do, and what it remembers of them.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "shell/database.h"
@@ -14,6 +15,10 @@ using ovratest::kInterruptKey;
 using ovratest::Terminal;
 
 class LineEditorTest : public ovratest::TerminalTest {};
+
+std::ptrdiff_t LineCount(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
+}
 
 TEST_F(LineEditorTest, InterruptGivesTheStatementUpAndNothingElse) {
     ovrashell::Database::Create(folder_.File("db.dbf")).Query("create table t (a char(5))");
@@ -56,6 +61,38 @@ TEST_F(LineEditorTest, CharactersBeyondAsciiAreTakenAsTyped) {
         ASSERT_TRUE(rows.Next()) << locale;
         EXPECT_EQ(rows.Text(0), "Müller 東京") << locale;
     }
+}
+
+TEST_F(LineEditorTest, HistoryOutlivesAProgramThatIsKilled) {
+    ovrashell::Database::Create(folder_.File("db.dbf"));
+    const std::string encoded = R"(select\040'\303\274\134'\040from\040\011t)"
+                                "\n";
+    for (int i = 0; i < 2; ++i) {
+        Terminal terminal(folder_);
+        // The tab key completes nothing here; with ^V in front it stands for itself.
+        EXPECT_TRUE(terminal.Type("ovrasql> ", i == 0 ? "select 'ü\\' from \x16\tt\r" : "\x10\r"));
+        EXPECT_TRUE(terminal.WaitFor("ovrasql> "));
+        terminal.Kill();
+        EXPECT_EQ(terminal.Status(), -1);
+        EXPECT_EQ(folder_.Read(".ovrasql_history"),
+                  "_HiStOrY_V2_\n" + (i == 0 ? encoded : encoded + encoded))
+            << "the second program found the line with the key for the line before";
+    }
+}
+
+TEST_F(LineEditorTest, HistoryKeepsAThousandLines) {
+    ovrashell::Database::Create(folder_.File("db.dbf"));
+    std::string lines = "_HiStOrY_V2_\n";
+    for (int i = 0; i < 1500; ++i) {
+        lines += "line" + std::to_string(i) + "\n";
+    }
+    folder_.Write(".ovrasql_history", lines);
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    const std::string kept = folder_.Read(".ovrasql_history");
+    EXPECT_EQ(LineCount(kept), 1 + 1000 + 1) << "the head line, and what was typed since";
+    EXPECT_EQ(kept.substr(0, 21), "_HiStOrY_V2_\nline500\n");
 }
 
 }  // namespace
