@@ -1,4 +1,4 @@
-#include <clocale>
+#include <algorithm>
 #include <cstdint>
 #include <cwchar>
 
@@ -7,6 +7,8 @@
 namespace ovrashell {
 
 namespace {
+
+constexpr char32_t kNoCharacter = 0xFFFD;
 
 // Decodes one character of UTF-8. Gives its length in bytes, 0 when these bytes are no UTF-8.
 std::size_t Decode(std::string_view text, char32_t* character) {
@@ -31,12 +33,16 @@ std::size_t Decode(std::string_view text, char32_t* character) {
     return length;
 }
 
-// The widths come from the system's table, which needs a UTF-8 character set; the process keeps the
-// "C" locale otherwise.
+// The widths come from the system's table for the character set of the process. What that has no
+// character for counts as one column.
 std::size_t CharacterWidth(char32_t character) {
-    static const bool hasTable = std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr;
-    const int width = hasTable ? ::wcwidth(static_cast<wchar_t>(character)) : 1;
+    const int width = ::wcwidth(static_cast<wchar_t>(character));
     return width < 0 ? 1 : static_cast<std::size_t>(width);
+}
+
+// Also of the second set, from U+0080 on, each of which a terminal takes for ESC and a letter.
+bool IsControl(char32_t character) {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
 }  // namespace
@@ -55,18 +61,22 @@ std::size_t DisplayWidth(std::string_view text) {
 std::string OneLine(std::string_view text) {
     std::string line;
     line.reserve(text.size());
-    for (const char byte : text) {
-        if (byte == '\n') {
+    while (!text.empty()) {
+        // Bytes that are no UTF-8 stay: they are the letters of an older character set, or nothing.
+        char32_t character = kNoCharacter;
+        const std::size_t length = std::max<std::size_t>(1, Decode(text, &character));
+        if (character == '\n') {
             line += "\\n";
-        } else if (byte == '\r') {
+        } else if (character == '\r') {
             line += "\\r";
-        } else if (byte == '\t') {
+        } else if (character == '\t') {
             line += "\\t";
-        } else if (static_cast<uint8_t>(byte) < 0x20 || byte == 0x7F) {
+        } else if (IsControl(character)) {
             line += '.';
         } else {
-            line += byte;
+            line += text.substr(0, length);
         }
+        text.remove_prefix(length);
     }
     return line;
 }

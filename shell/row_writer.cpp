@@ -29,18 +29,24 @@ bool IsNumber(std::string_view text) {
            std::count(text.begin(), text.end(), '.') <= 1;
 }
 
+// The texts as a terminal may be given them.
+Row Shown(const Row& texts) {
+    Row shown;
+    shown.reserve(texts.size());
+    std::transform(texts.begin(), texts.end(), std::back_inserter(shown), OneLine);
+    return shown;
+}
+
 // Aligned columns. The widths are those of the first rows, which are held back until there are
 // enough of them, up to a bound; a wider value pushes its own line out and nothing else.
 class TableWriter final : public RowWriter {
   public:
     TableWriter(bool headers, std::ostream* out) : headers_(headers), out_(out) {}
 
-    void Begin(const Row& names) override { names_ = names; }
+    void Begin(const Row& names) override { names_ = Shown(names); }
 
     void Write(const Row& values) override {
-        Row shown;
-        shown.reserve(values.size());
-        std::transform(values.begin(), values.end(), std::back_inserter(shown), OneLine);
+        Row shown = Shown(values);
         if (flushed_) {
             Print(shown);
             return;
@@ -195,7 +201,7 @@ class LineWriter final : public RowWriter {
     explicit LineWriter(std::ostream* out) : out_(out) {}
 
     void Begin(const Row& names) override {
-        names_ = names;
+        names_ = Shown(names);
         for (const std::string& name : names_) {
             width_ = std::max(width_, DisplayWidth(name));
         }
@@ -207,7 +213,7 @@ class LineWriter final : public RowWriter {
         }
         for (std::size_t i = 0; i < values.size(); ++i) {
             *out_ << std::string(width_ - DisplayWidth(names_[i]), ' ') << names_[i] << " = "
-                  << values[i] << '\n';
+                  << OneLine(values[i]) << '\n';
         }
     }
 

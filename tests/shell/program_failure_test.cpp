@@ -97,4 +97,20 @@ TEST_F(ProgramFailureTest, InterruptEndsAScriptAtOnce) {
     EXPECT_EQ(Errors(), "") << "nobody is told to type Ctrl-C again";
 }
 
+// A terminal obeys what follows ESC, and what follows U+009B.
+TEST_F(ProgramFailureTest, ValuesCannotDriveTheTerminal) {
+    Sql("create table t (a char(30))");
+    folder_.Write("script",
+                  "insert into t values ('\x1b[31m|\xC2\x9B"
+                  "1m|\x7f|\x07|é')\n"
+                  "insert into t values ('caf\xE9')\n");
+    ASSERT_EQ(Run("-f script db.dbf").status, 0) << Errors();
+    EXPECT_EQ(Sql("select a from t", "--no-headers"), ".[31m|.1m|.|.|é\ncaf\xE9\n");
+    EXPECT_EQ(Sql("select a from t", "-m line"), "a = .[31m|.1m|.|.|é\n\na = caf\xE9\n");
+    EXPECT_EQ(Sql("select a from t", "-m csv --no-headers"),
+              "\x1b[31m|\xC2\x9B"
+              "1m|\x7f|\x07|é\ncaf\xE9\n")
+        << "what another program reads stays as it is";
+}
+
 }  // namespace
