@@ -118,7 +118,7 @@ class SQLResult {
 };
 
 // A cell that stands by itself, with a text buffer that it reuses: the value of an aggregate.
-class SQLKeptResult : private SQLResultHolder, public SQLResult {
+class SQLKeptResult final : private SQLResultHolder, public SQLResult {
   public:
     SQLKeptResult() : SQLResult(this) {}
 
