@@ -56,11 +56,11 @@ TEST_F(AllocationReport, OfAnEmptyTrackerHoldsTheTwoSessionLines) {
 
 TEST_F(AllocationReport, ShowsEachAllocationInOrder) {
     char* first = static_cast<char*>(TrackedNew(3, "one.cpp", 12));
-    char* second = static_cast<char*>(TrackedNew(4, "two.cpp", 7));
+    char* second = static_cast<char*>(TrackedNew(6, "two.cpp", 7));
     std::copy_n("abc", 3, first);
-    std::copy_n("\x01z\xff ", 4, second);
+    std::copy_n("\x01z\xff ~\x7f", 6, second);
     EXPECT_EQ(Report(), kBegin + Line("one.cpp", 12, 3, first) + "\tabc\n" +
-                            Line("two.cpp", 7, 4, second) + "\t<0x01>z<0xff> \n" + kEnd);
+                            Line("two.cpp", 7, 6, second) + "\t<0x01>z<0xff> ~<0x7f>\n" + kEnd);
     TrackedDelete(first);
     TrackedDelete(second);
 }

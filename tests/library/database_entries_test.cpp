@@ -205,6 +205,20 @@ TEST_F(DatabaseEntriesTest, AMessageIsCutAt1023Bytes) {
     EXPECT_EQ(database.Error().size(), 1023U);
 }
 
+TEST_F(DatabaseEntriesTest, TheTraceHasTheMessageAsItWasCut) {
+    TestDatabase database;
+    ASSERT_TRUE(database.Create());
+    ASSERT_TRUE(database.Option("log", "trace.txt"));
+    EXPECT_FALSE(database.Query("drop table " + std::string(3000, 'x')));
+    const Bytes bytes = TheHost().FileBytes("trace.txt");
+    const std::string trace(bytes.begin(), bytes.end());
+    const std::string start = "*** Error: ";
+    const size_t error = trace.find(start);
+    ASSERT_NE(error, std::string::npos);
+    EXPECT_EQ(trace.substr(error + start.size()).rfind(database.Error(), 0), 0U);
+    EXPECT_EQ(trace.find(database.Error() + "x"), std::string::npos);
+}
+
 TEST_F(DatabaseEntriesTest, ErrorsOfTwoDatabasesAreApart) {
     TestDatabase first;
     TestDatabase second;
@@ -257,6 +271,21 @@ TEST_F(DatabaseEntriesTest, SubdirCharTakesOneByte) {
     EXPECT_TRUE(database.Option("subdir_char", "_"));
     EXPECT_EQ(database.Run("create table a_b (c integer)"), "");
     EXPECT_TRUE(TheHost().HasFile("a/b.dbf"));
+}
+
+TEST_F(DatabaseEntriesTest, KeysOfOptionsIgnoreCase) {
+    TestDatabase database;
+    ASSERT_TRUE(database.Create());
+    EXPECT_TRUE(database.Option("Subdir_Char", "_"));
+    EXPECT_EQ(database.Run("create table a_b (c integer)"), "");
+    EXPECT_TRUE(TheHost().HasFile("a/b.dbf"));
+    EXPECT_TRUE(database.Option("LOG", "trace.txt"));
+    EXPECT_TRUE(TheHost().HasFile("trace.txt"));
+    EXPECT_TRUE(database.Option("STATEMENT_cache_SIZE", "0"));
+    EXPECT_EQ(database.Run("delete from a_b"), "");
+    EXPECT_EQ(database.Run("delete from a_b"), "");
+    const Bytes trace = TheHost().FileBytes("trace.txt");
+    EXPECT_EQ(std::string(trace.begin(), trace.end()).find("*** Using Cached"), std::string::npos);
 }
 
 TEST_F(DatabaseEntriesTest, SubdirCharOfAnotherLengthIsRefusedAndChangesNothing) {
