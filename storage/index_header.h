@@ -71,8 +71,9 @@ class IndexHeader {
     // Keys at which a page counts as full: the order, but at least 1 and at most what fits.
     [[nodiscard]] int32_t FullCount() const;
 
-    // Keys below which a page other than the root is underfull. At least 1: a file of a tiny order
-    // must not take an empty page for a healthy one.
+    // Keys below which a page other than the root is underfull. At least 1, also where half the
+    // order less one is not: an empty leaf has no successor for the inner key left of it, which
+    // could then never be deleted.
     [[nodiscard]] int32_t LeastCount() const;
 
     // No undamaged tree has more keys than this.

@@ -80,6 +80,15 @@ inline std::string IndexFile(const HeaderValues& header, const std::vector<std::
 
 // --- A reader of its own
 
+// The integer of so many bytes at the offset.
+inline uint32_t LittleAt(const std::string& bytes, size_t offset, size_t size) {
+    uint32_t value = 0;
+    for (size_t index = size; index > 0; --index) {
+        value = value << 8U | static_cast<unsigned char>(bytes[offset + index - 1]);
+    }
+    return value;
+}
+
 // One line for a whole tree: "(A1 B2) C3 (D4 E5)" is a root with one key and two leaves. Notes
 // every page that is reached twice or lies outside, every leaf at another depth than the first, and
 // every page but the root that has too few keys.
@@ -100,11 +109,7 @@ class IndexShape {
 
   private:
     [[nodiscard]] size_t Number(size_t offset, size_t size) const {
-        size_t value = 0;
-        for (size_t i = size; i > 0; --i) {
-            value = value << 8U | static_cast<unsigned char>(bytes_[offset + i - 1]);
-        }
-        return value;
+        return LittleAt(bytes_, offset, size);
     }
 
     std::string Page(uint32_t number, int depth) {
