@@ -16,6 +16,14 @@ constexpr int32_t kFileWidth = 254;
 constexpr int32_t kColumnsWidth = 254;
 constexpr int32_t kFlagsWidth = 19;
 
+// The path up to and including its last separator. Byte 0, which DirectoryPart does not look at,
+// stands before a database right under the root.
+String DirectoryOf(TextView path) {
+    const bool fromRoot = path.length > 0 && (path[0] == '/' || path[0] == '\\');
+    String directory = DirectoryPart(path);
+    return directory.IsEmpty() && fromRoot ? String(path.Part(0, 1)) : directory;
+}
+
 struct CatalogColumn {
     const char* name;
     int32_t type;
@@ -77,7 +85,7 @@ void Schema::StartCatalog(TextView path) {
     openTables_.RemoveAll();
     DropCatalog();
     path_ = path;
-    directory_ = DirectoryPart(path);
+    directory_ = DirectoryOf(path);
     const String stem = StripExtension(path);
     schemaIndex1Path_ = String::Join({stem, ".ovx"});
     schemaIndex2Path_ = String::Join({stem, "i.ovx"});

@@ -77,6 +77,17 @@ TEST_F(SchemaOpenTest, ABackslashEndsTheFolderToo) {
     EXPECT_EQ(Text(schema_->ResolvePath("t.dbf")), "db\\t.dbf");
 }
 
+TEST_F(SchemaOpenTest, TheRootIsAFolderToo) {
+    CreateDatabase("/main.dbf");
+    ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}}));
+    EXPECT_TRUE(TheHost().HasFile("/t.dbf"));
+    EXPECT_EQ(Text(schema_->ResolvePath("t.dbf")), "/t.dbf");
+    Reopen("/main.dbf");
+    EXPECT_NE(schema_->GetTable("t"), nullptr) << Error();
+    CreateDatabase("\\main.dbf");
+    EXPECT_EQ(Text(schema_->ResolvePath("t.dbf")), "\\t.dbf");
+}
+
 TEST_F(SchemaOpenTest, ACreatedDatabaseOpensAgain) {
     CreateDatabase();
     ASSERT_TRUE(CreateTable("orders", {{"a", 0, 5}}));
