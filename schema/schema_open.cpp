@@ -45,6 +45,12 @@ constexpr CatalogColumn kCatalogColumns[] = {
 
 bool Schema::Create(TextView path) {
     StartCatalog(path);
+    // The first index would empty the data file again. The second one lies elsewhere: behind the
+    // stem its path has an "i", where this one has a dot or its end.
+    if (path_ == schemaIndex1Path_) {
+        return Fail(String::Join(
+            {"Error creating schema database: '", path_, "' is the path of its own index"}));
+    }
     CollList<OvraSQLField> fields(/*ownsItems=*/true);
     for (const CatalogColumn& column : kCatalogColumns) {
         fields.Insert(std::make_unique<OvraSQLField>(nullptr, column.name, column.type,

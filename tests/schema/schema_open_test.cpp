@@ -103,6 +103,20 @@ TEST_F(SchemaOpenTest, AFailedDataFileIsReported) {
     EXPECT_EQ(Error(), "Error creating schema database: Error creating 'db/main.dbf': no room");
 }
 
+TEST_F(SchemaOpenTest, ADatabaseInThePlaceOfItsOwnIndexIsRefused) {
+    for (const std::string path : {"db/shop.ovx", "db/shopi.ovx", "shop.ovx"}) {
+        SetUp();
+        TheHost().SetFile(path, "mine");
+        schema_ = NewSchema();
+        EXPECT_FALSE(schema_->Create(path.c_str())) << path;
+        EXPECT_EQ(Error(),
+                  "Error creating schema database: '" + path + "' is the path of its own index");
+        EXPECT_EQ(TheHost().FileText(path), "mine");
+        EXPECT_EQ(TheHost().LogText(), "");
+        schema_.reset();
+    }
+}
+
 TEST_F(SchemaOpenTest, AFailedFirstIndexIsReportedAndTheDataFileStays) {
     TheHost().SetErrorText("no room");
     TheHost().FailCall("ovFile_Open", 2);
