@@ -1,7 +1,9 @@
 // Where the files of a database lie, and how they go.
 
+#include "foundation/number_text.h"
 #include "library/host_services.h"
 #include "schema/schema.h"
+#include "storage/ovra_sql_field.h"
 
 namespace ovrasql {
 
@@ -36,6 +38,15 @@ TextView Schema::ResolvePath(TextView relative) {
 }
 
 bool Schema::PlaceFile(TextView name, String* path, String* relative) {
+    if (!CatalogReady()) {
+        return false;
+    }
+    // A catalog from elsewhere can have a narrow FILE column. A name cut by it would be another
+    // file's.
+    if (fileField_->Type() != kFieldMemo && name.length > fileField_->Length()) {
+        return Fail(String::Join({"File name '", name, "' exceeds the maximum length of ",
+                                  IntegerToText(fileField_->Length()), " characters"}));
+    }
     *path = String::Join({directory_, name});
     const int32_t start = directory_.Length();
     for (int32_t index = start; subdirChar_ != 0 && index < path->Length(); ++index) {

@@ -185,6 +185,45 @@ TEST_F(SchemaOpenTest, AFileWithAnExtraColumnPasses) {
     EXPECT_EQ(schema_->IndexNameLimit(), 20);
 }
 
+// The row would point to another file once the database is opened again.
+TEST_F(SchemaOpenTest, AFileNameThatTheCatalogWouldCutIsRefusedBeforeAnyFile) {
+    CreateDatabase();
+    schema_.reset();
+    ReplaceSchemaTable(database_, {{"TYPE", 0, 1},
+                                   {"TABLE", 0, 64},
+                                   {"INDEX", 0, 64},
+                                   {"FILE", 0, 8},
+                                   {"COLUMNS", 0, 254},
+                                   {"INDEXFLAGS", 1, 19}});
+    Reopen();
+    ASSERT_TRUE(CreateTable("fits", {{"a", 0, 5}})) << Error();
+    ASSERT_TRUE(CreateIndex("fits", "fitx", false, {"a"})) << Error();
+    schema_->SetSubdirChar('_');
+    const Texts before = TheHost().FilePaths();
+    EXPECT_FALSE(CreateTable("lo_ng", {{"a", 0, 5}}));
+    EXPECT_EQ(Error(), "File name 'lo_ng.dbf' exceeds the maximum length of 8 characters");
+    EXPECT_FALSE(CreateIndex("fits", "lo_nx", false, {"a"}));
+    EXPECT_EQ(Error(), "File name 'lo_nx.ovx' exceeds the maximum length of 8 characters");
+    EXPECT_EQ(TheHost().FilePaths(), before);
+    EXPECT_FALSE(TheHost().HasDirectory("db/lo"));
+}
+
+// A memo cuts nothing, however narrow its cell.
+TEST_F(SchemaOpenTest, ACatalogThatKeepsFileNamesInAMemoTakesLongOnes) {
+    CreateDatabase();
+    schema_.reset();
+    ReplaceSchemaTable(database_, {{"TYPE", 0, 1},
+                                   {"TABLE", 0, 64},
+                                   {"INDEX", 0, 64},
+                                   {"FILE", 4, 10},
+                                   {"COLUMNS", 0, 254},
+                                   {"INDEXFLAGS", 1, 19}});
+    Reopen();
+    ASSERT_TRUE(CreateTable("a_name_of_many_letters", {{"a", 0, 5}})) << Error();
+    Reopen();
+    EXPECT_NE(schema_->GetTable("a_name_of_many_letters"), nullptr) << Error();
+}
+
 TEST_F(SchemaOpenTest, AFileWithoutOneOfTheColumnsIsNoDatabase) {
     CreateDatabase();
     schema_.reset();
@@ -222,6 +261,9 @@ void ExpectAllFail(Schema& schema) {
     EXPECT_FALSE(schema.CreateIndex("t", "i", false, parts));
     EXPECT_FALSE(schema.DropIndex("i"));
     EXPECT_FALSE(schema.Pack());
+    String path;
+    String relative;
+    EXPECT_FALSE(schema.PlaceFile("t.dbf", &path, &relative));
     EXPECT_FALSE(schema.Error().IsEmpty());
 }
 
