@@ -45,16 +45,23 @@ Schema::Lookup Schema::FindTableRow(TextView name) {
     return schemaTable_->Data().IsDeleted() ? Lookup::kDead : Lookup::kLive;
 }
 
-// Table rows have the empty key, and the index orders keys that read as numbers by value: an empty
-// name, "0" or "infinity" finds rows of other names. So the row itself must bear the name, and the
-// search goes on over all entries that count as equal. The same order puts names such as "nan", and
-// others beside them, out of the search's reach; kAllRows reads every entry and misses none.
-//
-// A dead row is reported only if no live one follows; the schema table then stands on it.
-Schema::Lookup Schema::FindIndexRow(TextView name, SearchScope scope) {
+// The index orders keys that read as numbers by value, and that order puts names such as "nan", and
+// others beside them, out of the search's reach. They must be found all the same: or CREATE INDEX
+// would empty their files and DROP INDEX leave them. So a miss, and only a miss, costs all rows.
+Schema::Lookup Schema::FindIndexRow(TextView name) {
     if (!CatalogReady()) {
         return Lookup::kFailed;
     }
+    const Lookup row = SearchIndexRows(name, SearchScope::kEqualKeys);
+    return row == Lookup::kMissing ? SearchIndexRows(name, SearchScope::kAllRows) : row;
+}
+
+// Table rows have the empty key, and keys that read as numbers are equal by value: an empty name,
+// "0" or "infinity" finds rows of other names. So the row itself must bear the name, and the search
+// goes on over all entries that count as equal, or over all there are.
+//
+// A dead row is reported only if no live one follows; the schema table then stands on it.
+Schema::Lookup Schema::SearchIndexRows(TextView name, SearchScope scope) {
     keyScratch_ = name;
     keyScratch_.ToUpper();
     const bool all = scope == SearchScope::kAllRows;
@@ -93,9 +100,7 @@ bool Schema::IsIndexRow(TextView name) {
 
 bool Schema::TableExists(TextView name) { return FindTableRow(name) == Lookup::kLive; }
 
-bool Schema::IndexExists(TextView name) {
-    return FindIndexRow(name, SearchScope::kEqualKeys) == Lookup::kLive;
-}
+bool Schema::IndexExists(TextView name) { return FindIndexRow(name) == Lookup::kLive; }
 
 std::unique_ptr<Table> Schema::OpenTable(TextView name) {
     if (!TableExists(name)) {

@@ -77,12 +77,7 @@ bool Schema::CreateIndex(TextView tableName, TextView name, bool unique,
     if (table == nullptr) {
         return false;
     }
-    // A row that the search does not reach must be found before a new index of its name empties its
-    // file, so a name that is not found is looked for in all rows.
-    Lookup row = FindIndexRow(name, SearchScope::kEqualKeys);
-    if (row == Lookup::kMissing) {
-        row = FindIndexRow(name, SearchScope::kAllRows);
-    }
+    const Lookup row = FindIndexRow(name);
     if (row == Lookup::kFailed) {
         return false;
     }

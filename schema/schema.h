@@ -137,7 +137,8 @@ class Schema {
     // catalog_lookup.cpp: each leaves the schema table on the row that it tells of
     [[nodiscard]] bool ReadRow(uint32_t recordNumber);
     [[nodiscard]] Lookup FindTableRow(TextView name);
-    [[nodiscard]] Lookup FindIndexRow(TextView name, SearchScope scope);
+    [[nodiscard]] Lookup FindIndexRow(TextView name);
+    [[nodiscard]] Lookup SearchIndexRows(TextView name, SearchScope scope);
     [[nodiscard]] bool IsIndexRow(TextView name);
     [[nodiscard]] bool IsRowOfTable(TextView name);
     [[nodiscard]] std::unique_ptr<Index> IndexFromRow(Table& table);

@@ -1,5 +1,7 @@
 // CREATE INDEX and DROP INDEX: keys, flags, rows in the catalog, and what a failure leaves.
 
+#include <algorithm>
+
 #include "tests/schema/schema_fixture.h"
 
 namespace ovrasql {
@@ -290,14 +292,67 @@ TEST_F(IndexDefinitionTest, ACreateTakesADeadRowBackWithItsOldTable) {
     EXPECT_EQ(CatalogText("INDEXFLAGS"), "1");
 }
 
-// An index called "nan" is out of reach of the search by name. Its file must be safe all the same.
-TEST_F(IndexDefinitionTest, ANameThatCantBeFoundAgainIsNotMadeTwice) {
+// An index called "nan" is out of reach of the search by key. Its file must be safe all the same.
+TEST_F(IndexDefinitionTest, ANameThatTheSearchMissesIsNotMadeTwice) {
     Insert("t", {"x", "1", "T", ""});
     ASSERT_TRUE(CreateIndex("t", "nan", false, {"a"}));
     const Bytes before = TheHost().FileBytes("db/nan.ovx");
     EXPECT_FALSE(CreateIndex("t", "NAN", false, {"n"}));
     EXPECT_EQ(Error(), "Index 'NAN' already exists");
     EXPECT_EQ(TheHost().FileBytes("db/nan.ovx"), before);
+}
+
+// The key of such an index stands in front of all and ends each search that comes upon it.
+TEST_F(IndexDefinitionTest, AnIndexCalledNanHidesNoOther) {
+    ASSERT_TRUE(CreateTable("u", {{"b", 0, 5}}));
+    ASSERT_TRUE(CreateIndex("u", "abc", false, {"b"}));
+    ASSERT_TRUE(CreateIndex("t", "nan", false, {"a"}));
+    EXPECT_TRUE(schema_->IndexExists("ABC"));
+    {
+        const std::unique_ptr<Table> table = schema_->OpenTable("u");
+        EXPECT_NE(schema_->OpenIndex(*table, "abc"), nullptr) << Error();
+    }
+    EXPECT_TRUE(schema_->DropIndex("abc")) << Error();
+    EXPECT_FALSE(TheHost().HasFile("db/abc.ovx"));
+    EXPECT_TRUE(schema_->IndexExists("nan"));
+    EXPECT_TRUE(schema_->DropIndex("nan")) << Error();
+    EXPECT_FALSE(TheHost().HasFile("db/nan.ovx"));
+    EXPECT_FALSE(schema_->IndexExists("nan"));
+    EXPECT_FALSE(schema_->IndexExists("abc"));
+    EXPECT_TRUE(CreateIndex("u", "nan", false, {"b"})) << Error();
+}
+
+// "inf" and "infinity" are one number, "infant" is a text: no order suits all of them.
+TEST_F(IndexDefinitionTest, NamesThatAreNumbersHideNoOther) {
+    Texts names = {"abc", "inf", "infant", "infinity", "zebra"};
+    do {
+        SetUp();
+        for (const std::string& name : names) {
+            ASSERT_TRUE(CreateIndex("t", name.c_str(), false, {"a"})) << Error();
+        }
+        for (const std::string& name : names) {
+            EXPECT_TRUE(schema_->IndexExists(name.c_str())) << name;
+            EXPECT_EQ(CatalogText("INDEX"), name);
+        }
+        for (const std::string& name : names) {
+            EXPECT_TRUE(schema_->DropIndex(name.c_str())) << Error();
+            EXPECT_FALSE(TheHost().HasFile("db/" + name + ".ovx"));
+        }
+        schema_.reset();
+    } while (std::next_permutation(names.begin(), names.end()));
+}
+
+TEST_F(IndexDefinitionTest, ANameThatIsFoundCostsOneRow) {
+    for (const char* name : {"i1", "i2", "i3", "i4"}) {
+        ASSERT_TRUE(CreateIndex("t", name, false, {"a"}));
+    }
+    TheHost().ClearLog();
+    ASSERT_TRUE(schema_->IndexExists("i3"));
+    EXPECT_EQ(std::count_if(TheHost().Calls().begin(), TheHost().Calls().end(),
+                            [](const HostCall& call) {
+                                return call.name == "ovFile_Read" && call.path == "db/main.dbf";
+                            }),
+              1);
 }
 
 // Keys are cut at 99 bytes: of a table and an index with 64 letters each, 32 of the index's count.
