@@ -16,6 +16,7 @@
 namespace ovrasql {
 
 class OvraSQLField;
+class String;
 
 struct ColumnDefinition {
     ColumnDefinition();
@@ -27,6 +28,10 @@ struct ColumnDefinition {
     int32_t type = 0;   // 0 character, 1 numeric, 3 boolean, 4 memo
     int32_t width = 0;  // bytes in a record
     int32_t scale = 0;  // digits after the decimal point
+
+    // Whether a field of a data file can have this width and this scale. Writes the text into
+    // `error` if not.
+    [[nodiscard]] bool Check(String* error) const;
 
     // Makes a field from the definition, its name in upper case, and keeps it: the result lives
     // until the next call or the end of the definition, and belongs to no table.

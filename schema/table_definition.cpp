@@ -4,6 +4,8 @@
 
 #include <memory>
 
+#include "foundation/coll_hash_table.h"
+#include "foundation/ignore_result.h"
 #include "foundation/path_text.h"
 #include "foundation/text_compare.h"
 #include "schema/column_definition.h"
@@ -30,9 +32,26 @@ bool CheckColumnUnused(const Table& table, TextView column, String* error) {
     return true;
 }
 
-// Asked before a file is made. Too many fields have a message of their own, behind that.
-bool CheckLayout(CollList<OvraSQLField>& fields, String* error) {
-    return fields.Count() > kMaximumFieldCount || OvraSQLTable::CheckLayout(fields, error);
+// Puts the fields of a statement's columns behind those that the table has. What no file can hold
+// is refused here, before one is made; but too many fields have a message of their own, behind
+// that.
+bool AddNewFields(TextView tableName, const CollList<ColumnDefinition>& columns,
+                  CollHashTable<OvraSQLField>* fields, String* error) {
+    for (ColumnDefinition* column : columns) {
+        if (fields->Find(column->name) != nullptr) {
+            *error = String::Join(
+                {"A field named '", column->name, "' already exists in table '", tableName, "'"});
+            return false;
+        }
+        IgnoreResult(fields->Add(column->MakeField()));  // its slot, which nobody asks for
+    }
+    for (const ColumnDefinition* column : columns) {
+        if (!column->Check(error)) {
+            return false;
+        }
+    }
+    return fields->Count() > kMaximumFieldCount ||
+           OvraSQLTable::CheckLayout(*fields, error);
 }
 
 }  // namespace
@@ -45,12 +64,8 @@ bool Schema::CreateTable(TextView name, const CollList<ColumnDefinition>& column
     if (row == Lookup::kLive) {
         return Fail(String::Join({"Table '", name, "' already exists"}));
     }
-    CollList<OvraSQLField> fields(/*ownsItems=*/false);
-    for (ColumnDefinition* column : columns) {
-        fields.Insert(column->MakeField(), ListPlace::kTail);
-    }
-    // Here already, so that a layout no file can hold leaves neither a file nor a folder.
-    if (!CheckLayout(fields, &error_)) {
+    CollHashTable<OvraSQLField> fields(/*ownsItems=*/false);
+    if (!AddNewFields(name, columns, &fields, &error_)) {
         return false;
     }
     String fileName = String::Join({name, ".dbf"});
@@ -168,19 +183,14 @@ bool Schema::AlterTableAdd(TextView name, const CollList<ColumnDefinition>& colu
     // The version that the opening left in memory: the next reading of the header can drop the mark
     // that a memo field raised.
     int32_t memoCount = table->Data().Version() == kVersionWithMemo ? 1 : 0;
-    CollList<OvraSQLField> fields(/*ownsItems=*/false);
-    for (OvraSQLField* field : table->Data().Fields()) {
-        fields.Insert(field, ListPlace::kTail);
-    }
-    for (ColumnDefinition* column : columns) {
-        if (table->Data().FindField(column->name) != nullptr) {
-            return Fail(String::Join(
-                {"A field named '", column->name, "' already exists in table '", name, "'"}));
-        }
+    for (const ColumnDefinition* column : columns) {
         memoCount += column->type == kFieldMemo ? 1 : 0;
-        fields.Insert(column->MakeField(), ListPlace::kTail);
     }
-    return CheckLayout(fields, &error_) &&
+    CollHashTable<OvraSQLField> fields(/*ownsItems=*/false);
+    for (OvraSQLField* field : table->Data().Fields()) {
+        IgnoreResult(fields.Add(field));
+    }
+    return AddNewFields(name, columns, &fields, &error_) &&
            RebuildTable(*table, &fields, memoCount, /*dropPosition=*/0);
 }
 

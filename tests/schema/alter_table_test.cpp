@@ -70,10 +70,31 @@ TEST_F(AlterTableTest, AColumnThatExistsChangesNothing) {
     EXPECT_EQ(TheHost().FileBytes("db/t.dbf"), before);
 }
 
+TEST_F(AlterTableTest, AColumnNameThatIsGivenTwiceChangesNothing) {
+    FillTable();
+    TheHost().ClearLog();
+    EXPECT_FALSE(AddColumns("t", {{"c", 0, 4}, {"d", 0, 4}, {"C", 1, 4}}));
+    EXPECT_EQ(Error(), "A field named 'C' already exists in table 't'");
+    EXPECT_EQ(TheHost().CallCount("ovFile_MakeTemporary"), 0);
+}
+
 TEST_F(AlterTableTest, ALayoutThatNoFileCanHoldChangesNothing) {
     FillTable();
     TheHost().ClearLog();
     EXPECT_FALSE(AddColumns("t", {{"c", 0, 300}}));
+    EXPECT_EQ(Error(), "Column 'c' cannot have a width of 300 (from 1 to 255)");
+    EXPECT_FALSE(AddColumns("t", {{"C", 1, 6, 6}}));
+    EXPECT_EQ(Error(), "Column 'C' cannot have a scale of 6 (width 6)");
+    // A name in use is told first, whatever the columns in front of it are like.
+    EXPECT_FALSE(AddColumns("t", {{"c", 0, 0}, {"a", 0, 4}}));
+    EXPECT_EQ(Error(), "A field named 'a' already exists in table 't'");
+    CollList<ColumnDefinition> columns(/*ownsItems=*/true);
+    std::vector<std::string> names(257);
+    for (size_t index = 0; index < names.size(); ++index) {
+        names[index] = "c" + std::to_string(index);
+        Fill(&columns, {{names[index].c_str(), 0, 255}});
+    }
+    EXPECT_FALSE(schema_->AlterTableAdd("t", columns));
     EXPECT_EQ(Error(), "Error creating table datafile: record too long (maximum 65535)");
     EXPECT_EQ(TheHost().CallCount("ovFile_MakeTemporary"), 0);
     EXPECT_EQ(Records("t").size(), 3U);
@@ -82,8 +103,10 @@ TEST_F(AlterTableTest, ALayoutThatNoFileCanHoldChangesNothing) {
 TEST_F(AlterTableTest, TooManyColumnsLeaveNoTemporaryFile) {
     ASSERT_TRUE(CreateTable("t", {{"a", 0, 1}}));
     CollList<ColumnDefinition> columns(/*ownsItems=*/true);
-    for (int32_t index = 0; index < 2046; ++index) {
-        Fill(&columns, {{"c", 0, 1}});
+    std::vector<std::string> names(2046);
+    for (size_t index = 0; index < names.size(); ++index) {
+        names[index] = "c" + std::to_string(index);
+        Fill(&columns, {{names[index].c_str(), 0, 1}});
     }
     const std::vector<std::string> before = TheHost().FilePaths();
     EXPECT_FALSE(schema_->AlterTableAdd("t", columns));

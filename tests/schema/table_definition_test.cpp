@@ -80,17 +80,40 @@ TEST_F(TableDefinitionTest, AMemoFileNeverReplacesTheCatalog) {
     Reopen("db/odd.dbt");
 }
 
-TEST_F(TableDefinitionTest, ALayoutThatNoFileCanHoldIsRefusedBeforeAnyFile) {
+TEST_F(TableDefinitionTest, AWidthThatNoFileCanHoldIsRefusedBeforeAnyFile) {
     schema_->SetSubdirChar('_');
-    const char* const message = "Error creating table datafile: record too long (maximum 65535)";
     const Column refused[] = {{"a", 0, 256}, {"a", 0, 0}, {"a", 0, -5}, {"a", 1, -2147483647}};
     for (const Column& column : refused) {
-        EXPECT_FALSE(CreateTable("x_t", {column})) << column.width;
-        EXPECT_EQ(Error(), message);
+        EXPECT_FALSE(CreateTable("x_t", {{"first", 0, 5}, column}));
+        EXPECT_EQ(Error(), "Column 'a' cannot have a width of " + std::to_string(column.width) +
+                               " (from 1 to 255)");
     }
     EXPECT_FALSE(TheHost().HasDirectory("db/x"));
     EXPECT_TRUE(CatalogRows().empty());
     EXPECT_TRUE(CreateTable("x_t", {{"a", 0, 255}}));
+}
+
+// The point stands before the last digits, so a number has one byte more than its scale at least.
+TEST_F(TableDefinitionTest, AScaleThatItsWidthCantHoldIsRefusedBeforeAnyFile) {
+    schema_->SetSubdirChar('_');
+    const Column refused[] = {{"N", 1, 5, -1}, {"N", 1, 5, 5}, {"N", 1, 1, 300}};
+    for (const Column& column : refused) {
+        EXPECT_FALSE(CreateTable("x_t", {{"first", 0, 5}, column}));
+        EXPECT_EQ(Error(), "Column 'N' cannot have a scale of " + std::to_string(column.scale) +
+                               " (width " + std::to_string(column.width) + ")");
+    }
+    EXPECT_FALSE(TheHost().HasDirectory("db/x"));
+    EXPECT_TRUE(CatalogRows().empty());
+    EXPECT_TRUE(CreateTable("x_t", {{"n", 1, 5, 4}, {"m", 1, 1, 0}}));
+}
+
+// The second one could never be named.
+TEST_F(TableDefinitionTest, AColumnNameThatIsGivenTwiceIsRefusedBeforeAnyFile) {
+    schema_->SetSubdirChar('_');
+    EXPECT_FALSE(CreateTable("x_t", {{"name", 0, 5}, {"a", 0, 5}, {"Name", 1, 5}}));
+    EXPECT_EQ(Error(), "A field named 'Name' already exists in table 'x_t'");
+    EXPECT_FALSE(TheHost().HasDirectory("db/x"));
+    EXPECT_TRUE(CatalogRows().empty());
 }
 
 // 257 columns of 255 bytes are 65535 bytes, and the flag byte is one more.
@@ -109,8 +132,10 @@ TEST_F(TableDefinitionTest, TheLongestRecordHas65535Bytes) {
 
 TEST_F(TableDefinitionTest, TooManyColumnsHaveTheDataFilesMessage) {
     CollList<ColumnDefinition> columns(/*ownsItems=*/true);
-    for (int32_t index = 0; index < 2047; ++index) {
-        Fill(&columns, {{"c", 0, 1}});
+    std::vector<std::string> names(2047);
+    for (size_t index = 0; index < names.size(); ++index) {
+        names[index] = "c" + std::to_string(index);
+        Fill(&columns, {{names[index].c_str(), 0, 1}});
     }
     EXPECT_FALSE(schema_->CreateTable("t", columns));
     EXPECT_EQ(Error(), "Error creating table datafile: too many fields (maximum 2046)");

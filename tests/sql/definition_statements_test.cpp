@@ -69,13 +69,56 @@ TEST_F(DefinitionStatementsTest, DropOfANameWithAZeroByteLeavesOthersAlone) {
 }
 
 TEST_F(DefinitionStatementsTest, WidthsThatNoFileCanHoldAreRefused) {
-    const std::string message = "Error creating table datafile: record too long (maximum 65535)";
-    for (const char* type : {"char(300)", "char('-5')", "char(0)", "char(256)", "numeric('-3')"}) {
-        EXPECT_EQ(Refused(std::string("create table t (a ") + type + ")"), message) << type;
+    const auto message = [](const char* name, int32_t width) {
+        return std::string("Column '") + name + "' cannot have a width of " +
+               std::to_string(width) + " (from 1 to 255)";
+    };
+    const struct {
+        const char* type;
+        int32_t width;
+    } refused[] = {{"char(300)", 300}, {"char('-5')", -5},    {"char(0)", 0},
+                   {"char(256)", 256}, {"numeric('-3')", -3}, {"numeric('-9', 2)", -6}};
+    for (const auto& [type, width] : refused) {
+        EXPECT_EQ(Refused(std::string("create table t (a ") + type + ")"), message("a", width));
     }
     EXPECT_FALSE(TheHost().HasFile("t.dbf"));
     Run("create table t (a char(255))");
-    EXPECT_EQ(Refused("alter table t add (b char(300))"), message);
+    EXPECT_EQ(Refused("alter table t add (B char(300))"), message("B", 300));
+}
+
+// Numbers in quotes can have a sign. The width is p + 1 + s.
+TEST_F(DefinitionStatementsTest, ScalesThatTheirWidthsCantHoldAreRefused) {
+    const auto message = [](const char* name, int32_t scale, int32_t width) {
+        return std::string("Column '") + name + "' cannot have a scale of " +
+               std::to_string(scale) + " (width " + std::to_string(width) + ")";
+    };
+    const struct {
+        const char* type;
+        int32_t scale;
+        int32_t width;
+    } refused[] = {{"numeric('5', '-1')", -1, 5},
+                   {"numeric('300', '-300')", -300, 1},
+                   {"numeric('-5', '10')", 10, 6},
+                   {"decimal('-1', '2')", 2, 2}};
+    Run("create table old (a char(5))");
+    for (const auto& [type, scale, width] : refused) {
+        EXPECT_EQ(Refused(std::string("create table t (a ") + type + ")"),
+                  message("a", scale, width));
+        EXPECT_EQ(Refused(std::string("alter table old add (B ") + type + ")"),
+                  message("B", scale, width));
+    }
+    EXPECT_FALSE(TheHost().HasFile("t.dbf"));
+    Run("create table t (a numeric('5', '1'), b numeric(0, 4))");
+}
+
+TEST_F(DefinitionStatementsTest, AColumnNameIsGivenOnce) {
+    EXPECT_EQ(Refused("create table t (a char, b char, A numeric(5))"),
+              "A field named 'A' already exists in table 't'");
+    EXPECT_FALSE(TheHost().HasFile("t.dbf"));
+    Run("create table t (a char)");
+    EXPECT_EQ(Refused("alter table t add (b char, B memo)"),
+              "A field named 'B' already exists in table 't'");
+    EXPECT_EQ(Rows("select * from t"), "");
 }
 
 TEST_F(DefinitionStatementsTest, ColumnsAreAddedAndDropped) {
