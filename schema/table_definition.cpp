@@ -51,7 +51,7 @@ bool AddNewFields(TextView tableName, const CollList<ColumnDefinition>& columns,
         }
     }
     return fields->Count() > kMaximumFieldCount ||
-           OvraSQLTable::CheckLayout(*fields, error);
+           OvraSQLTable::CheckLayout(*fields, /*narrowest=*/0, error);
 }
 
 }  // namespace

@@ -45,10 +45,12 @@ class OvraSQLTable {
     [[nodiscard]] bool CreateFromHandles(void* dataFile, TextView path, void* memoFile,
                                          TextView memoPath, Collection<OvraSQLField>& fields);
 
-    // Whether a table can be made of such fields: no width outside 1 to 255, no record beyond 65535
-    // bytes. Writes the text into `error` if not. Callers that make other files first ask this
-    // first.
-    [[nodiscard]] static bool CheckLayout(Collection<OvraSQLField>& fields, String* error);
+    // Whether a table can be made of such fields: no width outside `narrowest` to 255, no record
+    // beyond 65535 bytes. Writes the text into `error` if not. Callers that make other files first
+    // ask this first. A file from elsewhere can have fields without bytes, and so can its copy,
+    // from CreateFromHandles; Create refuses them.
+    [[nodiscard]] static bool CheckLayout(Collection<OvraSQLField>& fields, int32_t narrowest,
+                                          String* error);
 
     // Opens existing files. After a failure the data file may be open; Close or the destructor ends
     // that.

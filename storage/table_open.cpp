@@ -56,11 +56,12 @@ OvraSQLTable::~OvraSQLTable() {
     Close();
 }
 
-bool OvraSQLTable::CheckLayout(Collection<OvraSQLField>& fields, String* error) {
+bool OvraSQLTable::CheckLayout(Collection<OvraSQLField>& fields, int32_t narrowest, String* error) {
     int64_t recordLength = 1;
     bool widthsFit = true;
     for (OvraSQLField* field = fields.First(); field != nullptr; field = fields.Next()) {
-        widthsFit = widthsFit && field->Length() >= 1 && field->Length() <= kMaximumFieldLength;
+        widthsFit =
+            widthsFit && field->Length() >= narrowest && field->Length() <= kMaximumFieldLength;
         recordLength += field->Length();
     }
     if (widthsFit && recordLength <= kMaximumRecordLength) {
@@ -75,7 +76,7 @@ bool OvraSQLTable::Create(TextView path, Collection<OvraSQLField>& fields) {
     const String memoPath = MemoPathOf(path);
     // A layout that the file can't describe is refused while nothing is changed; too many fields
     // have their own message, behind the making of the file.
-    if (fields.Count() <= kMaximumFieldCount && !CheckLayout(fields, &error_)) {
+    if (fields.Count() <= kMaximumFieldCount && !CheckLayout(fields, /*narrowest=*/1, &error_)) {
         return false;
     }
     HostFile dataFile(OpenFile(dataPath, kOpenNew));
@@ -130,7 +131,7 @@ bool OvraSQLTable::CreateFromHandles(void* dataFile, TextView path, void* memoFi
         error_ = "Error creating table datafile: too many fields (maximum 2046)";
         return false;
     }
-    if (!CheckLayout(fields, &error_)) {
+    if (!CheckLayout(fields, /*narrowest=*/0, &error_)) {
         return false;
     }
     String newDataPath(path);
