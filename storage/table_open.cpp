@@ -248,7 +248,7 @@ bool OvraSQLTable::ReadHeader() {
 
 bool OvraSQLTable::WriteHeader() {
     std::tm now;
-    IgnoreResult(GmTime(std::time(nullptr), &now));  // a clock that fails gives a zero date
+    IgnoreResult(GmTime(std::time(nullptr), &now));  // a clock that fails gives 00 01 00
     year_ = now.tm_year;
     month_ = now.tm_mon + 1;
     day_ = now.tm_mday;
