@@ -1,5 +1,7 @@
 // What a new database looks like on disk, and what an old one must have to be opened.
 
+#include <algorithm>
+
 #include "tests/schema/schema_fixture.h"
 
 namespace ovrasql {
@@ -315,6 +317,24 @@ TEST_F(SchemaOpenTest, TheTraceOpensUnderItsDefaultName) {
     ASSERT_TRUE(schema_->OpenTrace(""));
     schema_->Trace().Write("line\n");
     EXPECT_EQ(TheHost().FileText("sql.log"), "line\n");
+}
+
+// Whatever closing the catalog has to tell finds the trace open.
+TEST_F(SchemaOpenTest, TheTraceIsClosedBehindTheCatalog) {
+    CreateDatabase();
+    ASSERT_TRUE(schema_->OpenTrace("trace.log"));
+    TheHost().ClearLog();
+    schema_.reset();
+    Texts closed;
+    for (const HostCall& call : TheHost().Calls()) {
+        if (call.name == "ovFile_Close") {
+            closed.push_back(call.path);
+        }
+    }
+    ASSERT_EQ(closed.size(), 4U);
+    EXPECT_EQ(closed.back(), "trace.log");
+    std::sort(closed.begin(), closed.end());
+    EXPECT_EQ(closed, (Texts{"db/main.dbf", "db/main.ovx", "db/maini.ovx", "trace.log"}));
 }
 
 TEST_F(SchemaOpenTest, ATraceThatDoesNotOpenIsReported) {

@@ -157,6 +157,25 @@ TEST_F(TableDefinitionTest, ACatalogThatCantBeReadIsNotAFreeName) {
     EXPECT_FALSE(TheHost().HasFile("db/t.dbf"));
 }
 
+// Neither a live row nor a dead one: what it says about the name is not known.
+TEST_F(TableDefinitionTest, ARowThatCantBeReadIsNotAFreeName) {
+    for (const bool dropped : {false, true}) {
+        SetUp();
+        ASSERT_TRUE(CreateTable("t", {{"a", 0, 5}}));
+        if (dropped) {
+            ASSERT_TRUE(schema_->DropTable("t"));
+        }
+        TheHost().RemoveFile("db/t.dbf");  // the row alone stands in the way
+        TheHost().SetErrorText("bad disk");
+        // Header and page of the index, then the row.
+        TheHost().FailCall("ovFile_Read", 3);
+        EXPECT_FALSE(CreateTable("t", {{"a", 0, 5}})) << dropped;
+        EXPECT_EQ(Error(), "Error reading from 'db/main.dbf': bad disk") << dropped;
+        EXPECT_FALSE(TheHost().HasFile("db/t.dbf")) << dropped;
+        schema_.reset();
+    }
+}
+
 TEST_F(TableDefinitionTest, AFailedRowLeavesTheFile) {
     TheHost().SetErrorText("disk full");
     // Header, descriptors and end mark of the table, then the row.
@@ -164,6 +183,7 @@ TEST_F(TableDefinitionTest, AFailedRowLeavesTheFile) {
     EXPECT_FALSE(CreateTable("t", {{"a", 0, 5}}));
     EXPECT_EQ(Error(), "Error writing to 'db/main.dbf': disk full");
     EXPECT_TRUE(TheHost().HasFile("db/t.dbf"));
+    EXPECT_NE(schema_->GetTable("t"), nullptr);  // as it was made, for want of a row
     EXPECT_FALSE(CreateTable("t", {{"a", 0, 5}}));
     EXPECT_EQ(Error(), "Table 't' cannot be created because datafile 'db/t.dbf' already exists");
 }

@@ -286,6 +286,22 @@ TEST_F(DataCreate, FromHandlesTakesAFieldWithoutBytes) {
     EXPECT_EQ(TheHost().FileText("d").substr(97), " yes\x1A");
 }
 
+TEST_F(DataCreate, FromHandlesLeavesAMemoFileThatNoFieldNeedsToTheCaller) {
+    ColumnList columns;
+    columns.Add("A", 0, 1);
+    void* data = ovFile_Open(TheHost().Program(), 2, "d", 1, 15);
+    void* memo = ovFile_Open(TheHost().Program(), 2, "m", 1, 15);
+    {
+        OvraSQLTable table(database_);
+        ASSERT_TRUE(table.CreateFromHandles(data, "d", memo, "m", columns));
+        EXPECT_FALSE(table.HasMemoFile());
+        EXPECT_EQ(TheHost().OpenFileCount(), 2);
+    }
+    EXPECT_EQ(TheHost().OpenFileCount(), 1);
+    ovFile_Close(memo);
+    EXPECT_TRUE(TheHost().FileText("m").empty());
+}
+
 TEST_F(DataCreate, FromHandlesReportsAMissingHandle) {
     ColumnList columns;
     columns.Add("M", 4, 10);

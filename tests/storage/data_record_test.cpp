@@ -1,6 +1,8 @@
 // Reading and writing records: bytes, positions, and the order of host calls that other processes
 // rely on.
 
+#include <functional>
+
 #include "tests/storage/data_support.h"
 
 namespace ovrasql {
@@ -25,6 +27,29 @@ class DataRecord : public DataTest {
         return Text(table.FindField(name)->ValueText());
     }
     static std::string Records() { return TheHost().FileText("t.dbf").substr(97); }
+
+    // Fails each call of a change to record 1 in turn.
+    void FailEachCall(const std::function<bool(OvraSQLTable&)>& change) {
+        // Calls: 1 lock, 2 seek, 3 write, 4 release, 5 lock, 6 and 7 header read, 8 and 9 header
+        // written.
+        const char* const locking = "Error locking 't.dbf' for write: Injected failure";
+        const char* const reading = "Error reading from 't.dbf': Injected failure";
+        const char* const writing = "Error writing to 't.dbf': Injected failure";
+        const char* const texts[] = {locking, writing, writing, nullptr, locking,
+                                     reading, reading, writing, writing};
+        for (int call = 1; call <= 9; ++call) {
+            OvraSQLTable table(database_);
+            OpenTwo(table);
+            ASSERT_TRUE(table.ReadRecord(1));
+            TheHost().FailCall(call, FailureKind::kHalf);
+            // A release that fails goes unreported.
+            EXPECT_EQ(change(table), texts[call - 1] == nullptr) << call;
+            if (texts[call - 1] != nullptr) {
+                EXPECT_EQ(Text(table.Error()), texts[call - 1]) << call;
+            }
+            EXPECT_TRUE(TheHost().Locks().empty()) << call;
+        }
+    }
 };
 
 TEST_F(DataRecord, ReadsARecordWithOneSeekAndOneReadAndNoLock) {
@@ -305,25 +330,7 @@ TEST_F(DataRecord, AnUpdateMakesTheNewValuesTheSavedOnes) {
 }
 
 TEST_F(DataRecord, FailuresOfUpdateNameTheFileAndGiveTheLocksBack) {
-    // Calls: 1 lock, 2 seek, 3 write, 4 release, 5 lock, 6 and 7 header read, 8 and 9 header
-    // written.
-    const char* const locking = "Error locking 't.dbf' for write: Injected failure";
-    const char* const reading = "Error reading from 't.dbf': Injected failure";
-    const char* const writing = "Error writing to 't.dbf': Injected failure";
-    const char* const texts[] = {locking, writing, writing, nullptr, locking,
-                                 reading, reading, writing, writing};
-    for (int call = 1; call <= 9; ++call) {
-        OvraSQLTable table(database_);
-        OpenTwo(table);
-        ASSERT_TRUE(table.ReadRecord(1));
-        TheHost().FailCall(call, FailureKind::kHalf);
-        // A release that fails goes unreported.
-        EXPECT_EQ(table.UpdateRecord(), texts[call - 1] == nullptr) << call;
-        if (texts[call - 1] != nullptr) {
-            EXPECT_EQ(Text(table.Error()), texts[call - 1]) << call;
-        }
-        EXPECT_TRUE(TheHost().Locks().empty()) << call;
-    }
+    FailEachCall([](OvraSQLTable& table) { return table.UpdateRecord(); });
 }
 
 TEST_F(DataRecord, NoRecordInHandIsNothingToChange) {
@@ -363,18 +370,7 @@ TEST_F(DataRecord, MarkDeletedWritesOneByteAndRefreshesTheHeader) {
 }
 
 TEST_F(DataRecord, FailuresOfMarkDeletedHaveTheTextsOfUpdate) {
-    const char* const texts[] = {"Error locking 't.dbf' for write: Injected failure",
-                                 "Error writing to 't.dbf': Injected failure",
-                                 "Error writing to 't.dbf': Injected failure"};
-    for (int call = 1; call <= 3; ++call) {
-        OvraSQLTable table(database_);
-        OpenTwo(table);
-        ASSERT_TRUE(table.ReadRecord(1));
-        TheHost().FailCall(call);
-        EXPECT_FALSE(table.MarkDeleted(true));
-        EXPECT_EQ(Text(table.Error()), texts[call - 1]);
-        EXPECT_TRUE(TheHost().Locks().empty());
-    }
+    FailEachCall([](OvraSQLTable& table) { return table.MarkDeleted(true); });
 }
 
 }  // namespace

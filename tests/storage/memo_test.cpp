@@ -40,6 +40,15 @@ class Memo : public DataTest {
         return TheHost().FileText("t.dbf").substr(97 + (record - 1) * 14 + 4, 10);
     }
     static std::string MemoFile() { return TheHost().FileText("t.dbt"); }
+    // Two more reads succeed; this host never gives a negative count by itself.
+    static void FailFromTheThirdReadOn() {
+        static int32_t calls;
+        calls = 0;
+        hostServices.ovFile_Read = [](void* file, void* buffer, int32_t length) -> int32_t {
+            return ++calls > 2 ? -1 : ::ovFile_Read(file, buffer, length);
+        };
+        TheHost().SetErrorText("gone");
+    }
 
     std::unique_ptr<OvraSQLTable> table_;
     OvraSQLMemoField* field_ = nullptr;
@@ -135,13 +144,7 @@ TEST_F(Memo, AFailedReadGivesWhatCameAndTheMessage) {
     EXPECT_FALSE(table_->ReadMemo(1, read));
     EXPECT_EQ(Text(table_->Error()), "Error reading from 't.dbt': Injected failure");
     EXPECT_FALSE(read.IsLoaded());
-    // This host never reads a negative count by itself.
-    static int32_t calls;
-    calls = 0;
-    hostServices.ovFile_Read = [](void* file, void* buffer, int32_t length) -> int32_t {
-        return ++calls > 2 ? -1 : ::ovFile_Read(file, buffer, length);
-    };
-    TheHost().SetErrorText("gone");
+    FailFromTheThirdReadOn();
     EXPECT_FALSE(table_->ReadMemo(1, read));
     EXPECT_EQ(Text(table_->Error()), "Error reading from 't.dbt': gone");
     EXPECT_EQ(Text(read.Bytes()), std::string(1024, 'q'));
@@ -351,6 +354,19 @@ TEST_F(Memo, TheOldTextIsFoundBehindANewOne) {
     EXPECT_STREQ(field_->SwapValues(), "new");  // saved by the update
     ASSERT_TRUE(table_->ReadRecord(1));
     EXPECT_EQ(Text(field_->ValueText()), "new");
+}
+
+// A key made of the part would be missed in the index that holds the whole.
+TEST_F(Memo, APartOfATextIsNeverTakenForTheStoredOne) {
+    const std::string text(1200, 'q');
+    Append(text.c_str());
+    ASSERT_TRUE(table_->ReadRecord(1));
+    FailFromTheThirdReadOn();
+    EXPECT_EQ(Text(field_->ValueText()), std::string(1024, 'q'));
+    EXPECT_EQ(Text(table_->Error()), "Error reading from 't.dbt': gone");
+    EXPECT_STREQ(field_->SwapValues(), "");
+    BindHostServices(nullptr);
+    EXPECT_EQ(Text(field_->ValueText()), text);
 }
 
 TEST_F(Memo, TheOldTextMayBeEmptyOrLoadedBefore) {
