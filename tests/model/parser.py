@@ -218,8 +218,8 @@ class Parser(ExpressionParser):
     def query_block(self, first):
         query = first
         while True:
-            if not self.skip("all"):
-                query.distinct = self.skip("distinct")
+            self.skip("all")
+            query.distinct = self.skip("distinct")
             if self.skip("*"):
                 query.all_columns = True
             else:
