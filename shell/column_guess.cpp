@@ -3,17 +3,14 @@
 #include <algorithm>
 #include <array>
 
+#include "shell/plain_number.h"
+
 namespace ovrashell {
 
 namespace {
 
-constexpr int32_t kWidestNumber = 19;     // the language allows no wider number column
-constexpr int32_t kDigitsOfADouble = 15;  // decimal digits that a double always keeps
+constexpr int32_t kWidestNumber = 19;  // the language allows no wider number column
 constexpr int32_t kMemoFieldWidth = 10;
-
-constexpr std::string_view kDigits = "0123456789";
-
-int32_t Length(std::string_view text) { return static_cast<int32_t>(text.size()); }
 
 }  // namespace
 
@@ -27,10 +24,15 @@ int32_t ParseBoolean(std::string_view text) {
     return std::find(kFalse.begin(), kFalse.end(), lowered) != kFalse.end() ? 0 : -1;
 }
 
+bool IsNoValue(const Column& defined, std::string_view text) {
+    return text.empty() || (defined.letter == 'L' && text == "?");
+}
+
 void ColumnGuess::See(std::string_view value) {
-    longest_ = std::max(longest_, Length(value));
-    if (value.empty()) {
-        ++emptyValues_;
+    longest_ = std::max(longest_, static_cast<int32_t>(value.size()));
+    const bool isNoValue = IsNoValue(defined_, value);
+    notes_.See(isNoValue ? std::string_view() : value);
+    if (isNoValue) {
         return;
     }
     ++values_;
@@ -38,24 +40,13 @@ void ColumnGuess::See(std::string_view value) {
     allBooleans_ = allBooleans_ && ParseBoolean(value) >= 0;
 }
 
-// Takes [-]digits[.digits] without a leading zero that a number would lose.
 bool ColumnGuess::SeeNumber(std::string_view value) {
-    const bool negative = value.front() == '-';
-    value.remove_prefix(negative ? 1 : 0);
-    const auto point = value.find('.');
-    const std::string_view integer = value.substr(0, point);
-    const std::string_view fraction =
-        point == std::string_view::npos ? std::string_view() : value.substr(point + 1);
-    if (integer.empty() || integer.find_first_not_of(kDigits) != std::string_view::npos ||
-        fraction.find_first_not_of(kDigits) != std::string_view::npos) {
+    const auto number = ReadPlainNumber(value);
+    if (!number.has_value() || !number->isCanonical) {
         return false;
     }
-    if ((integer.size() > 1 && integer.front() == '0') ||
-        (point != std::string_view::npos && fraction.empty())) {
-        return false;
-    }
-    integerPlaces_ = std::max(integerPlaces_, Length(integer) + (negative ? 1 : 0));
-    fractionPlaces_ = std::max(fractionPlaces_, Length(fraction));
+    integerPlaces_ = std::max(integerPlaces_, number->Places());
+    fractionPlaces_ = std::max(fractionPlaces_, static_cast<int32_t>(number->fraction.size()));
     return true;
 }
 
@@ -66,7 +57,7 @@ bool ColumnGuess::FitsNumber() const {
 Column ColumnGuess::Result(const std::string& name) const {
     const bool isDefined = defined_.width > 0;
     const bool mayBeNumber = isDefined ? defined_.letter == 'N' : values_ > 0;
-    const bool mayBeBoolean = isDefined ? defined_.letter == 'L' && emptyValues_ == 0 : values_ > 0;
+    const bool mayBeBoolean = isDefined ? defined_.letter == 'L' : values_ > 0;
     if (isDefined && defined_.letter == 'M') {
         return {name, 'M', kMemoFieldWidth, 0};
     }

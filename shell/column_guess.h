@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "shell/catalog.h"
+#include "shell/value_notes.h"
 
 namespace ovrashell {
 
@@ -25,16 +26,15 @@ class ColumnGuess {
     // The column for CREATE TABLE under that name.
     Column Result(const std::string& name) const;
 
-    // Empty values seen: a number or boolean column has no way to keep them apart from 0 and false.
-    uint64_t EmptyValues() const { return emptyValues_; }
+    const ValueNotes& Notes() const { return notes_; }
 
   private:
     bool SeeNumber(std::string_view value);
     bool FitsNumber() const;
 
     Column defined_;
+    ValueNotes notes_;
     uint64_t values_ = 0;
-    uint64_t emptyValues_ = 0;
     int32_t longest_ = 0;
     int32_t integerPlaces_ = 1;  // digits before the point, with the sign
     int32_t fractionPlaces_ = 0;
@@ -44,5 +44,9 @@ class ColumnGuess {
 
 // A boolean as text: 1 true ("true", "t", "yes", "y" in any case), 0 false, -1 neither.
 int32_t ParseBoolean(std::string_view text);
+
+// Whether the text stands for no value in a column that its file defines so: it is empty, or the
+// question mark of a logical column that nothing was put into.
+bool IsNoValue(const Column& defined, std::string_view text);
 
 }  // namespace ovrashell

@@ -1,28 +1,31 @@
 #include <csv.h>
 
-#include <array>
+#include <algorithm>
 #include <exception>
-#include <fstream>
 #include <utility>
 
-#include "shell/byte_order_mark.h"
 #include "shell/database.h"
 #include "shell/import_source.h"
+#include "shell/text_file.h"
 
 namespace ovrashell {
 
 namespace {
 
-constexpr std::size_t kChunkSize = 65536;
+// Every line end outside of quotes is told, so that the lines can be counted.
+constexpr unsigned char kOptions = CSV_APPEND_NULL | CSV_REPALL_NL;
+// At the end of the file: a quote that is still open is an error. While reading, these would also
+// refuse a quote in the middle of a value, as in 5" pipe.
+constexpr unsigned char kOptionsAtEnd = kOptions | CSV_STRICT | CSV_STRICT_FINI;
 
-// One pass over a CSV file with libcsv, which calls back for each value and each row. What the
-// row's receiver throws is carried over the C code and thrown again behind it.
+// One pass over a CSV file with libcsv, which calls back for each value and each row. What is
+// thrown on the way is carried over the C code and thrown again behind it.
 class CsvPass {
   public:
     using OnRow = std::function<bool(SourceRow&)>;  // false ends the pass
 
-    CsvPass(const std::string& path, OnRow onRow) : path_(path), onRow_(std::move(onRow)) {
-        if (csv_init(&parser_, CSV_APPEND_NULL) != 0) {
+    CsvPass(const TextFile& file, OnRow onRow) : file_(file), onRow_(std::move(onRow)) {
+        if (csv_init(&parser_, kOptions) != 0) {
             throw Error("Cannot read CSV: out of memory");
         }
     }
@@ -31,49 +34,86 @@ class CsvPass {
     CsvPass& operator=(const CsvPass&) = delete;
 
     void Run() {
-        std::ifstream file(path_, std::ios::binary);
-        if (!file) {
-            throw Error("Cannot read '" + path_ + "'");
-        }
-        std::array<char, kChunkSize> chunk{};
-        bool atStart = true;
-        while (!stopped_ && (file.read(chunk.data(), chunk.size()), file.gcount() > 0)) {
-            std::string_view bytes(chunk.data(), static_cast<std::size_t>(file.gcount()));
-            if (std::exchange(atStart, false)) {
-                bytes = WithoutByteOrderMark(bytes);
-            }
+        file_.ForEachPiece([this](std::string_view bytes) {
             bytesRead_ += static_cast<double>(bytes.size());
-            if (csv_parse(&parser_, bytes.data(), bytes.size(), ValueEnded, RowEnded, this) !=
-                bytes.size()) {
-                throw Error("'" + path_ + "': " + csv_strerror(csv_error(&parser_)));
+            const std::size_t parsed =
+                csv_parse(&parser_, bytes.data(), bytes.size(), ValueEnded, RowEnded, this);
+            Rethrow();
+            if (parsed != bytes.size()) {
+                throw Error("'" + file_.Path() + "': " + csv_strerror(csv_error(&parser_)));
             }
-            Rethrow();
-        }
+            return !stopped_;
+        });
         if (!stopped_) {
-            csv_fini(&parser_, ValueEnded, RowEnded, this);
-            Rethrow();
+            Finish();
         }
     }
 
     double BytesRead() const { return bytesRead_; }
 
+    // Where the row at hand begins, from 1.
+    uint64_t Line() const { return rowLine_; }
+
   private:
-    static void ValueEnded(void* value, std::size_t length, void* self) {
-        auto* pass = static_cast<CsvPass*>(self);
-        pass->row_.emplace_back(static_cast<const char*>(value), length);
+    void Finish() {
+        csv_set_opts(&parser_, kOptionsAtEnd);
+        const bool closed = csv_fini(&parser_, ValueEnded, RowEnded, this) == 0;
+        Rethrow();
+        if (!closed) {
+            throw Error("'" + file_.Path() + "': the quote that opens in line " +
+                        std::to_string(line_) + " is not closed");
+        }
     }
 
-    static void RowEnded(int /*character*/, void* self) {
+    static void ValueEnded(void* value, std::size_t length, void* self) {
         auto* pass = static_cast<CsvPass*>(self);
-        if (!pass->stopped_) {
-            try {
-                pass->stopped_ = !pass->onRow_(pass->row_);
-            } catch (...) {
-                pass->thrown_ = std::current_exception();
-                pass->stopped_ = true;
-            }
+        pass->Guarded([&] { pass->TakeValue({static_cast<const char*>(value), length}); });
+    }
+
+    static void RowEnded(int lineEnd, void* self) {
+        auto* pass = static_cast<CsvPass*>(self);
+        pass->Guarded([&] { pass->TakeRow(lineEnd); });
+    }
+
+    template <typename Action>
+    void Guarded(Action action) {
+        if (stopped_) {
+            return;
         }
-        pass->row_.clear();
+        try {
+            action();
+        } catch (...) {
+            thrown_ = std::current_exception();
+            stopped_ = true;
+        }
+    }
+
+    void TakeValue(std::string_view value) {
+        const auto linesIn = [](std::string_view text) {
+            return static_cast<uint64_t>(std::count(text.begin(), text.end(), '\n'));
+        };
+        const auto zero = value.find('\0');
+        if (zero != std::string_view::npos) {
+            throw Error("'" + file_.Path() + "' has a zero byte in line " +
+                        std::to_string(line_ + linesIn(value.substr(0, zero))) +
+                        ": it is no text file");
+        }
+        row_.emplace_back(value);
+        line_ += linesIn(value);
+    }
+
+    void TakeRow(int lineEnd) {
+        const bool hasValues = !row_.empty();
+        if (hasValues) {
+            stopped_ = !onRow_(row_);
+            row_.clear();
+        }
+        // CR and LF in a row end one line.
+        if (hasValues || lineEnd != CSV_LF || lastLineEnd_ != CSV_CR) {
+            ++line_;
+        }
+        lastLineEnd_ = lineEnd;
+        rowLine_ = line_;
     }
 
     void Rethrow() {
@@ -82,10 +122,13 @@ class CsvPass {
         }
     }
 
-    std::string path_;
+    const TextFile& file_;
     OnRow onRow_;
     csv_parser parser_{};
     SourceRow row_;
+    uint64_t line_ = 1;     // where the next value begins
+    uint64_t rowLine_ = 1;  // where the row began
+    int lastLineEnd_ = 0;
     double bytesRead_ = 0;
     bool stopped_ = false;
     std::exception_ptr thrown_;
@@ -93,39 +136,40 @@ class CsvPass {
 
 class CsvSource final : public ImportSource {
   public:
-    CsvSource(std::string path, bool hasHeader) : path_(std::move(path)), hasHeader_(hasHeader) {
-        CsvPass pass(path_, [this](SourceRow& row) {
+    CsvSource(const std::string& path, bool hasHeader) : file_(path), hasHeader_(hasHeader) {
+        CsvPass pass(file_, [this](SourceRow& row) {
             names_ = row;
             return false;
         });
         pass.Run();
         if (names_.empty()) {
-            throw Error("'" + path_ + "' is empty");
+            throw Error("'" + path + "' is empty");
         }
         for (std::size_t i = 0; !hasHeader_ && i < names_.size(); ++i) {
             names_[i] = "c" + std::to_string(i + 1);
         }
-        std::ifstream file(path_, std::ios::binary | std::ios::ate);
-        size_ = static_cast<double>(file.tellg());
     }
 
     const std::vector<std::string>& Names() const override { return names_; }
     const std::vector<Column>& Columns() const override { return columns_; }
+    std::string Place() const override {
+        return "line " + std::to_string(line_) + " of '" + file_.Path() + "'";
+    }
 
     void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) override {
-        std::size_t number = 0;
+        bool isHeader = hasHeader_;
         const CsvPass* running = nullptr;
-        CsvPass pass(path_, [&](SourceRow& row) {
-            if ((number++ == 0 && hasHeader_) || row.empty()) {
+        CsvPass pass(file_, [&](SourceRow& row) {
+            if (std::exchange(isHeader, false)) {
                 return true;
             }
+            line_ = running->Line();
             if (row.size() > names_.size()) {
-                throw Error("'" + path_ + "': row " + std::to_string(number) + " has " +
-                            std::to_string(row.size()) + " values for " +
+                throw Error(Place() + " has " + std::to_string(row.size()) + " values for " +
                             std::to_string(names_.size()) + " columns");
             }
             row.resize(names_.size());
-            onRow(row, size_ > 0 ? running->BytesRead() / size_ : 1);
+            onRow(row, running->BytesRead() / std::max(1.0, file_.Size()));
             return true;
         });
         running = &pass;
@@ -133,11 +177,11 @@ class CsvSource final : public ImportSource {
     }
 
   private:
-    std::string path_;
+    TextFile file_;
     bool hasHeader_;
     std::vector<std::string> names_;
     std::vector<Column> columns_;
-    double size_ = 0;
+    uint64_t line_ = 0;
 };
 
 }  // namespace

@@ -1,6 +1,11 @@
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <system_error>
+#include <unordered_set>
 
 #include "shell/database.h"
 #include "shell/import_source.h"
@@ -11,13 +16,25 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Where a field descriptor has what, in bytes (docs/formats-dbf.md).
+constexpr std::streamoff kFirstDescriptor = 32;
+constexpr std::streamoff kDescriptorSize = 32;
+constexpr std::size_t kNameSize = 11;
+constexpr std::streamoff kLetterOffset = 11;
+
 // A folder of its own under the system's temporary one, removed at the end.
 class ScratchFolder {
   public:
     ScratchFolder() {
-        std::string name = (fs::temp_directory_path() / "ovrasql-import-XXXXXX").string();
+        std::error_code error;
+        const fs::path parent = fs::temp_directory_path(error);
+        if (error) {
+            throw Error("There is no folder for temporary files: " + error.message());
+        }
+        std::string name = (parent / "ovrasql-import-XXXXXX").string();
         if (::mkdtemp(name.data()) == nullptr) {
-            throw Error("Cannot make a temporary folder '" + name + "'");
+            throw Error("Cannot make a temporary folder in '" + parent.string() +
+                        "': " + std::generic_category().message(errno));
         }
         path_ = name;
     }
@@ -28,7 +45,7 @@ class ScratchFolder {
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-    fs::path File(const char* name) const { return path_ / name; }
+    std::string File(const char* name) const { return (path_ / name).string(); }
 
   private:
     fs::path path_;
@@ -36,15 +53,81 @@ class ScratchFolder {
 
 // The memo file beside a data file, whatever the case of its extension. Empty when there is none.
 fs::path MemoFileOf(const fs::path& dataFile) {
+    std::error_code error;
+    for (const char* extension : {".dbt", ".DBT"}) {
+        fs::path usual = fs::path(dataFile).replace_extension(extension);
+        if (fs::exists(usual, error)) {
+            return usual;
+        }
+    }
+    // A folder that cannot be listed has no file of another name for us.
     const fs::path folder = dataFile.has_parent_path() ? dataFile.parent_path() : fs::path(".");
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        const fs::path& candidate = entry.path();
+    fs::directory_iterator entry(folder, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        const fs::path& candidate = entry->path();
         if (EqualNoCase(candidate.stem().string(), dataFile.stem().string()) &&
             EqualNoCase(candidate.extension().string(), ".dbt")) {
             return candidate;
         }
     }
     return {};
+}
+
+// Makes a copy that can be written, whatever the permissions of the file itself.
+void CopyFile(const fs::path& from, const std::string& to) {
+    std::error_code error;
+    fs::copy_file(from, to, fs::copy_options::overwrite_existing, error);
+    if (!error) {
+        fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, error);
+    }
+    if (error) {
+        throw Error("Cannot copy '" + from.string() + "' to '" + to + "': " + error.message());
+    }
+}
+
+// Names under which the library finds each column: an empty one, and one that comes again, ignoring
+// case, is replaced by a name that no column has.
+std::vector<std::string> DistinctNames(const std::vector<Column>& columns) {
+    std::unordered_set<std::string> taken;
+    for (const Column& column : columns) {
+        taken.insert(Lowered(column.name));
+    }
+    std::unordered_set<std::string> met = {""};
+    std::vector<std::string> names;
+    std::size_t number = 0;
+    for (const Column& column : columns) {
+        std::string name = column.name;
+        if (!met.insert(Lowered(name)).second) {
+            do {
+                name = "c" + std::to_string(++number);
+            } while (taken.count(name) > 0);
+        }
+        names.push_back(name);
+    }
+    return names;
+}
+
+// Changes the header of a copy so that the library hands out each cell as it stands in the record:
+// of two columns with one name it would read the first twice, and of a logical column it would tell
+// nothing but 1 and 0. As text a cell loses the blanks behind it only, which are no part of a date
+// either.
+void ExposeCells(const std::string& copy, const std::vector<Column>& columns) {
+    const std::vector<std::string> names = DistinctNames(columns);
+    std::fstream file(copy, std::ios::in | std::ios::out | std::ios::binary);
+    std::streamoff descriptor = kFirstDescriptor;
+    for (std::size_t i = 0; i < columns.size(); ++i, descriptor += kDescriptorSize) {
+        if (names[i] != columns[i].name) {
+            std::array<char, kNameSize> bytes{};
+            names[i].copy(bytes.data(), bytes.size());
+            file.seekp(descriptor).write(bytes.data(), bytes.size());
+        }
+        if (columns[i].letter == 'L' || columns[i].letter == 'D') {
+            file.seekp(descriptor + kLetterOffset).put('C');
+        }
+    }
+    if (!file.flush()) {
+        throw Error("Cannot write '" + copy + "'");
+    }
 }
 
 void Replace(const std::string& from, const std::string& to, std::string* text) {
@@ -58,35 +141,45 @@ void Replace(const std::string& from, const std::string& to, std::string* text) 
 // it.
 class DbfSource final : public ImportSource {
   public:
-    explicit DbfSource(const std::string& path) : path_(path), columns_(DbfFile(path).Columns()) {
-        const std::string schema = folder_.File("scratch.dbf").string();
+    explicit DbfSource(const std::string& path) : path_(path), copy_(folder_.File("t.dbf")) {
+        std::error_code error;
+        const fs::file_status status = fs::status(path, error);
+        if (fs::exists(status) && !fs::is_regular_file(status)) {
+            throw Error("'" + path + "' is no regular file");
+        }
+        columns_ = DbfFile(path).Columns();
+        const std::string schema = folder_.File("scratch.dbf");
         Database::Create(schema).Query("create table t (a char)");
-        fs::copy_file(path, folder_.File("t.dbf"), fs::copy_options::overwrite_existing);
+        CopyFile(path, copy_);
         const fs::path memo = MemoFileOf(path);
         if (!memo.empty()) {
-            fs::copy_file(memo, folder_.File("t.dbt"), fs::copy_options::overwrite_existing);
+            CopyFile(memo, folder_.File("t.dbt"));
         }
-        fs::permissions(folder_.File("t.dbf"), fs::perms::owner_write, fs::perm_options::add);
+        ExposeCells(copy_, columns_);
         for (const Column& column : columns_) {
             names_.push_back(column.name);
         }
-        rows_ = DbfFile(path).RecordCount();
+        rows_ = DbfFile(copy_).RecordCount();
         database_ = std::make_unique<Database>(Database::Open(schema));
     }
 
     const std::vector<std::string>& Names() const override { return names_; }
     const std::vector<Column>& Columns() const override { return columns_; }
+    std::string Place() const override {
+        return "row " + std::to_string(row_) + " of '" + path_ + "'";
+    }
 
     std::string Fault() const override {
-        return DbfFile(path_).IsCutShort() ? "'" + path_ + "' ends before its last record" : "";
+        return DbfFile(copy_).IsCutShort() ? "'" + path_ + "' ends before its last record" : "";
     }
 
     void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) override {
         try {
             View view = database_->Select("select * from t");
-            uint32_t done = 0;
+            row_ = 0;
             while (view.Next()) {
-                onRow(view.Values(), static_cast<double>(++done) / std::max<double>(1, rows_));
+                ++row_;
+                onRow(view.Values(), static_cast<double>(row_) / std::max<double>(1, rows_));
             }
         } catch (const Error& error) {
             throw Error(WithOwnPaths(error.what()));
@@ -96,17 +189,19 @@ class DbfSource final : public ImportSource {
   private:
     // The library's message with the paths of the user's files in place of the copies'.
     std::string WithOwnPaths(std::string message) const {
-        Replace(folder_.File("t.dbf").string(), path_, &message);
-        Replace(folder_.File("t.dbt").string(), fs::path(path_).replace_extension(".dbt").string(),
+        Replace(copy_, path_, &message);
+        Replace(folder_.File("t.dbt"), fs::path(path_).replace_extension(".dbt").string(),
                 &message);
         return message;
     }
 
     ScratchFolder folder_;
     std::string path_;
+    std::string copy_;
     std::vector<Column> columns_;
     std::vector<std::string> names_;
     double rows_ = 0;
+    uint64_t row_ = 0;  // the one at hand
     std::unique_ptr<Database> database_;
 };
 

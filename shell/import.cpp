@@ -3,16 +3,20 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "shell/column_fit.h"
 #include "shell/column_guess.h"
 #include "shell/import_source.h"
+#include "shell/interrupt.h"
 #include "shell/names.h"
 #include "shell/progress_bar.h"
+#include "shell/value_notes.h"
 
 namespace ovrashell {
 
 namespace {
 
 constexpr std::size_t kTableNameLimit = 64;
+constexpr std::size_t kMostColumns = 2046;
 constexpr int32_t kLongestRecord = 65535;
 
 // What an import does: which column of the table each value of the file goes to, and whether the
@@ -21,8 +25,13 @@ struct Plan {
     std::string table;
     bool create = false;
     std::vector<Column> columns;
-    std::vector<uint64_t> emptyValues;
+    std::vector<ValueNotes> notes;
 };
+
+// The column as the file defines it; of no width where the file defines none.
+Column DefinedColumn(const ImportSource& source, std::size_t index) {
+    return source.Columns().empty() ? Column{} : source.Columns()[index];
+}
 
 std::unique_ptr<ImportSource> OpenSource(const ImportRequest& request) {
     const std::filesystem::path path(request.path);
@@ -32,7 +41,8 @@ std::unique_ptr<ImportSource> OpenSource(const ImportRequest& request) {
 }
 
 // The first columns keep their types; from the one that would make the record too long, the widest
-// character columns go to the memo file until the record fits.
+// character columns go to the memo file until the record fits. That many columns of other types
+// always fit.
 void FitRecord(std::vector<Column>* columns) {
     const auto recordLength = [columns] {
         int32_t length = 1;
@@ -54,7 +64,7 @@ Plan PlanNewTable(ImportSource* source, const std::string& table) {
     const auto names = UsableColumnNames(source->Names());
     std::vector<ColumnGuess> guesses;
     for (std::size_t i = 0; i < names.size(); ++i) {
-        guesses.emplace_back(source->Columns().empty() ? Column{} : source->Columns()[i]);
+        guesses.emplace_back(DefinedColumn(*source, i));
     }
     ProgressBar progress("measuring");
     source->ForEachRow([&](const SourceRow& row, double part) {
@@ -62,27 +72,53 @@ Plan PlanNewTable(ImportSource* source, const std::string& table) {
             guesses[i].See(row[i]);
         }
         progress.Show(part);
+        StopIfInterrupted();
     });
     Plan plan{table, true, {}, {}};
     for (std::size_t i = 0; i < names.size(); ++i) {
         plan.columns.push_back(guesses[i].Result(names[i]));
-        plan.emptyValues.push_back(guesses[i].EmptyValues());
+        plan.notes.push_back(guesses[i].Notes());
     }
     FitRecord(&plan.columns);
     return plan;
 }
 
-Plan PlanExistingTable(ImportSource* source, const TableEntry& table) {
+// The columns of the table that the file's columns go to, by name.
+std::vector<Column> ColumnsOf(const TableEntry& table, const ImportSource& source) {
     const std::vector<Column> columns = DbfFile(table.file).Columns();
-    Plan plan{table.name, false, {}, std::vector<uint64_t>(source->Names().size(), 0)};
-    for (const std::string& name : UsableColumnNames(source->Names())) {
+    std::vector<Column> wanted;
+    for (const std::string& name : UsableColumnNames(source.Names())) {
         const auto found = std::find_if(columns.begin(), columns.end(), [&](const Column& column) {
             return EqualNoCase(column.name, name);
         });
         if (found == columns.end()) {
             throw Error("Table '" + table.name + "' has no column '" + name + "'");
         }
-        plan.columns.push_back(*found);
+        wanted.push_back(*found);
+    }
+    return wanted;
+}
+
+// All values are measured first, since the library cuts what is too wide without a word.
+Plan PlanExistingTable(ImportSource* source, const TableEntry& table) {
+    Plan plan{table.name, false, ColumnsOf(table, *source), {}};
+    std::vector<ColumnFit> fits;
+    for (std::size_t i = 0; i < plan.columns.size(); ++i) {
+        fits.emplace_back(plan.columns[i], DefinedColumn(*source, i));
+    }
+    ProgressBar progress("measuring");
+    source->ForEachRow([&](const SourceRow& row, double part) {
+        for (std::size_t i = 0; i < fits.size(); ++i) {
+            fits[i].See(row[i], [source] { return source->Place(); });
+        }
+        progress.Show(part);
+        StopIfInterrupted();
+    });
+    for (const ColumnFit& fit : fits) {
+        if (const std::string misfit = fit.Misfit(); !misfit.empty()) {
+            throw Error(misfit + "; nothing was added to " + table.name);
+        }
+        plan.notes.push_back(fit.Notes());
     }
     return plan;
 }
@@ -106,34 +142,54 @@ std::string InsertStatement(const Plan& plan) {
 }
 
 // The library takes any text but zeros as true, so a boolean's word becomes 1 or 0.
-void ConvertBooleans(const Plan& plan, ParameterList* values) {
+void ConvertBooleans(const Plan& plan, const ImportSource& source, ParameterList* values) {
     for (std::size_t i = 0; i < values->size(); ++i) {
-        if (plan.columns[i].letter != 'L' || (*values)[i].empty()) {
+        std::string& value = (*values)[i];
+        if (plan.columns[i].letter != 'L') {
             continue;
         }
-        const int32_t truth = ParseBoolean((*values)[i]);
-        if (truth >= 0) {
-            (*values)[i] = truth == 1 ? "1" : "0";
+        if (IsNoValue(DefinedColumn(source, i), value)) {
+            value.clear();
+        } else if (const int32_t truth = ParseBoolean(value); truth >= 0) {
+            value = truth == 1 ? "1" : "0";
         }
     }
+}
+
+std::string RowCount(uint64_t rows) {
+    return std::to_string(rows) + (rows == 1 ? " row" : " rows");
 }
 
 uint64_t InsertRows(Database* database, ImportSource* source, const Plan& plan) {
     const std::string statement = InsertStatement(plan);
     ProgressBar progress("importing");
     uint64_t rows = 0;
-    source->ForEachRow([&](const SourceRow& row, double part) {
-        ParameterList values = row;
-        ConvertBooleans(plan, &values);
-        database->Query(statement, values);
-        ++rows;
-        progress.Show(part);
-    });
+    const auto insert = [&](const ParameterList& values) {
+        try {
+            database->Query(statement, values);
+        } catch (const Error& error) {
+            throw Error(source->Place() + ": " + error.what());
+        }
+    };
+    try {
+        source->ForEachRow([&](const SourceRow& row, double part) {
+            ParameterList values = row;
+            ConvertBooleans(plan, *source, &values);
+            insert(values);
+            ++rows;
+            progress.Show(part);
+            StopIfInterrupted();
+        });
+    } catch (const Error& error) {
+        throw Error(std::string(error.what()) + "; " + RowCount(rows) + " of the file " +
+                    (rows == 1 ? "is" : "are") + " in " + plan.table);
+    }
     return rows;
 }
 
 void Report(const Plan& plan, const ImportSource& source, uint64_t rows, std::ostream* report) {
-    *report << rows << (rows == 1 ? " row" : " rows") << " imported into " << plan.table << '\n';
+    *report << RowCount(rows) << (plan.create ? " imported into " : " added to the existing table ")
+            << plan.table << '\n';
     if (const std::string fault = source.Fault(); !fault.empty()) {
         *report << fault << '\n';
     }
@@ -144,13 +200,7 @@ void Report(const Plan& plan, const ImportSource& source, uint64_t rows, std::os
         }
     }
     for (std::size_t i = 0; i < plan.columns.size(); ++i) {
-        const char letter = plan.columns[i].letter;
-        if (plan.emptyValues[i] > 0 && (letter == 'N' || letter == 'L')) {
-            const bool one = plan.emptyValues[i] == 1;
-            *report << plan.emptyValues[i] << (one ? " empty value of " : " empty values of ")
-                    << plan.columns[i].name << (one ? " is" : " are")
-                    << (letter == 'N' ? " stored as 0\n" : " stored as false\n");
-        }
+        TellNotes(plan.columns[i], plan.notes[i], report);
     }
 }
 
@@ -160,6 +210,10 @@ void ImportFile(Database* database, const ImportRequest& request, std::ostream* 
     const auto source = OpenSource(request);
     if (source->Names().empty()) {
         throw Error("'" + request.path + "' has no columns");
+    }
+    if (source->Names().size() > kMostColumns) {
+        throw Error("'" + request.path + "' has " + std::to_string(source->Names().size()) +
+                    " columns (maximum " + std::to_string(kMostColumns) + ")");
     }
     const std::string name =
         request.table.empty()

@@ -16,9 +16,11 @@ struct ImportRequest {
 };
 
 // Reads the file into the table, which is made when it does not exist: with types that keep every
-// value as it is. The summary goes to `report`: rows, renamed columns, empty values of number
-// columns. A progress bar goes to standard error while it is a terminal. Throws an Error; nothing
-// is made when the file itself is at fault.
+// value as it is. A table that is there takes the rows by the names of its columns, if each value
+// fits into them. The summary goes to `report`: rows, renamed columns, and the values that the
+// table cannot hold as they stand. A progress bar goes to standard error while it is a terminal.
+// Throws an Error; nothing is made or added when the file itself is at fault. An Error of a later
+// row tells how many rows are in.
 void ImportFile(Database* database, const ImportRequest& request, std::ostream* report);
 
 }  // namespace ovrashell

@@ -27,19 +27,23 @@ class ImportSource {
     // What is wrong with a file whose rows can be read all the same; empty when nothing is.
     virtual std::string Fault() const { return {}; }
 
+    // Where the row at hand stands, as "line 7 of 'x.csv'". For use inside ForEachRow.
+    virtual std::string Place() const = 0;
+
     // Calls back for each row, with as many values as there are names, and with how much of the
     // file is behind it, 0 to 1.
     virtual void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) = 0;
 };
 
 // A CSV file. Its first row has the names; where it has none (`hasHeader` false), the columns are
-// called c1, c2 and so on. Values may be quoted and then hold commas, quotes
-// (twice) and line ends. A row with more values than there are names is an Error; missing ones are
-// empty.
+// called c1, c2 and so on. Values may be quoted and then hold commas, quotes (twice) and line ends.
+// A row with more values than there are names is an Error; missing ones are empty. A zero byte,
+// UTF-16 and a quote that is never closed are Errors, too.
 std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path, bool hasHeader);
 
 // A .dbf file, with the .dbt file of the same name beside it when it has memo columns. Deleted
-// records are left out.
+// records are left out. Logical columns give what stands in the record (T, F, Y, N, ?), without
+// blanks.
 std::unique_ptr<ImportSource> OpenDbfSource(const std::string& path);
 
 }  // namespace ovrashell

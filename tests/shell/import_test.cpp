@@ -2,19 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-
 #include "shell/column_guess.h"
-#include "shell/import.h"
 #include "shell/names.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/shell/import_fixture.h"
 
 namespace ovrashell {
 namespace {
-
-using Rows = std::vector<std::vector<std::string>>;
 
 Column GuessOf(const std::vector<std::string>& values, const Column& defined = {}) {
     ColumnGuess guess(defined);
@@ -62,7 +55,9 @@ TEST(ColumnGuessTest, DefinedColumnsKeepTheirKindWhereTheValuesAllowIt) {
     EXPECT_EQ(TypeOf({"1"}, {"c", 'N', 24, 15}), "char(24)") << "wider than a number column can be";
     EXPECT_EQ(TypeOf({"12"}, {"c", 'C', 30, 0}), "char(30)") << "a text column of digits is text";
     EXPECT_EQ(TypeOf({"T", "F"}, {"c", 'L', 1, 0}), "boolean");
-    EXPECT_EQ(TypeOf({"T", "?"}, {"c", 'L', 1, 0}), "char(1)");
+    EXPECT_EQ(TypeOf({"T", "?", ""}, {"c", 'L', 1, 0}), "boolean") << "? is an empty value";
+    EXPECT_EQ(TypeOf({"", ""}, {"c", 'L', 1, 0}), "boolean");
+    EXPECT_EQ(TypeOf({"T", "?", "x"}, {"c", 'L', 1, 0}), "char(1)");
     EXPECT_EQ(TypeOf({"20260101"}, {"c", 'D', 8, 0}), "char(8)");
     EXPECT_EQ(TypeOf({"short"}, {"c", 'M', 10, 0}), "memo");
 }
@@ -80,29 +75,6 @@ TEST(NamesTest, ColumnNamesOfOneTableDiffer) {
     EXPECT_EQ(UsableColumnNames({"latitude_degrees", "latitude_decimal", "a", "A"}),
               (std::vector<std::string>{"latitude_d", "latitude_2", "a", "A2"}));
 }
-
-class ImportTest : public testing::Test {
-  protected:
-    ImportTest() : database_(Database::Create(folder_.File("db.dbf"))) {}
-
-    std::string Import(const std::string& name, const std::string& table = "") {
-        std::ostringstream report;
-        ImportFile(&database_, {folder_.File(name), table}, &report);
-        return report.str();
-    }
-
-    Rows Select(const std::string& statement) {
-        Rows rows;
-        View view = database_.Select(statement);
-        while (view.Next()) {
-            rows.push_back(view.Values());
-        }
-        return rows;
-    }
-
-    ovratest::TemporaryFolder folder_;
-    Database database_;
-};
 
 TEST_F(ImportTest, QuotesCommasAndLineEndsInsideValuesArrive) {
     folder_.Write("in.csv",
@@ -124,9 +96,7 @@ TEST_F(ImportTest, LongTextsGoToTheMemoFileWhole) {
 
 TEST_F(ImportTest, FileWithoutHeaderGetsNumberedColumns) {
     folder_.Write("in.csv", "1,x\n2,y\n");
-    std::ostringstream report;
-    ImportFile(&database_, {folder_.File("in.csv"), "t", false}, &report);
-    EXPECT_EQ(report.str(), "2 rows imported into t\n");
+    EXPECT_EQ(ImportPath(folder_.File("in.csv"), "t", false), "2 rows imported into t\n");
     EXPECT_EQ(Select("select c2, c1 from t"), (Rows{{"x", "1"}, {"y", "2"}}));
 }
 
@@ -141,28 +111,8 @@ TEST_F(ImportTest, EmptyNumbersAreReported) {
 
 TEST_F(ImportTest, RowWithTooManyValuesIsRefusedBeforeAnythingIsMade) {
     folder_.Write("t1.csv", "a,b\n1,2\n1,2,3\n");
-    EXPECT_THROW(
-        {
-            try {
-                Import("t1.csv");
-            } catch (const Error& error) {
-                EXPECT_STREQ(
-                    error.what(),
-                    ("'" + folder_.File("t1.csv") + "': row 3 has 3 values for 2 columns").c_str());
-                throw;
-            }
-        },
-        Error);
+    EXPECT_EQ(ErrorOf("t1.csv"), "line 3 of " + Named("t1.csv") + " has 3 values for 2 columns");
     EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
-}
-
-TEST_F(ImportTest, ExistingTableTakesMoreRowsByColumnName) {
-    database_.Query("create table t (a integer, b char(5), good boolean)");
-    folder_.Write("in.csv", "good,b\nfalse,x\ntrue,y\n");
-    EXPECT_EQ(Import("in.csv", "T"), "2 rows imported into t\n");
-    EXPECT_EQ(Select("select a, b, good from t"), (Rows{{"0", "x", "0"}, {"0", "y", "1"}}));
-    folder_.Write("other.csv", "nothing\n1\n");
-    EXPECT_THROW(Import("other.csv", "t"), Error);
 }
 
 TEST_F(ImportTest, MissingFileAndEmptyFileAreErrors) {
@@ -172,91 +122,16 @@ TEST_F(ImportTest, MissingFileAndEmptyFileAreErrors) {
     EXPECT_THROW(Import("none.dbf"), Error);
 }
 
-TEST_F(ImportTest, DbfWithMemoComesInWithoutItsDeletedRecords) {
-    {
-        Database source = Database::Create(folder_.File("source.dbf"));
-        source.Query(
-            "create table s (word char(10), price numeric(6,2), good boolean, story memo)");
-        source.Query("insert into s values ('one', 1.5, 1, 'a story')");
-        source.Query("insert into s values ('gone', 0, 0, '')");
-        source.Query("insert into s values ('two', '-2.25', 0, '')");
-        source.Query("delete from s where word = 'gone'");
-    }
-    EXPECT_EQ(Import("s.dbf", "taken"), "2 rows imported into taken\n");
-    EXPECT_EQ(Select("select word, price, good, story from taken"),
-              (Rows{{"one", "1.50", "1", "a story"}, {"two", "-2.25", "0", ""}}));
-}
-
-// A page of the catalog's index that was written in part.
-TEST_F(ImportTest, TableThatItsCatalogHidesComesIntoANewDatabase) {
-    {
-        Database source = Database::Create(folder_.File("source.dbf"));
-        source.Query("create table s (word char(10), story memo)");
-        source.Query("insert into s values ('one', 'a story')");
-    }
-    std::fstream index(folder_.File("source.ovx"), std::ios::in | std::ios::out | std::ios::binary);
-    index.seekp(1024);
-    index.write(std::string(1024, '\0').data(), 1024);
-    index.close();
-    {
-        Database source = Database::Open(folder_.File("source.dbf"));
-        EXPECT_THROW(source.Select("select word from s"), Error);
-    }
-    EXPECT_EQ(Import("s.dbf", "saved"), "1 row imported into saved\n");
-    EXPECT_EQ(Select("select word, story from saved"), (Rows{{"one", "a story"}}));
-}
-
-TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {
-    {
-        Database source = Database::Create(folder_.File("source.dbf"));
-        source.Query("create table s (n numeric(6,2), story memo)");
-    }
-    const auto messageOf = [&] {
-        try {
-            Import("s.dbf", "taken");
-        } catch (const Error& error) {
-            return std::string(error.what());
-        }
-        return std::string();
-    };
-    std::filesystem::remove(folder_.File("s.dbt"));
-    EXPECT_EQ(messageOf().rfind("Error opening '" + folder_.File("s.dbt") + "': ", 0), 0U)
-        << messageOf();
-    std::string bytes = folder_.Read("s.dbf");
-    bytes[32 + 11] = 'F';  // the letter of the first column's type
-    folder_.Write("s.dbf", bytes);
-    EXPECT_EQ(messageOf(),
-              "'" + folder_.File("s.dbf") + "' contains an unsupported field (N) of type 'F'");
-    EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
-}
-
-TEST_F(ImportTest, DbfThatIsCutShortSaysSo) {
-    Database::Create(folder_.File("source.dbf")).Query("create table s (word char(10))");
-    {
-        Database source = Database::Open(folder_.File("source.dbf"));
-        source.Query("insert into s values ('one')");
-        source.Query("insert into s values ('two')");
-    }
-    // 65 bytes of header and two records of 11: the second one loses its end.
-    std::filesystem::resize_file(folder_.File("s.dbf"), 65 + 11 + 5);
-    EXPECT_EQ(Import("s.dbf", "taken"), "1 row imported into taken\n'" + folder_.File("s.dbf") +
-                                            "' ends before its last record\n");
-    EXPECT_EQ(Select("select word from taken"), (Rows{{"one"}}));
-}
-
 // Files that other people's programs wrote, when the folder with them is there.
 TEST_F(ImportTest, RealFilesComeInWhole) {
-    const char* named = std::getenv("OVRA_SHARED_DATA");
-    const std::string data =
-        named != nullptr ? named : std::string(OVRA_SOURCE_FOLDER) + "/../shared/data";
+    const std::string data = SharedData();
     if (!std::filesystem::exists(data + "/csv/openflights/routes.csv")) {
         GTEST_SKIP() << "no files of other people's programs in " << data;
     }
     const auto import = [&](const std::string& name, const std::string& table,
                             bool hasHeader = true) {
-        std::ostringstream report;
-        ImportFile(&database_, {data + "/" + name, table, hasHeader}, &report);
-        return report.str().substr(0, report.str().find('\n'));
+        const std::string report = ImportPath(data + "/" + name, table, hasHeader);
+        return report.substr(0, report.find('\n'));
     };
     EXPECT_EQ(import("dbf/open/dbase_83.dbf", "shop"), "67 rows imported into shop");
     EXPECT_EQ(import("dbf/open/WSPMST.DBF", "shoes"), "6797 rows imported into shoes");

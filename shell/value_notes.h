@@ -1,0 +1,30 @@
+#pragma once
+
+// ValueNotes: how many values of one column of a file come out of a table otherwise than they stand
+// in the file. Counted while an import measures the values, told in its report.
+
+#include <cstdint>
+#include <ostream>
+#include <string_view>
+
+#include "shell/catalog.h"
+
+namespace ovrashell {
+
+// What the library takes off the end of a text for a character column.
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+
+struct ValueNotes {
+    uint64_t empty = 0;        // a number or boolean column has 0 or false for them
+    uint64_t spaceBehind = 0;  // white space that a character column drops
+    uint64_t endMarks = 0;     // a memo text ends at its first byte 1A
+    uint64_t rewritten = 0;    // numbers that the column writes with other digits
+
+    // Counts what a value has in itself; `rewritten` depends on the column and is left alone.
+    void See(std::string_view value);
+};
+
+// A line for each note that matters for a column of that type.
+void TellNotes(const Column& column, const ValueNotes& notes, std::ostream* report);
+
+}  // namespace ovrashell

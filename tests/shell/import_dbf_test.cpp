@@ -1,0 +1,284 @@
+// Import of .dbf files: what stands in the cells comes in, also where the library itself would read
+// less of it.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "shell/catalog.h"
+#include "tests/shell/dbf_bytes.h"
+#include "tests/shell/import_fixture.h"
+
+namespace ovrashell {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uid_t kNobody = 65534;
+
+// Runs an import in a process of its own, as a user whom permissions bind. Gives the report or the
+// error.
+std::string ImportOfOrdinaryUser(const std::string& path) {
+    int ends[2] = {-1, -1};
+    if (::pipe(ends) != 0) {
+        return "no pipe";
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::ostringstream result;
+        if (::geteuid() != 0 || ::setuid(kNobody) == 0) {
+            const ovratest::TemporaryFolder folder;
+            try {
+                Database database = Database::Create(folder.File("db.dbf"));
+                ImportFile(&database, {path, "taken"}, &result);
+            } catch (const std::exception& error) {
+                result << error.what();
+            }
+        }
+        const std::string text = result.str();
+        ::_exit(::write(ends[1], text.data(), text.size()) < 0 ? 1 : 0);
+    }
+    ::close(ends[1]);
+    std::string text(4096, '\0');
+    const ssize_t length = ::read(ends[0], text.data(), text.size());
+    ::close(ends[0]);
+    ::waitpid(child, nullptr, 0);
+    return text.substr(0, static_cast<std::size_t>(std::max<ssize_t>(0, length)));
+}
+
+TEST_F(ImportTest, DbfWithMemoComesInWithoutItsDeletedRecords) {
+    {
+        Database source = Database::Create(folder_.File("source.dbf"));
+        source.Query(
+            "create table s (word char(10), price numeric(6,2), good boolean, story memo)");
+        source.Query("insert into s values ('one', 1.5, 1, 'a story')");
+        source.Query("insert into s values ('gone', 0, 0, '')");
+        source.Query("insert into s values ('two', '-2.25', 0, '')");
+        source.Query("delete from s where word = 'gone'");
+    }
+    EXPECT_EQ(Import("s.dbf", "taken"), "2 rows imported into taken\n");
+    EXPECT_EQ(Select("select word, price, good, story from taken"),
+              (Rows{{"one", "1.50", "1", "a story"}, {"two", "-2.25", "0", ""}}));
+}
+
+// A page of the catalog's index that was written in part.
+TEST_F(ImportTest, TableThatItsCatalogHidesComesIntoANewDatabase) {
+    {
+        Database source = Database::Create(folder_.File("source.dbf"));
+        source.Query("create table s (word char(10), story memo)");
+        source.Query("insert into s values ('one', 'a story')");
+    }
+    std::fstream index(folder_.File("source.ovx"), std::ios::in | std::ios::out | std::ios::binary);
+    index.seekp(1024);
+    index.write(std::string(1024, '\0').data(), 1024);
+    index.close();
+    {
+        Database source = Database::Open(folder_.File("source.dbf"));
+        EXPECT_THROW(source.Select("select word from s"), Error);
+    }
+    EXPECT_EQ(Import("s.dbf", "saved"), "1 row imported into saved\n");
+    EXPECT_EQ(Select("select word, story from saved"), (Rows{{"one", "a story"}}));
+}
+
+TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {
+    {
+        Database source = Database::Create(folder_.File("source.dbf"));
+        source.Query("create table s (n numeric(6,2), story memo)");
+    }
+    const auto messageOf = [&] {
+        try {
+            Import("s.dbf", "taken");
+        } catch (const Error& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    std::filesystem::remove(folder_.File("s.dbt"));
+    EXPECT_EQ(messageOf().rfind("Error opening '" + folder_.File("s.dbt") + "': ", 0), 0U)
+        << messageOf();
+    std::string bytes = folder_.Read("s.dbf");
+    bytes[32 + 11] = 'F';  // the letter of the first column's type
+    folder_.Write("s.dbf", bytes);
+    EXPECT_EQ(messageOf(),
+              "'" + folder_.File("s.dbf") + "' contains an unsupported field (N) of type 'F'");
+    EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
+}
+
+TEST_F(ImportTest, DbfThatIsCutShortSaysSo) {
+    Database::Create(folder_.File("source.dbf")).Query("create table s (word char(10))");
+    {
+        Database source = Database::Open(folder_.File("source.dbf"));
+        source.Query("insert into s values ('one')");
+        source.Query("insert into s values ('two')");
+    }
+    // 65 bytes of header and two records of 11: the second one loses its end.
+    std::filesystem::resize_file(folder_.File("s.dbf"), 65 + 11 + 5);
+    EXPECT_EQ(Import("s.dbf", "taken"), "1 row imported into taken\n'" + folder_.File("s.dbf") +
+                                            "' ends before its last record\n");
+    EXPECT_EQ(Select("select word from taken"), (Rows{{"one"}}));
+}
+
+TEST_F(ImportTest, ColumnsOfOneNameKeepTheirOwnCells) {
+    folder_.Write("dup.dbf", ovratest::DbfBytes({{{"POINT", 'C', 7, 0},
+                                                  {"c1", 'C', 2, 0},
+                                                  {"point", 'N', 4, 0},
+                                                  {"", 'C', 3, 0},
+                                                  {"POINT", 'C', 5, 0}},
+                                                 {{"0507121", "ab", " 401", "xyz", "third"},
+                                                  {"0507122", "cd", " 402", "", ""}}}));
+    EXPECT_EQ(Import("dup.dbf", "s"),
+              "2 rows imported into s\n"
+              "column 'point' is named point2\n"
+              "column '' is named c\n"
+              "column 'POINT' is named POINT3\n");
+    EXPECT_EQ(Select("select point, c1, point2, c, point3 from s"),
+              (Rows{{"0507121", "ab", "401", "xyz", "third"}, {"0507122", "cd", "402", "", ""}}));
+}
+
+TEST_F(ImportTest, LogicalCellsBecomeBooleans) {
+    folder_.Write("in.dbf",
+                  ovratest::DbfBytes(
+                      {{{"GOOD", 'L', 1, 0}, {"NAME", 'C', 1, 0}},
+                       {{"T", "a"}, {"y", "b"}, {"F", "c"}, {"n", "d"}, {"?", "e"}, {" ", "f"}}}));
+    EXPECT_EQ(Import("in.dbf", "s"),
+              "6 rows imported into s\n2 empty values of GOOD are stored as false\n");
+    EXPECT_EQ(DbfFile(folder_.File("s.dbf")).Columns()[0].letter, 'L');
+    EXPECT_EQ(Select("select name from s where good = 1"), (Rows{{"a"}, {"b"}}));
+    EXPECT_EQ(Select("select name from s where good = 0"), (Rows{{"c"}, {"d"}, {"e"}, {"f"}}));
+}
+
+TEST_F(ImportTest, LogicalCellsOfAnotherKindStayAsTheyAre) {
+    folder_.Write("s.dbf",
+                  ovratest::DbfBytes({{{"GOOD", 'L', 1, 0}}, {{"T"}, {"?"}, {"J"}, {" "}}}));
+    EXPECT_EQ(Import("s.dbf", "taken"), "4 rows imported into taken\n");
+    EXPECT_EQ(Select("select good from taken"), (Rows{{"T"}, {"?"}, {"J"}, {""}}));
+}
+
+TEST_F(ImportTest, LogicalCellsGoIntoAnExistingBooleanColumn) {
+    database_.Query("create table t (good boolean)");
+    folder_.Write("s.dbf", ovratest::DbfBytes({{{"GOOD", 'L', 1, 0}}, {{"Y"}, {"?"}}}));
+    EXPECT_EQ(Import("s.dbf", "t"),
+              "2 rows added to the existing table t\n1 empty value of GOOD is stored as false\n");
+    EXPECT_EQ(Select("select good from t"), (Rows{{"1"}, {"0"}}));
+}
+
+TEST_F(ImportTest, FilesThatMayOnlyBeReadComeInForAnybody) {
+    {
+        Database source = Database::Create(folder_.File("source.dbf"));
+        source.Query("create table s (word char(10), story memo)");
+        source.Query("insert into s values ('one', 'a story')");
+    }
+    fs::permissions(folder_.File("s.dbf"), fs::perms(0444));
+    fs::permissions(folder_.File("s.dbt"), fs::perms(0444));
+    fs::permissions(folder_.Path(), fs::perms(0755));
+    EXPECT_EQ(ImportOfOrdinaryUser(folder_.File("s.dbf")), "1 row imported into taken\n");
+}
+
+TEST_F(ImportTest, FolderThatCannotBeListedStillHasItsFiles) {
+    folder_.Write("people.dbf", ovratest::DbfBytes({{{"NAME", 'C', 5, 0}}, {{"Anna"}}}));
+    fs::permissions(folder_.File("people.dbf"), fs::perms(0444));
+    fs::permissions(folder_.Path(), fs::perms(0111));
+    EXPECT_EQ(ImportOfOrdinaryUser(folder_.File("people.dbf")), "1 row imported into taken\n");
+    fs::permissions(folder_.Path(), fs::perms(0755));
+}
+
+TEST_F(ImportTest, WhatCannotBeCopiedIsAnErrorWithAReason) {
+    folder_.Write("s.dbf", ovratest::DbfBytes({{{"NAME", 'C', 5, 0}}, {{"Anna"}}}));
+    fs::permissions(folder_.File("s.dbf"), fs::perms(0));
+    fs::permissions(folder_.Path(), fs::perms(0755));
+    EXPECT_EQ(ImportOfOrdinaryUser(folder_.File("s.dbf")), "Cannot read " + Named("s.dbf"));
+    fs::create_directory(folder_.File("folder.dbf"));
+    EXPECT_EQ(ErrorOf("folder.dbf"), Named("folder.dbf") + " is no regular file");
+    ::setenv("TMPDIR", folder_.File("nowhere").c_str(), 1);
+    const std::string message = ErrorOf("s.dbf");
+    ::unsetenv("TMPDIR");
+    EXPECT_EQ(message.rfind("There is no folder for temporary files: ", 0), 0U) << message;
+}
+
+// Real files: the table has what an independent reader finds in them, cell by cell.
+
+// The text of a cell, by the rules of its column. A text that is stored ends at a zero byte.
+std::string CellText(const ovratest::DbfColumn& column, std::string cell,
+                     const std::string& memos) {
+    cell = cell.substr(0, cell.find('\0'));
+    if (column.letter == 'N' || column.letter == 'M') {
+        cell.erase(0, std::min(cell.find_first_not_of(' '), cell.size()));
+    }
+    if (column.letter == 'M') {
+        const std::size_t block = 512 * std::strtoul(cell.c_str(), nullptr, 10);
+        cell = block == 0 ? "" : memos.substr(std::min(block, memos.size()));
+        return cell.substr(0, cell.find_first_of(std::string("\0\x1A", 2)));
+    }
+    cell.erase(cell.find_last_not_of(' ') + 1);
+    return cell;
+}
+
+// The same as a column of the new table has it.
+std::string StoredText(const std::string& text, const Column& stored) {
+    if (stored.letter == 'L') {
+        return text.find_first_of("TtYy") == 0 ? "1" : "0";
+    }
+    if (stored.letter != 'N') {
+        return text;
+    }
+    const auto point = text.find('.');
+    const std::size_t decimals = point == std::string::npos ? 0 : text.size() - point - 1;
+    const auto wanted = static_cast<std::size_t>(stored.decimals);
+    return (text.empty() ? "0" : text) + (point == std::string::npos && wanted > 0 ? "." : "") +
+           std::string(wanted - decimals, '0');
+}
+
+TEST_F(ImportTest, RealFilesComeInCellByCell) {
+    if (!fs::exists(SharedData() + "/dbf/open")) {
+        GTEST_SKIP() << "no files of other people's programs in " << SharedData();
+    }
+    constexpr std::uintmax_t kLargestFile = 300000;  // those are all but four, and quick to import
+    std::size_t files = 0;
+    for (const auto& entry : fs::directory_iterator(SharedData() + "/dbf/open")) {
+        const fs::path& path = entry.path();
+        if (path.extension() == ".dbt" || entry.file_size() > kLargestFile) {
+            continue;
+        }
+        const auto content = ovratest::ReadDbfBytes(ovratest::FileOnDisk(path));
+        if (content.columns.empty()) {
+            EXPECT_THROW(ImportPath(path.string()), Error) << path;
+            continue;
+        }
+        const std::string memos = ovratest::FileOnDisk(fs::path(path).replace_extension(".dbt"));
+        const std::string table = "t" + std::to_string(++files);
+        SCOPED_TRACE(path);
+        ImportPath(path.string(), table);
+        const auto columns = DbfFile(folder_.File(table + ".dbf")).Columns();
+        const Rows rows = Select("select * from " + table);
+        ASSERT_EQ(rows.size(), content.rows.size());
+        for (std::size_t row = 0; row < rows.size(); ++row) {
+            for (std::size_t i = 0; i < columns.size(); ++i) {
+                ASSERT_EQ(rows[row][i],
+                          StoredText(CellText(content.columns[i], content.rows[row][i], memos),
+                                     columns[i]))
+                    << "row " << row << ", column " << content.columns[i].name;
+            }
+        }
+    }
+    EXPECT_GT(files, 60U);
+}
+
+TEST_F(ImportTest, RealFilesWithAColumnNameTwice) {
+    if (!fs::exists(SharedData() + "/dbf/open/dup_column.dbf")) {
+        GTEST_SKIP() << "no files of other people's programs in " << SharedData();
+    }
+    ImportPath(SharedData() + "/dbf/open/dup_column.dbf", "dup");
+    EXPECT_EQ(Select("select testcolumn, testcolum2 from dup")[0],
+              (std::vector<std::string>{"10", "20"}));
+    ImportPath(SharedData() + "/dbf/open/dbase_03.dbf", "points");
+    EXPECT_EQ(Select("select point_id, point_id2 from points")[0],
+              (std::vector<std::string>{"0507121", "401"}));
+}
+
+}  // namespace
+}  // namespace ovrashell
