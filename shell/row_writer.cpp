@@ -6,6 +6,8 @@
 #include <set>
 #include <utility>
 
+#include "shell/byte_order_mark.h"
+
 namespace ovrashell {
 
 namespace {
@@ -118,12 +120,55 @@ class TableWriter final : public RowWriter {
     bool flushed_ = false;
 };
 
-// Values with a separator between them. CSV quotes a value that holds the separator, a quote or a
-// line end; TSV writes tabs and line ends as \t and \n.
-class SeparatedWriter final : public RowWriter {
+// Comma separated values. Quotes keep what a reader would take for the end of a value or drop:
+// blanks around it, the mark of an encoding in front of it, and an empty line where a row has one
+// empty value.
+class CsvWriter final : public RowWriter {
   public:
-    SeparatedWriter(char separator, bool headers, std::ostream* out)
-        : separator_(separator), headers_(headers), out_(out) {}
+    CsvWriter(bool headers, std::ostream* out) : headers_(headers), out_(out) {}
+
+    void Begin(const Row& names) override {
+        if (headers_) {
+            Write(names);
+        }
+    }
+
+    void Write(const Row& values) override {
+        const bool isAlone = values.size() == 1;
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const bool needsQuotes = NeedsQuotes(values[i]) || (isAlone && values[i].empty());
+            *out_ << (i == 0 ? "" : ",") << (needsQuotes ? Quoted(values[i]) : values[i]);
+        }
+        *out_ << '\n';
+    }
+
+    void End() override {}
+
+  private:
+    static bool NeedsQuotes(std::string_view value) {
+        const auto isBlank = [](char byte) { return byte == ' ' || byte == '\t'; };
+        return !value.empty() && (isBlank(value.front()) || isBlank(value.back()) ||
+                                  value.find_first_of(",\"\r\n") != std::string_view::npos ||
+                                  BeginsWithEncodingMark(value));
+    }
+
+    static std::string Quoted(const std::string& value) {
+        std::string quoted = "\"";
+        for (const char byte : value) {
+            quoted += byte == '"' ? "\"\"" : std::string(1, byte);
+        }
+        return quoted + '"';
+    }
+
+    bool headers_;
+    std::ostream* out_;
+};
+
+// Values with tabs between them. What would end a value or a row is written as \t, \n and \r, and a
+// backslash as two, so that each text can be told from every other.
+class TsvWriter final : public RowWriter {
+  public:
+    TsvWriter(bool headers, std::ostream* out) : headers_(headers), out_(out) {}
 
     void Begin(const Row& names) override {
         if (headers_) {
@@ -133,10 +178,7 @@ class SeparatedWriter final : public RowWriter {
 
     void Write(const Row& values) override {
         for (std::size_t i = 0; i < values.size(); ++i) {
-            if (i > 0) {
-                *out_ << separator_;
-            }
-            *out_ << (separator_ == ',' ? Quoted(values[i]) : OneLine(values[i]));
+            *out_ << (i == 0 ? "" : "\t") << Escaped(values[i]);
         }
         *out_ << '\n';
     }
@@ -144,18 +186,22 @@ class SeparatedWriter final : public RowWriter {
     void End() override {}
 
   private:
-    static std::string Quoted(const std::string& value) {
-        if (value.find_first_of(",\"\r\n") == std::string::npos) {
-            return value;
-        }
-        std::string quoted = "\"";
+    static std::string Escaped(std::string_view value) {
+        static constexpr std::string_view kSpecial = "\\\t\n\r";
+        static constexpr std::string_view kLetters = "\\tnr";
+        std::string escaped;
+        escaped.reserve(value.size());
         for (const char byte : value) {
-            quoted += byte == '"' ? "\"\"" : std::string(1, byte);
+            const auto special = kSpecial.find(byte);
+            if (special == std::string_view::npos) {
+                escaped += byte;
+            } else {
+                escaped += {'\\', kLetters[special]};
+            }
         }
-        return quoted + '"';
+        return escaped;
     }
 
-    char separator_;
     bool headers_;
     std::ostream* out_;
 };
@@ -249,9 +295,9 @@ std::string_view OutputModeName(OutputMode mode) {
 std::unique_ptr<RowWriter> MakeRowWriter(OutputMode mode, bool headers, std::ostream* out) {
     switch (mode) {
         case OutputMode::kCsv:
-            return std::make_unique<SeparatedWriter>(',', headers, out);
+            return std::make_unique<CsvWriter>(headers, out);
         case OutputMode::kTsv:
-            return std::make_unique<SeparatedWriter>('\t', headers, out);
+            return std::make_unique<TsvWriter>(headers, out);
         case OutputMode::kJson:
             return std::make_unique<JsonWriter>(out);
         case OutputMode::kLine:
