@@ -132,8 +132,9 @@ TEST_P(IndexSearchModelTest, SearchesLandWhereTheBytesSay) {
         Fill(ofNumbers);
         const IndexImage image = ReadIndexImage(TheHost().FileText("t.ovx"));
         ASSERT_NE(image.pages[image.pages[image.root].Child(0)].Child(0), 0U) << "three levels";
+        const IndexShape shape("t.ovx");
         std::vector<uint32_t> records;
-        for (const auto& [key, record] : IndexShape("t.ovx").Keys()) {
+        for (const auto& [key, record] : shape.Keys()) {
             records.push_back(record);
         }
         for (int search = 0; search < kSearches; ++search) {
