@@ -51,6 +51,29 @@ std::string ImportOfOrdinaryUser(const std::string& path) {
     return text.substr(0, static_cast<std::size_t>(std::max<ssize_t>(0, length)));
 }
 
+// Names the folder for temporary files while it lives.
+class TemporaryFilesIn {
+  public:
+    explicit TemporaryFilesIn(const std::string& folder) {
+        const char* named = std::getenv(kVariable);
+        earlier_ = named == nullptr ? "" : named;
+        ::setenv(kVariable, folder.c_str(), 1);
+    }
+    ~TemporaryFilesIn() {
+        if (earlier_.empty()) {
+            ::unsetenv(kVariable);
+        } else {
+            ::setenv(kVariable, earlier_.c_str(), 1);
+        }
+    }
+    TemporaryFilesIn(const TemporaryFilesIn&) = delete;
+    TemporaryFilesIn& operator=(const TemporaryFilesIn&) = delete;
+
+  private:
+    static constexpr const char* kVariable = "TMPDIR";
+    std::string earlier_;
+};
+
 TEST_F(ImportTest, DbfWithMemoComesInWithoutItsDeletedRecords) {
     {
         Database source = Database::Create(folder_.File("source.dbf"));
@@ -194,9 +217,8 @@ TEST_F(ImportTest, WhatCannotBeCopiedIsAnErrorWithAReason) {
     EXPECT_EQ(ImportOfOrdinaryUser(folder_.File("s.dbf")), "Cannot read " + Named("s.dbf"));
     fs::create_directory(folder_.File("folder.dbf"));
     EXPECT_EQ(ErrorOf("folder.dbf"), Named("folder.dbf") + " is no regular file");
-    ::setenv("TMPDIR", folder_.File("nowhere").c_str(), 1);
+    const TemporaryFilesIn nowhere(folder_.File("nowhere"));
     const std::string message = ErrorOf("s.dbf");
-    ::unsetenv("TMPDIR");
     EXPECT_EQ(message.rfind("There is no folder for temporary files: ", 0), 0U) << message;
 }
 
