@@ -76,6 +76,22 @@ TEST_F(PromptTest, InterruptStopsAScriptBetweenItsStatements) {
     EXPECT_EQ(terminal.Status(), 0);
 }
 
+TEST_F(PromptTest, InterruptStopsAnImportBetweenItsRows) {
+    std::string rows = "a\n";
+    for (int i = 0; i < 500000; ++i) {
+        rows += "one\n";
+    }
+    folder_.Write("many.csv", rows);
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".import " + folder_.File("many.csv") + "\r"));
+    EXPECT_TRUE(terminal.WaitFor("importing ["));
+    EXPECT_TRUE(terminal.Send(kInterruptKey));
+    EXPECT_TRUE(terminal.WaitFor("Interrupted"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
 TEST_F(PromptTest, AnyFailureEndsItsLineOnly) {
     Terminal terminal(folder_, {{"TMPDIR", "/nonexistent"}});
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".explain delete from t\r"));
