@@ -26,13 +26,12 @@ using ovrahost::CallScope;
 using ovrahost::HostColumn;
 using ovrahost::HostVariable;
 using ovrahost::HostVariableList;
+using ovrahost::kOutOfMemory;
 using ovrahost::RunStatement;
 
 namespace {
 
 constexpr char kLockTimeoutOption[] = "lock_timeout";
-// Short enough for a std::string to need no memory for it.
-constexpr char kOutOfMemory[] = "Out of memory";
 
 const ovra_library_table* Library() {
     std::string ignored;

@@ -12,6 +12,7 @@
 #include "ovrasql/services.h"
 
 using ovrahost::HostProgram;
+using ovrahost::kOutOfMemory;
 using ovrahost::PosixFile;
 
 namespace {
@@ -23,8 +24,6 @@ struct OpenFile {
     bool mayBeReplaced;   // by a rebuild, so that it is used under a claim
     uint64_t usedInCall;  // the last that it was claimed for
 };
-
-constexpr char kOutOfMemory[] = "Out of memory";  // short enough for a string to need none
 
 HostProgram* Program(void* handle) { return static_cast<HostProgram*>(handle); }
 PosixFile* File(void* handle) { return static_cast<OpenFile*>(handle)->file.get(); }

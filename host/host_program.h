@@ -18,6 +18,9 @@ namespace ovrahost {
 constexpr int32_t kDatabaseRoot = 2;
 constexpr int32_t kDefaultLockTimeout = 30000;  // milliseconds
 
+// The reason of a failure for want of memory; short enough for a std::string to need none for it.
+constexpr char kOutOfMemory[] = "Out of memory";
+
 class HostProgram {
   public:
     // An empty root is the folder that the process runs in.

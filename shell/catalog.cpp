@@ -8,14 +8,11 @@
 #include <numeric>
 
 #include "shell/database.h"
+#include "shell/dbf_header.h"
 
 namespace ovrashell {
 
 namespace {
-
-constexpr std::size_t kHeaderSize = 32;
-constexpr std::size_t kDescriptorSize = 32;
-constexpr std::size_t kNameSize = 11;
 
 // Where the schema table keeps what: its columns in their fixed order.
 enum CatalogColumn : std::size_t { kType, kTable, kIndex, kFile, kColumns, kIndexFlags, kCount };
@@ -37,9 +34,9 @@ Column ParseDescriptor(const char* bytes) {
     Column column;
     const char* end = std::find(bytes, bytes + kNameSize, '\0');
     column.name.assign(bytes, end);
-    column.letter = bytes[11];
-    column.width = static_cast<unsigned char>(bytes[16]);
-    column.decimals = static_cast<unsigned char>(bytes[17]);
+    column.letter = bytes[kLetterOffset];
+    column.width = static_cast<unsigned char>(bytes[kWidthOffset]);
+    column.decimals = static_cast<unsigned char>(bytes[kDecimalsOffset]);
     return column;
 }
 

@@ -5,6 +5,7 @@
 #include "shell/column_guess.h"
 #include "shell/plain_number.h"
 #include "shell/row_writer.h"
+#include "shell/white_space.h"
 
 namespace ovrashell {
 

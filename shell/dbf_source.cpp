@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "shell/database.h"
+#include "shell/dbf_header.h"
 #include "shell/import_source.h"
 
 namespace ovrashell {
@@ -15,12 +16,6 @@ namespace ovrashell {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Where a field descriptor has what, in bytes (docs/formats-dbf.md).
-constexpr std::streamoff kFirstDescriptor = 32;
-constexpr std::streamoff kDescriptorSize = 32;
-constexpr std::size_t kNameSize = 11;
-constexpr std::streamoff kLetterOffset = 11;
 
 // A folder of its own under the system's temporary one, removed at the end.
 class ScratchFolder {
@@ -114,15 +109,15 @@ std::vector<std::string> DistinctNames(const std::vector<Column>& columns) {
 void ExposeCells(const std::string& copy, const std::vector<Column>& columns) {
     const std::vector<std::string> names = DistinctNames(columns);
     std::fstream file(copy, std::ios::in | std::ios::out | std::ios::binary);
-    std::streamoff descriptor = kFirstDescriptor;
+    std::size_t descriptor = kHeaderSize;
     for (std::size_t i = 0; i < columns.size(); ++i, descriptor += kDescriptorSize) {
         if (names[i] != columns[i].name) {
             std::array<char, kNameSize> bytes{};
             names[i].copy(bytes.data(), bytes.size());
-            file.seekp(descriptor).write(bytes.data(), bytes.size());
+            file.seekp(static_cast<std::streamoff>(descriptor)).write(bytes.data(), bytes.size());
         }
         if (columns[i].letter == 'L' || columns[i].letter == 'D') {
-            file.seekp(descriptor + kLetterOffset).put('C');
+            file.seekp(static_cast<std::streamoff>(descriptor + kLetterOffset)).put('C');
         }
     }
     if (!file.flush()) {

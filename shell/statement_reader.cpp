@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "shell/white_space.h"
+
 namespace ovrashell {
 
 namespace {
-
-constexpr std::string_view kWhiteSpace = " \t\r\n\f\v";
 
 std::string_view Trimmed(std::string_view text) {
     const auto first = text.find_first_not_of(kWhiteSpace);

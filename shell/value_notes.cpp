@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "shell/white_space.h"
+
 namespace ovrashell {
 
 namespace {

@@ -11,12 +11,9 @@
 
 namespace ovrashell {
 
-// What the library takes off the end of a text for a character column.
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
-
 struct ValueNotes {
     uint64_t empty = 0;        // a number or boolean column has 0 or false for them
-    uint64_t spaceBehind = 0;  // white space that a character column drops
+    uint64_t spaceBehind = 0;  // white space, which the library takes off a character column
     uint64_t endMarks = 0;     // a memo text ends at its first byte 1A
     uint64_t rewritten = 0;    // numbers that the column writes with other digits
 
