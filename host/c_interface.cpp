@@ -1,5 +1,7 @@
 // The C interface for programs, over the library's table.
 
+#include <locale.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -108,8 +110,13 @@ int32_t Milliseconds(const std::string& text) {
 
 int32_t OpenWith(const char* path, ovra_database** result,
                  int32_t (*open)(const ovra_library_table*, ovra_database*, const char*)) {
-    *result = new (std::nothrow) ovra_database;
-    return *result == nullptr ? 0 : Guarded<int32_t>(*result, 0, [&] {
+    *result = nullptr;
+    try {
+        *result = std::make_unique<ovra_database>().release();
+    } catch (const std::exception&) {
+        return 0;
+    }
+    return Guarded<int32_t>(*result, 0, [&] {
         const CallScope scope(*result, CallKind::kOpensDatabase);
         return Library() == nullptr ? 0 : open(Library(), *result, path == nullptr ? "" : path);
     });
@@ -186,11 +193,12 @@ const char* TextOf(HostColumn* column, int32_t* length) {
     return text;
 }
 
-// Whether a text is a number as a whole.
-template <class Number>
-bool ReadsAs(const char* text, const char* end, Number* number) {
-    const auto [stop, error] = std::from_chars(text, end, *number);
-    return error == std::errc() && stop == end;
+// Whether a text is a number that a double can hold, as the library reads texts: like the C library
+// in its own locale.
+bool IsDouble(const char* text, const char* end) {
+    static const locale_t kC = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    char* stop = nullptr;
+    return kC != nullptr && std::isfinite(::strtod_l(text, &stop, kC)) && stop == end;
 }
 
 void Forget(ovra_database* database, const ovra_view* view) {
@@ -377,21 +385,22 @@ int32_t ovra_integer(ovra_view* view, int32_t column, int32_t* value) {
     *value = 0;
     int32_t length = 0;
     const char* text = ovra_text(view, column, &length);
-    int32_t number = 0;
-    if (text == nullptr || (length != 0 && !ReadsAs(text, text + length, &number))) {
-        return 0;
+    if (text == nullptr || length == 0) {
+        return text == nullptr ? 0 : 1;
     }
-    *value = number;
-    return 1;
+    const auto [stop, error] = std::from_chars(text, text + length, *value);
+    if (error == std::errc() && stop == text + length) {
+        return 1;
+    }
+    *value = 0;
+    return 0;
 }
 
 int32_t ovra_double(ovra_view* view, int32_t column, double* value) {
     *value = 0;
     int32_t length = 0;
     const char* text = ovra_text(view, column, &length);
-    double number = 0;
-    if (text == nullptr ||
-        (length != 0 && (!ReadsAs(text, text + length, &number) || !std::isfinite(number)))) {
+    if (text == nullptr || (length != 0 && !IsDouble(text, text + length))) {
         return 0;
     }
     // A computed number has more digits than its text.

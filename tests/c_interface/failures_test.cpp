@@ -246,6 +246,20 @@ TEST_F(NumbersTest, DoublesAreFinite) {
     EXPECT_EQ(Readings("select '1e999' from t", "dd"), "0:0.000000 0:0.000000 ");
     EXPECT_EQ(Readings("select 1 / 0 from t", "dd"), "0:0.000000 0:0.000000 ");
     EXPECT_EQ(Readings("select '1e3' from t", "d"), "1:1000.000000 ");
+    EXPECT_EQ(Readings("select '1e-400' from t", "d"), "1:0.000000 ") << "too small is 0";
+}
+
+// What conditions and arithmetic take for a number is one here.
+TEST_F(NumbersTest, DoublesAreWhatTheLibraryCounts) {
+    for (const char* number : {"+1.5", " 1.5", "0x1.8"}) {
+        const std::string statement =
+            std::string("select '") + number + "' from t where '" + number + "' = 1.5";
+        EXPECT_EQ(Readings(statement.c_str(), "d"), "1:1.500000 ") << number;
+    }
+    for (const char* text : {"1.5 ", " ", "1,5", "inf", "nan", "+"}) {
+        const std::string statement = std::string("select '") + text + "' from t";
+        EXPECT_EQ(Readings(statement.c_str(), "dd"), "0:0.000000 0:0.000000 ") << text;
+    }
 }
 
 // The text has six digits of it, or so.

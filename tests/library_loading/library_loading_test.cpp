@@ -14,7 +14,13 @@
 #include <string>
 
 #include "ovrasql/ovrasql.h"
+#include "tests/support/failing_allocations.h"
 #include "tests/support/temporary_folder.h"
+
+// The in-memory host is not linked, whose own allocations are spared.
+namespace ovrasql {
+int ServiceDepth() { return 0; }
+}  // namespace ovrasql
 
 namespace {
 
@@ -111,6 +117,26 @@ TEST(LibraryLoading, BrokenFileBesideTheHostIsTheOneToldOf) {
         return error(database);
     });
     EXPECT_EQ(told.rfind(kCannotBeLoaded + broken, 0), 0U) << told;
+}
+
+// The first call of a process makes what all later ones share. Nothing may be thrown at a program
+// that need not be written in C++.
+TEST(LibraryLoading, FirstCallThrowsNothingWhenMemoryRunsOut) {
+    const ovratest::TemporaryFolder folder;
+    const std::string path = folder.File("db.dbf");
+    for (int failing = 1; failing <= 20; ++failing) {
+        const std::string told = InChild("", [&]() -> std::string {
+            ovratest::failingAllocation = failing;
+            ovratest::countingAllocations = true;
+            ovra_database* database = nullptr;
+            const int32_t created = ovra_create(path.c_str(), &database);
+            ovratest::countingAllocations = false;
+            const std::string text = ovra_error(database);
+            ovra_close(database);
+            return created == 0 && !text.empty() ? "told" : "created, or no text: " + text;
+        });
+        EXPECT_EQ(told, "told") << "allocation " << failing;
+    }
 }
 
 }  // namespace
