@@ -53,6 +53,12 @@ std::string CannotRead(const std::string& name, int error) {
            std::generic_category().message(error);
 }
 
+void StopIfUnwritten(const std::ostream& out) {
+    if (!out) {
+        throw Error("The output cannot be written");
+    }
+}
+
 // Counts one more while it lives.
 class Counted {
   public:
@@ -195,14 +201,14 @@ void Session::RunStatement(std::string_view statement) {
 void Session::ShowRows(View* view) {
     const auto writer = MakeRowWriter(mode_, headers_, Out());
     writer->Begin(view->Names());
+    // Nobody sees the rows behind a failure, and the last of them may never come.
     while (view->Next()) {
         StopIfInterrupted();
         writer->Write(view->Values());
+        StopIfUnwritten(*Out());
     }
     writer->End();
-    if (!*Out()) {
-        throw Error("The output cannot be written");
-    }
+    StopIfUnwritten(*Out());
 }
 
 }  // namespace ovrashell

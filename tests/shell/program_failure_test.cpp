@@ -12,7 +12,18 @@ namespace {
 
 using ovratest::ProgramTest;
 
-class ProgramFailureTest : public ProgramTest {};
+class ProgramFailureTest : public ProgramTest {
+  protected:
+    // A join of the two ports of MakePorts() with themselves, of so many rows that nobody lives to
+    // see the last one.
+    static std::string EndlessJoin() {
+        std::string tables = "ports p0";
+        for (int i = 1; i < 40; ++i) {
+            tables += ", ports p" + std::to_string(i);
+        }
+        return tables;
+    }
+};
 
 TEST_F(ProgramFailureTest, OutputThatCannotBeWrittenIsAnError) {
     MakePorts();
@@ -25,6 +36,29 @@ TEST_F(ProgramFailureTest, OutputThatCannotBeWrittenIsAnError) {
         EXPECT_EQ(Errors(), "The output cannot be written\n");
     }
     EXPECT_EQ(Sql(".tables"), "ports\n") << "nothing behind the failure was run";
+}
+
+// 2 to the power of 40 rows. "timeout" answers 124 when it ends the program itself.
+TEST_F(ProgramFailureTest, OutputThatFailsEndsTheSelectBeforeItsLastRow) {
+    MakePorts();
+    for (const std::string mode : {"table", "csv", "tsv", "json", "line"}) {
+        EXPECT_EQ(
+            Run("-m " + mode + " db.dbf 'select p0.code from " + EndlessJoin() + "' > /dev/full",
+                "", "timeout 20")
+                .status,
+            1)
+            << mode;
+        EXPECT_EQ(Errors(), "The output cannot be written\n") << mode;
+    }
+}
+
+TEST_F(ProgramFailureTest, ReaderThatLeavesEndsTheSelectWhereItsSignalIsIgnored) {
+    MakePorts();
+    EXPECT_EQ(Run("db.dbf 'select p0.code from " + EndlessJoin() + "' | head -n 1", "",
+                  "env --ignore-signal=PIPE timeout 20")
+                  .output,
+              "code\n");
+    EXPECT_EQ(Errors(), "The output cannot be written\n");
 }
 
 TEST_F(ProgramFailureTest, OutputFileIsNotTakenForClosedStandardOutput) {
@@ -65,15 +99,16 @@ TEST_F(ProgramFailureTest, ScriptThatRunsItselfIsStopped) {
 
 TEST_F(ProgramFailureTest, TableTakenForADatabaseGetsAHint) {
     MakePorts();
+    const std::string command = "--create new.dbf '.import \"ports.dbf\" my_ports'";
     const std::string hint =
-        "\n'ports.dbf' looks like a table, not a database. To use it: "
-        "ovrasql --create new.dbf '.import \"ports.dbf\"'\n";
+        "\n'ports.dbf' looks like a table, not a database. To use it: ovrasql " + command + "\n";
     EXPECT_EQ(Run("ports.dbf .tables").status, 1);
     EXPECT_EQ(Errors().rfind("Error opening schema index: ", 0), 0U) << Errors();
     EXPECT_NE(Errors().find(hint), std::string::npos) << Errors();
     Sql("create index bycode on ports (code)");
     EXPECT_EQ(Run("ports.dbf .tables").status, 1);
     EXPECT_NE(Errors().find(hint), std::string::npos) << Errors();
+    EXPECT_EQ(Run(command).output, "2 rows imported into my_ports\n") << Errors();
     folder_.Write("text.dbf", "no table");
     EXPECT_EQ(Run("text.dbf .tables").status, 1);
     EXPECT_EQ(Errors().find("looks like"), std::string::npos) << Errors();
@@ -84,13 +119,9 @@ TEST_F(ProgramFailureTest, TableTakenForADatabaseGetsAHint) {
 
 TEST_F(ProgramFailureTest, InterruptEndsAScriptAtOnce) {
     MakePorts();
-    std::string tables = "ports p0";
-    for (int i = 1; i < 40; ++i) {
-        tables += ", ports p" + std::to_string(i);
-    }
     // 2 to the power of 40 rows to count. "timeout" answers 124 when its signal ended the program.
     // The signal may be ignored where these tests run; "env" puts that right.
-    EXPECT_EQ(Run("db.dbf", "select count(*) from " + tables + "\n",
+    EXPECT_EQ(Run("db.dbf", "select count(*) from " + EndlessJoin() + "\n",
                   "env --default-signal=INT timeout -k 20 -s INT 1")
                   .status,
               124);
