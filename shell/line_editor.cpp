@@ -34,14 +34,22 @@ struct CompletionContext {
 };
 CompletionContext completion;
 
+void AddColumnNames(const TableEntry& table, std::set<std::string>* names) {
+    try {
+        const DbfFile file(table.file);
+        for (const Column& column : file.Columns()) {
+            names->insert(Lowered(column.name));
+        }
+    } catch (const Error&) {
+        // A table that cannot be read offers its own name only.
+    }
+}
+
 void AddCatalogNames(std::set<std::string>* names) {
     try {
         for (const TableEntry& table : ReadCatalog(completion.databasePath)) {
             names->insert(table.name);
-            const DbfFile file(table.file);
-            for (const Column& column : file.Columns()) {
-                names->insert(Lowered(column.name));
-            }
+            AddColumnNames(table, names);
         }
     } catch (const Error&) {
         // A catalog that cannot be read offers no names; the statement itself will tell why.
@@ -66,10 +74,20 @@ std::vector<std::string> MatchesFor(const std::string& prefix) {
     return matches;
 }
 
+// libedit is written in C: no exception may pass through it. Without memory nothing is offered.
+void FindMatches(const char* text) {
+    completion.matches.clear();
+    completion.next = 0;
+    try {
+        completion.matches = MatchesFor(text);
+    } catch (...) {
+        completion.matches.clear();
+    }
+}
+
 char* NextMatch(const char* text, int state) {
     if (state == 0) {
-        completion.matches = MatchesFor(text);
-        completion.next = 0;
+        FindMatches(text);
     }
     return completion.next < completion.matches.size()
                ? ::strdup(completion.matches[completion.next++].c_str())

@@ -48,6 +48,20 @@ TEST_F(LineEditorTest, TabCompletesNamesAndBehindACommandFiles) {
     EXPECT_EQ(terminal.Status(), 0);
 }
 
+TEST_F(LineEditorTest, TableThatCannotBeReadHidesNoOtherNames) {
+    auto database = ovrashell::Database::Create(folder_.File("db.dbf"));
+    database.Query("create table anchors (a char(5))");
+    database.Query("create table harbours (tide char(5))");
+    folder_.Write("anchors.dbf", "no table");
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select tid\t from harb\t; select a from anch\t\r"));
+    EXPECT_TRUE(terminal.WaitFor("\r\ntide\r\n")) << "the names of the table behind it";
+    EXPECT_TRUE(terminal.WaitFor("anchors")) << "its own name";
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
 TEST_F(LineEditorTest, CharactersBeyondAsciiAreTakenAsTyped) {
     for (const char* locale : {"C.UTF-8", "C"}) {
         const ovratest::TemporaryFolder folder;
