@@ -9,6 +9,7 @@
 
 #include "shell/byte_order_mark.h"
 #include "shell/database.h"
+#include "shell/interrupt.h"
 #include "shell/temporary_file.h"
 
 namespace ovrashell {
@@ -62,6 +63,7 @@ void TextFile::KeepCopy() {
     bool written = copy != nullptr;
     if (written) {
         ForEachPiece([&](std::string_view bytes) {
+            StopIfInterrupted();
             size += static_cast<double>(bytes.size());
             written = std::fwrite(bytes.data(), 1, bytes.size(), copy.get()) == bytes.size();
             return written;

@@ -1,6 +1,9 @@
 // The prompt at a terminal: what becomes of the lines that are typed.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -29,6 +32,16 @@ class PromptTest : public ovratest::TerminalTest {
             tables += ", t t" + std::to_string(i);
         }
         return tables;
+    }
+
+    // A named pipe's end for writing, once somebody has opened it for reading.
+    static int OpenWhenRead(const std::string& path) {
+        int pipe = -1;
+        for (int tries = 0; pipe < 0 && tries < 10000; ++tries) {
+            pipe = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+            ::usleep(1000);
+        }
+        return pipe;
     }
 };
 
@@ -87,6 +100,24 @@ TEST_F(PromptTest, InterruptStopsAnImportBetweenItsRows) {
     EXPECT_TRUE(terminal.WaitFor("importing ["));
     EXPECT_TRUE(terminal.Send(kInterruptKey));
     EXPECT_TRUE(terminal.WaitFor("Interrupted"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, InterruptStopsAnImportWhileItsPipeIsRead) {
+    const std::string path = folder_.File("pipe.csv");
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".import " + path + "\r"));
+    const int pipe = OpenWhenRead(path);
+    ASSERT_GE(pipe, 0);
+    EXPECT_TRUE(terminal.Send(kInterruptKey));
+    EXPECT_TRUE(terminal.WaitFor("Ctrl-C again ends the program"));
+    const std::string piece(65536, 'a');
+    EXPECT_EQ(::write(pipe, piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
+    EXPECT_TRUE(terminal.WaitFor("Interrupted\r\n")) << "the pipe has not ended yet";
+    ::close(pipe);
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
     terminal.WaitForEnd();
     EXPECT_EQ(terminal.Status(), 0);
