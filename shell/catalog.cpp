@@ -188,6 +188,10 @@ TableEntry FindTable(const std::string& databasePath, std::string_view name) {
     return *std::move(table);
 }
 
+std::string NewDataFile(const std::string& databasePath, std::string_view table) {
+    return FolderOf(databasePath) + Lowered(table) + ".dbf";
+}
+
 std::string ColumnText(const Column& column) {
     const std::string width = std::to_string(column.width);
     switch (column.letter) {

@@ -69,6 +69,9 @@ std::optional<TableEntry> LookUpTable(const std::string& databasePath, std::stri
 // The same, where there must be one: throws otherwise.
 TableEntry FindTable(const std::string& databasePath, std::string_view name);
 
+// The path of the data file that a new table of that name would get.
+std::string NewDataFile(const std::string& databasePath, std::string_view table);
+
 // The column as it is written in CREATE TABLE.
 std::string ColumnText(const Column& column);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
 
 #include "shell/column_fit.h"
 #include "shell/column_guess.h"
@@ -204,7 +205,24 @@ void Report(const Plan& plan, const ImportSource& source, uint64_t rows, std::os
     }
 }
 
+// What the library says behind the measuring of the whole file, said in front of it and with the
+// way out. A .dbf file beside the database is in its own table's way.
+void RefuseFileInTheWay(const std::string& databasePath, const std::string& table) {
+    const std::string file = NewDataFile(databasePath, table);
+    if (std::error_code error; std::filesystem::exists(file, error)) {
+        throw Error("'" + file +
+                    "' is in the place of the new table's data file; give the table another name: "
+                    ".import FILE TABLE");
+    }
+}
+
 }  // namespace
+
+std::string ImportCommand(const std::string& path) {
+    const std::string stem = std::filesystem::path(path).stem().string();
+    return "ovrasql --create new.dbf '.import \"" + path + "\" " +
+           UsableName("my_" + stem, kTableNameLimit) + "'";
+}
 
 void ImportFile(Database* database, const ImportRequest& request, std::ostream* report) {
     const auto source = OpenSource(request);
@@ -220,6 +238,9 @@ void ImportFile(Database* database, const ImportRequest& request, std::ostream* 
             ? UsableName(std::filesystem::path(request.path).stem().string(), kTableNameLimit)
             : request.table;
     const auto existing = LookUpTable(database->Path(), name);
+    if (!existing.has_value()) {
+        RefuseFileInTheWay(database->Path(), name);
+    }
     const Plan plan = existing.has_value() ? PlanExistingTable(source.get(), *existing)
                                            : PlanNewTable(source.get(), name);
     if (plan.create) {

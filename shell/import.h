@@ -23,4 +23,8 @@ struct ImportRequest {
 // row tells how many rows are in.
 void ImportFile(Database* database, const ImportRequest& request, std::ostream* report);
 
+// What to type for a data file in the folder at hand to become a table of a new database. The table
+// is not called as the file, whose place its own data file would take.
+std::string ImportCommand(const std::string& path);
+
 }  // namespace ovrashell

@@ -16,6 +16,7 @@
 
 #include "shell/catalog.h"
 #include "shell/database.h"
+#include "shell/import.h"
 #include "shell/prompt.h"
 #include "shell/session.h"
 
@@ -100,9 +101,8 @@ Database OpenExisting(const std::string& path) {
             throw;
         }
         throw Error(std::string(error.what()) + "\n'" + path +
-                    "' looks like a table, not a database. To use it: ovrasql --create new.dbf "
-                    "'.import \"" +
-                    path + "\"'");
+                    "' looks like a table, not a database. To use it: " +
+                    ovrashell::ImportCommand(path));
     }
 }
 

@@ -108,6 +108,20 @@ TEST_F(ImportTest, TableThatItsCatalogHidesComesIntoANewDatabase) {
     EXPECT_EQ(Select("select word, story from saved"), (Rows{{"one", "a story"}}));
 }
 
+TEST_F(ImportTest, DbfBesideTheDatabaseIsInItsOwnWay) {
+    const std::string file = ovratest::DbfBytes({{{"WORD", 'C', 10}}, {{"one"}, {"two"}}});
+    folder_.Write("People.dbf", file);
+    folder_.Write("people.dbf", file);
+    EXPECT_EQ(ErrorOf("People.dbf"),
+              Named("people.dbf") +
+                  " is in the place of the new table's data file; give the table another name: "
+                  ".import FILE TABLE");
+    EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
+    EXPECT_EQ(Import("People.dbf", "members"), "2 rows imported into members\n");
+    EXPECT_EQ(Import("people.dbf", "MEMBERS"), "2 rows added to the existing table members\n");
+    EXPECT_EQ(folder_.Read("people.dbf"), file);
+}
+
 TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {
     {
         Database source = Database::Create(folder_.File("source.dbf"));
