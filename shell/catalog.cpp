@@ -111,6 +111,10 @@ std::vector<std::vector<std::string>> DbfFile::LiveRecords() const {
                                        [](std::size_t sum, const Column& column) {
                                            return sum + static_cast<std::size_t>(column.width);
                                        });
+    if (recordLength_ == 0) {
+        // Reading nothing always succeeds: as many empty records as the header counts.
+        throw Error("'" + path_ + "' has records of no length");
+    }
     std::vector<std::vector<std::string>> rows;
     std::vector<char> record(std::max<std::size_t>(recordLength_, width), ' ');
     std::ifstream file(path_, std::ios::binary);

@@ -33,7 +33,7 @@ class DbfFile {
     bool IsCutShort() const;
 
     // The fields of every live record, in record order, without trailing blanks. For small files:
-    // all of it is in memory.
+    // all of it is in memory. Throws an Error for records of no length.
     std::vector<std::vector<std::string>> LiveRecords() const;
 
   private:

@@ -146,6 +146,18 @@ TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {
     EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
 }
 
+TEST_F(ImportTest, RecordsOfNoLengthAreNotRead) {
+    std::string bytes = ovratest::DbfBytes({{{"WORD", 'C', 10}}, {{"one"}, {"two"}}});
+    bytes.replace(4, 8, std::string("\xFF\xFF\xFF\xFF\x41\x00\x00\x00", 8));
+    folder_.Write("s.dbf", bytes);
+    try {
+        DbfFile(folder_.File("s.dbf")).LiveRecords();
+        FAIL() << "records were read";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.what(), Named("s.dbf") + " has records of no length");
+    }
+}
+
 TEST_F(ImportTest, DbfThatIsCutShortSaysSo) {
     Database::Create(folder_.File("source.dbf")).Query("create table s (word char(10))");
     {
