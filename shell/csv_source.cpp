@@ -13,10 +13,10 @@ namespace ovrashell {
 namespace {
 
 // Every line end outside of quotes is told, so that the lines can be counted.
-constexpr unsigned char kOptions = CSV_APPEND_NULL | CSV_REPALL_NL;
-// At the end of the file: a quote that is still open is an error. While reading, these would also
-// refuse a quote in the middle of a value, as in 5" pipe.
-constexpr unsigned char kOptionsAtEnd = kOptions | CSV_STRICT | CSV_STRICT_FINI;
+constexpr unsigned char kLenient = CSV_APPEND_NULL | CSV_REPALL_NL;
+// A value whose quotes do not match would take the rows behind it in: text behind the closing quote
+// and, at the end of the file, a quote that is still open are errors.
+constexpr unsigned char kStrict = kLenient | CSV_STRICT | CSV_STRICT_FINI;
 
 // One pass over a CSV file with libcsv, which calls back for each value and each row. What is
 // thrown on the way is carried over the C code and thrown again behind it.
@@ -25,7 +25,7 @@ class CsvPass {
     using OnRow = std::function<bool(SourceRow&)>;  // false ends the pass
 
     CsvPass(const TextFile& file, OnRow onRow) : file_(file), onRow_(std::move(onRow)) {
-        if (csv_init(&parser_, kOptions) != 0) {
+        if (csv_init(&parser_, kStrict) != 0) {
             throw Error("Cannot read CSV: out of memory");
         }
     }
@@ -36,11 +36,11 @@ class CsvPass {
     void Run() {
         file_.ForEachPiece([this](std::string_view bytes) {
             bytesRead_ += static_cast<double>(bytes.size());
-            const std::size_t parsed =
-                csv_parse(&parser_, bytes.data(), bytes.size(), ValueEnded, RowEnded, this);
-            Rethrow();
-            if (parsed != bytes.size()) {
-                throw Error("'" + file_.Path() + "': " + csv_strerror(csv_error(&parser_)));
+            while (!stopped_ && !bytes.empty()) {
+                bytes.remove_prefix(Parse(bytes));
+                if (!stopped_ && !bytes.empty()) {
+                    bytes.remove_prefix(ParseQuote(bytes.substr(0, 1)));
+                }
             }
             return !stopped_;
         });
@@ -55,8 +55,31 @@ class CsvPass {
     uint64_t Line() const { return rowLine_; }
 
   private:
+    // Gives how many bytes are behind it: all, or those in front of one that is refused.
+    std::size_t Parse(std::string_view bytes) {
+        const std::size_t parsed =
+            csv_parse(&parser_, bytes.data(), bytes.size(), ValueEnded, RowEnded, this);
+        Rethrow();
+        return parsed;
+    }
+
+    // Takes the byte that was refused if it is a quote in a value without quotes, as in 5" pipe.
+    std::size_t ParseQuote(std::string_view quote) {
+        if (csv_error(&parser_) != CSV_EPARSE) {
+            throw Error("'" + file_.Path() + "': " + csv_strerror(csv_error(&parser_)));
+        }
+        if (parser_.quoted != 0) {
+            throw Error("'" + file_.Path() +
+                        "': text follows the closing quote of the value that begins in line " +
+                        std::to_string(line_));
+        }
+        csv_set_opts(&parser_, kLenient);
+        const std::size_t parsed = Parse(quote);
+        csv_set_opts(&parser_, kStrict);
+        return parsed;
+    }
+
     void Finish() {
-        csv_set_opts(&parser_, kOptionsAtEnd);
         const bool closed = csv_fini(&parser_, ValueEnded, RowEnded, this) == 0;
         Rethrow();
         if (!closed) {

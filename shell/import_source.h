@@ -38,7 +38,7 @@ class ImportSource {
 // A CSV file. Its first row has the names; where it has none (`hasHeader` false), the columns are
 // called c1, c2 and so on. Values may be quoted and then hold commas, quotes (twice) and line ends.
 // A row with more values than there are names is an Error; missing ones are empty. A zero byte,
-// UTF-16 and a quote that is never closed are Errors, too.
+// UTF-16, a quote that is never closed and text behind a closing one are Errors, too.
 std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path, bool hasHeader);
 
 // A .dbf file, with the .dbt file of the same name beside it when it has memo columns. Deleted

@@ -63,11 +63,32 @@ TEST_F(ImportTest, QuoteThatIsNeverClosedIsToldWithItsLine) {
     EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
 }
 
+TEST_F(ImportTest, TextBehindAClosingQuoteIsToldWithItsLine) {
+    const std::string message =
+        Named("in.csv") + ": text follows the closing quote of the value that begins in line ";
+    folder_.Write("in.csv", "a,b\n\"x\" y,1\n\"z\",2\n");
+    EXPECT_EQ(ErrorOf("in.csv"), message + "2");
+    // The quote that is missing in line 3 would be found in line 4.
+    folder_.Write("in.csv", "a,b\r\n\"x\",1\r\n\"y,2\r\n\"z\",3\r\n");
+    EXPECT_EQ(ErrorOf("in.csv"), message + "3");
+    folder_.Write("in.csv", "a,b\n1,\"x\" \"y\"\n");
+    EXPECT_EQ(ErrorOf("in.csv"), message + "2");
+    folder_.Write("in.csv", "a,\"b\"c\n1,2\n");
+    EXPECT_EQ(ErrorOf("in.csv"), message + "1");
+    // A backslash marks nothing: a comma behind such a quote would end the value.
+    folder_.Write("in.csv", "a,b\n\"the \\\"odd\\\" one\",1\n");
+    EXPECT_EQ(ErrorOf("in.csv"), message + "2");
+    EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
+    folder_.Write("in.csv", "a,b\n\"x\" ,\"1\"\t\n");
+    EXPECT_EQ(Import("in.csv", "t"), "1 row imported into t\n") << "blanks are no text";
+    EXPECT_EQ(Select("select a, b from t"), (Rows{{"x", "1"}}));
+}
+
 TEST_F(ImportTest, QuotesInsideOfValuesAreTheirOwn) {
-    folder_.Write("in.csv", "a,b\n5\" pipe,\"say \"\"hi\"\"\"\n\"the \\\"odd\\\" one\",\"last\"");
+    folder_.Write("in.csv", "a,b\n5\" pipe,\"say \"\"hi\"\"\"\na\"b\"\"c\",\"last\"");
     EXPECT_EQ(Import("in.csv", "t"), "2 rows imported into t\n");
     EXPECT_EQ(Select("select a, b from t"),
-              (Rows{{"5\" pipe", "say \"hi\""}, {"the \\\"odd\\\" one", "last"}}));
+              (Rows{{"5\" pipe", "say \"hi\""}, {"a\"b\"\"c\"", "last"}}));
 }
 
 TEST_F(ImportTest, LinesAreCountedWhateverTheirEnds) {
