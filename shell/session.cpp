@@ -7,6 +7,7 @@
 #include <iostream>
 #include <istream>
 #include <new>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -47,6 +48,22 @@ bool TakesParameters(std::string_view statement) {
 std::string Place(const std::string& name, std::size_t line) {
     return (name.empty() ? "line " : name + ":") + std::to_string(line) + ": ";
 }
+
+// An Error behind the places of the statement and of those that ran its file, the outermost first.
+// Where files run each other in a circle, each place is named once.
+class PlacedError : public Error {
+  public:
+    PlacedError(const std::string& place, const Error& error)
+        : Error(place + error.what()), places_{place} {}
+    PlacedError(const std::string& place, const PlacedError& error)
+        : Error((error.places_.count(place) == 0 ? place : "") + error.what()),
+          places_(error.places_) {
+        places_.insert(place);
+    }
+
+  private:
+    std::set<std::string> places_;
+};
 
 std::string CannotRead(const std::string& name, int error) {
     return "Cannot read " + (name.empty() ? "the input" : "'" + name + "'") + ": " +
@@ -141,11 +158,10 @@ void Session::RunStream(std::istream* input, const std::string& name) {
     const auto run = [&] {
         try {
             RunLine(reader.Take());
+        } catch (const PlacedError& error) {
+            throw PlacedError(Place(name, first), error);
         } catch (const Error& error) {
-            const std::string place = Place(name, first);
-            const std::string_view text = error.what();
-            // A file that runs itself is named once.
-            throw Error(text.starts_with(place) ? std::string(text) : place + std::string(text));
+            throw PlacedError(Place(name, first), error);
         }
         first = number + 1;
     };

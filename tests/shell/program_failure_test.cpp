@@ -97,6 +97,14 @@ TEST_F(ProgramFailureTest, ScriptThatRunsItselfIsStopped) {
     EXPECT_EQ(Errors(), "line 1: " + error);
 }
 
+TEST_F(ProgramFailureTest, ScriptsThatRunEachOtherAreNamedOnce) {
+    MakePorts();
+    folder_.Write("one", ".read two\n");
+    folder_.Write("two", "delete from ports\n.read one\n");
+    EXPECT_EQ(Run("-f one db.dbf").status, 1);
+    EXPECT_EQ(Errors(), "one:1: two:2: Files run files more than 100 deep: does one run itself?\n");
+}
+
 TEST_F(ProgramFailureTest, TableTakenForADatabaseGetsAHint) {
     MakePorts();
     const std::string command = "--create new.dbf '.import \"ports.dbf\" my_ports'";
