@@ -9,8 +9,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -110,6 +112,12 @@ std::string HistoryLine(const std::string& line) {
     return text + '\n';
 }
 
+bool IsMissingOrEmpty(const std::string& path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    return error ? error == std::errc::no_such_file_or_directory : size == 0;
+}
+
 bool cancelTyped = false;
 
 // While a line is edited, Ctrl-C is a key and no signal: that would end the program, and its
@@ -159,9 +167,13 @@ LineEditor::LineEditor(std::string databasePath, std::string historyPath)
     if (historyPath_.empty()) {
         return;
     }
+    const bool wasRead = read_history(historyPath_.c_str()) == 0;
     // What is written anew has its head line, and no more lines than are kept.
-    if (read_history(historyPath_.c_str()) != 0 || history_length >= kHistoryLines) {
+    if (wasRead ? history_length >= kHistoryLines : IsMissingOrEmpty(historyPath_)) {
         write_history(historyPath_.c_str());
+    } else if (!wasRead) {
+        // Somebody else's lines, or not to be opened: they stay as they are.
+        historyPath_.clear();
     }
 }
 
@@ -170,7 +182,7 @@ void LineEditor::Remember(const std::string& line) const {
     add_history(line.c_str());
     const int file = ::open(historyPath_.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (file < 0) {
-        return;  // without a home, or with one that cannot be written, there is no history file
+        return;  // without a home, or with a file that is not to be written, there is no history
     }
     const std::string text = HistoryLine(line);
     [[maybe_unused]] const auto written = ::write(file, text.data(), text.size());

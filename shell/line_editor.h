@@ -10,7 +10,8 @@ namespace ovrashell {
 
 class LineEditor {
   public:
-    // Reads the history file, or makes it. `databasePath` is where completion finds the names.
+    // Reads the history file, or makes it. A file that is none is neither read nor written.
+    // `databasePath` is where completion finds the names.
     LineEditor(std::string databasePath, std::string historyPath);
     ~LineEditor() = default;
     LineEditor(const LineEditor&) = delete;

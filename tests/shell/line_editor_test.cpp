@@ -94,6 +94,19 @@ TEST_F(LineEditorTest, HistoryOutlivesAProgramThatIsKilled) {
     }
 }
 
+TEST_F(LineEditorTest, FileThatIsNoHistoryIsLeftAlone) {
+    ovrashell::Database::Create(folder_.File("db.dbf"));
+    for (const std::string before : {"select 1\nselect 2\n", "_HiStOrY_V1_\nselect 1\n", ""}) {
+        folder_.Write(".ovrasql_history", before);
+        Terminal terminal(folder_);
+        EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+        terminal.WaitForEnd();
+        EXPECT_EQ(terminal.Status(), 0);
+        EXPECT_EQ(folder_.Read(".ovrasql_history"),
+                  before.empty() ? "_HiStOrY_V2_\n.quit\n" : before);
+    }
+}
+
 TEST_F(LineEditorTest, HistoryKeepsAThousandLines) {
     ovrashell::Database::Create(folder_.File("db.dbf"));
     std::string lines = "_HiStOrY_V2_\n";
