@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <numeric>
+#include <system_error>
 
 #include "shell/database.h"
 #include "shell/dbf_header.h"
@@ -74,7 +76,10 @@ DbfFile::DbfFile(const std::string& path) : path_(path) {
     std::ifstream file(path, std::ios::binary);
     std::array<char, kHeaderSize> header{};
     if (!file.read(header.data(), header.size())) {
-        throw Error("Cannot read '" + path + "'");
+        // What is there and ends well has too few bytes.
+        throw Error(file.is_open() && !file.bad()
+                        ? "'" + path + "' is too short to be a data file"
+                        : "Cannot read '" + path + "': " + std::generic_category().message(errno));
     }
     if ((header[0] & 0x7F) != 3) {
         throw Error("'" + path + "' is no data file of a version that can be read");

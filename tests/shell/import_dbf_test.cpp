@@ -146,6 +146,16 @@ TEST_F(ImportTest, DbfThatCannotBeReadIsNamedAsTheUserNamedIt) {
     EXPECT_TRUE(ReadCatalog(database_.Path()).empty());
 }
 
+TEST_F(ImportTest, DbfWithoutAHeaderIsToldWithTheReason) {
+    EXPECT_EQ(ErrorOf("none.dbf"),
+              "Cannot read " + Named("none.dbf") + ": No such file or directory");
+    folder_.Write("empty.dbf", "");
+    EXPECT_EQ(ErrorOf("empty.dbf"), Named("empty.dbf") + " is too short to be a data file");
+    folder_.Write("short.dbf", std::string(31, '\x03'));
+    EXPECT_EQ(ErrorOf("short.dbf"), Named("short.dbf") + " is too short to be a data file");
+    EXPECT_THROW(DbfFile(folder_.Path()), Error) << "a folder opens and cannot be read";
+}
+
 TEST_F(ImportTest, RecordsOfNoLengthAreNotRead) {
     std::string bytes = ovratest::DbfBytes({{{"WORD", 'C', 10}}, {{"one"}, {"two"}}});
     bytes.replace(4, 8, std::string("\xFF\xFF\xFF\xFF\x41\x00\x00\x00", 8));
@@ -240,7 +250,8 @@ TEST_F(ImportTest, WhatCannotBeCopiedIsAnErrorWithAReason) {
     folder_.Write("s.dbf", ovratest::DbfBytes({{{"NAME", 'C', 5, 0}}, {{"Anna"}}}));
     fs::permissions(folder_.File("s.dbf"), fs::perms(0));
     fs::permissions(folder_.Path(), fs::perms(0755));
-    EXPECT_EQ(ImportOfOrdinaryUser(folder_.File("s.dbf")), "Cannot read " + Named("s.dbf"));
+    EXPECT_EQ(ImportOfOrdinaryUser(folder_.File("s.dbf")),
+              "Cannot read " + Named("s.dbf") + ": Permission denied");
     fs::create_directory(folder_.File("folder.dbf"));
     EXPECT_EQ(ErrorOf("folder.dbf"), Named("folder.dbf") + " is no regular file");
     const TemporaryFilesIn nowhere(folder_.File("nowhere"));
