@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -10,41 +8,13 @@
 #include "shell/database.h"
 #include "shell/dbf_header.h"
 #include "shell/import_source.h"
+#include "shell/temporary_file.h"
 
 namespace ovrashell {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// A folder of its own under the system's temporary one, removed at the end.
-class ScratchFolder {
-  public:
-    ScratchFolder() {
-        std::error_code error;
-        const fs::path parent = fs::temp_directory_path(error);
-        if (error) {
-            throw Error("There is no folder for temporary files: " + error.message());
-        }
-        std::string name = (parent / "ovrasql-import-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) {
-            throw Error("Cannot make a temporary folder in '" + parent.string() +
-                        "': " + std::generic_category().message(errno));
-        }
-        path_ = name;
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    std::string File(const char* name) const { return (path_ / name).string(); }
-
-  private:
-    fs::path path_;
-};
 
 // The memo file beside a data file, whatever the case of its extension. Empty when there is none.
 fs::path MemoFileOf(const fs::path& dataFile) {
@@ -190,7 +160,7 @@ class DbfSource final : public ImportSource {
         return message;
     }
 
-    ScratchFolder folder_;
+    TemporaryFolder folder_{"ovrasql-import-"};
     std::string path_;
     std::string copy_;
     std::vector<Column> columns_;

@@ -12,19 +12,32 @@
 
 namespace ovrashell {
 
-TemporaryFile::TemporaryFile() {
+namespace {
+
+// Makes what is called `prefix` and six letters that nobody else has, and gives its path. `make`
+// puts the letters in, and tells whether it could be made; `kind` is for the message.
+template <typename Make>
+std::string MakeTemporary(const char* kind, const std::string& prefix, Make make) {
     std::error_code error;
-    const auto folder = std::filesystem::temp_directory_path(error);
+    const auto parent = std::filesystem::temp_directory_path(error);
     if (error) {
         throw Error("There is no folder for temporary files: " + error.message());
     }
-    path_ = (folder / "ovrasql-XXXXXX").string();
-    descriptor_ = ::mkstemp(path_.data());
-    if (descriptor_ < 0) {
-        throw Error("Cannot make a temporary file in '" + folder.string() +
+    std::string path = (parent / (prefix + "XXXXXX")).string();
+    if (!make(path.data())) {
+        throw Error(std::string("Cannot make a temporary ") + kind + " in '" + parent.string() +
                     "': " + std::generic_category().message(errno));
     }
+    return path;
 }
+
+}  // namespace
+
+TemporaryFile::TemporaryFile()
+    : path_(MakeTemporary("file", "ovrasql-", [this](char* path) {
+          descriptor_ = ::mkstemp(path);
+          return descriptor_ >= 0;
+      })) {}
 
 TemporaryFile::~TemporaryFile() {
     RemoveName();
@@ -47,6 +60,15 @@ std::string TemporaryFile::Text() const {
         text.append(chunk.data(), static_cast<std::size_t>(count));
     }
     return text;
+}
+
+TemporaryFolder::TemporaryFolder(const std::string& prefix)
+    : path_(
+          MakeTemporary("folder", prefix, [](char* path) { return ::mkdtemp(path) != nullptr; })) {}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
 }
 
 }  // namespace ovrashell

@@ -23,8 +23,23 @@ class TemporaryFile {
     std::string Text() const;
 
   private:
+    int descriptor_ = -1;  // set while the path is made
     std::string path_;
-    int descriptor_ = -1;
+};
+
+// A folder of its own, removed at the end with all that is in it.
+class TemporaryFolder {
+  public:
+    // Its name is `prefix` and what makes it unique. Throws an Error as above.
+    explicit TemporaryFolder(const std::string& prefix);
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::string File(const std::string& name) const { return path_ + "/" + name; }
+
+  private:
+    std::string path_;
 };
 
 }  // namespace ovrashell
