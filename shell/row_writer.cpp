@@ -235,6 +235,8 @@ class JsonWriter final : public RowWriter {
 
     void End() override { *out_ << (first_ ? "]\n" : "\n]\n"); }
 
+    void BreakOff() override { *out_ << '\n'; }
+
   private:
     std::ostream* out_;
     Row names_;

@@ -1,7 +1,7 @@
 #pragma once
 
 // RowWriter: how the rows of a query are shown. A writer is given the column names once, then row
-// after row, then the end; it writes to a stream that outlives it.
+// after row, then the end, or the news that there is none; it writes to a stream that outlives it.
 
 #include <cstddef>
 #include <memory>
@@ -27,6 +27,9 @@ class RowWriter {
     virtual void Begin(const Row& names) = 0;
     virtual void Write(const Row& values) = 0;
     virtual void End() = 0;
+    // Instead of the end, when no more rows can be had: ends the line that was begun, so that what
+    // is said then stands on its own.
+    virtual void BreakOff() {}
 };
 
 // `headers` asks for the column names where the mode has a place for them.

@@ -217,11 +217,16 @@ void Session::RunStatement(std::string_view statement) {
 void Session::ShowRows(View* view) {
     const auto writer = MakeRowWriter(mode_, headers_, Out());
     writer->Begin(view->Names());
-    // Nobody sees the rows behind a failure, and the last of them may never come.
-    while (view->Next()) {
-        StopIfInterrupted();
-        writer->Write(view->Values());
-        StopIfUnwritten(*Out());
+    try {
+        // Nobody sees the rows behind a failure, and the last of them may never come.
+        while (view->Next()) {
+            StopIfInterrupted();
+            writer->Write(view->Values());
+            StopIfUnwritten(*Out());
+        }
+    } catch (const Error&) {
+        writer->BreakOff();
+        throw;
     }
     writer->End();
     StopIfUnwritten(*Out());

@@ -59,6 +59,18 @@ TEST_F(PromptTest, InterruptStopsAtTheNextRow) {
     EXPECT_EQ(terminal.Status(), 0);
 }
 
+TEST_F(PromptTest, InterruptedJsonEndsItsLineFirst) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".mode json\r"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select t0.a from " + EndlessJoin() + "\r"));
+    EXPECT_TRUE(terminal.WaitFor("{\"a\":\"one\"},\r\n"));
+    EXPECT_TRUE(terminal.Send(kInterruptKey));
+    EXPECT_TRUE(terminal.WaitFor("{\"a\":\"one\"}\r\nInterrupted\r\n"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
 TEST_F(PromptTest, SecondInterruptEndsTheProgram) {
     Terminal terminal(folder_);
     EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) from " + EndlessJoin() + "\r"));
