@@ -16,6 +16,7 @@
 #include "shell/dot_commands.h"
 #include "shell/interrupt.h"
 #include "shell/statement_reader.h"
+#include "shell/white_space.h"
 
 namespace ovrashell {
 
@@ -31,6 +32,13 @@ bool IsSelect(std::string_view statement) {
 }
 
 bool IsRemark(std::string_view line) { return line.substr(0, 2) == "--"; }
+
+// A dot command needs none at its end, but who has typed statements ends it like one.
+std::string_view WithoutSemicolon(std::string_view command) {
+    const auto last = command.find_last_not_of(kWhiteSpace);
+    return last != std::string_view::npos && command[last] == ';' ? command.substr(0, last)
+                                                                  : command;
+}
 
 // Whether the statement takes parameters at all; one that takes none must be given none.
 bool TakesParameters(std::string_view statement) {
@@ -141,7 +149,7 @@ void Session::RunLineUnguarded(std::string_view line) {
     }
     const auto start = line.find_first_not_of(" \t");
     if (start != std::string_view::npos && line[start] == '.') {
-        RunDotCommand(this, std::string(line.substr(start)));
+        RunDotCommand(this, std::string(WithoutSemicolon(line.substr(start))));
         return;
     }
     for (const std::string& statement : SplitStatements(line)) {

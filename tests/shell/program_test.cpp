@@ -240,6 +240,16 @@ TEST_F(ProgramTest, ModesAndHelp) {
     }
 }
 
+TEST_F(ProgramTest, SemicolonMayEndACommandToo) {
+    MakePorts();
+    EXPECT_EQ(Sql(".tables;"), "ports\n");
+    EXPECT_EQ(Run("db.dbf", ".headers off ; \n.parameters 'a;'\nselect :1 from ports\n").output,
+              "a;\na;\n")
+        << "one in quotes is part of its word: " << Errors();
+    EXPECT_EQ(Run("db.dbf '.tables;;'").status, 1);
+    EXPECT_EQ(Errors(), "Unknown command '.tables;'; .help lists the commands\n");
+}
+
 TEST_F(ProgramTest, WrongCommandsAreExplained) {
     MakePorts();
     EXPECT_EQ(Run("db.dbf .nonsense").status, 1);
