@@ -121,8 +121,8 @@ bool IsMissingOrEmpty(const std::string& path) {
 bool cancelTyped = false;
 
 // While a line is edited, Ctrl-C is a key and no signal: that would end the program. The setting is
-// for all keys that are signals, so Ctrl-Z and Ctrl-\ do nothing here, either. libedit forgets it at
-// the start of every line.
+// for all keys that are signals, so Ctrl-Z and Ctrl-\ do nothing here, either. libedit forgets it
+// at the start of every line.
 int TakeInterruptsAsKeys() { return rl_parse_and_bind("setty -d -isig"); }
 
 // Ends the line without a result.
