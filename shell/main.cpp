@@ -100,9 +100,9 @@ Database OpenExisting(const std::string& path) {
         if (!ovrashell::IsPlainTable(path)) {
             throw;
         }
-        throw Error(std::string(error.what()) + "\n'" + path +
-                    "' looks like a table, not a database. To use it: " +
-                    ovrashell::ImportCommand(path));
+        throw Error(
+            std::string(error.what()) + "\n'" + path +
+            "' looks like a table, not a database. To use it: " + ovrashell::ImportCommand(path));
     }
 }
 
