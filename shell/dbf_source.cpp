@@ -4,6 +4,8 @@
 #include <fstream>
 #include <system_error>
 #include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "shell/database.h"
 #include "shell/dbf_header.h"
@@ -124,8 +126,18 @@ class DbfSource final : public ImportSource {
         for (const Column& column : columns_) {
             names_.push_back(column.name);
         }
-        rows_ = DbfFile(copy_).RecordCount();
+        const DbfFile copy(copy_);
+        rows_ = copy.RecordCount();
+        isCutShort_ = copy.IsCutShort();
         database_ = std::make_unique<Database>(Database::Open(schema));
+        WithOwnPaths([this] {
+            for (int pass = 0; pass < kPasses; ++pass) {
+                passes_.push_back(database_->Select("select * from t"));
+            }
+        });
+        // What is open stays readable without its name; from here on nothing is left behind however
+        // the program ends.
+        folder_.Remove();
     }
 
     const std::vector<std::string>& Names() const override { return names_; }
@@ -135,29 +147,37 @@ class DbfSource final : public ImportSource {
     }
 
     std::string Fault() const override {
-        return DbfFile(copy_).IsCutShort() ? "'" + path_ + "' ends before its last record" : "";
+        return isCutShort_ ? "'" + path_ + "' ends before its last record" : "";
     }
 
     void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) override {
-        try {
-            View view = database_->Select("select * from t");
+        WithOwnPaths([&] {
+            if (passes_.empty()) {
+                throw Error("'" + path_ + "' cannot be read once more");
+            }
+            View view = std::move(passes_.back());
+            passes_.pop_back();
             row_ = 0;
             while (view.Next()) {
                 ++row_;
                 onRow(view.Values(), static_cast<double>(row_) / std::max<double>(1, rows_));
             }
-        } catch (const Error& error) {
-            throw Error(WithOwnPaths(error.what()));
-        }
+        });
     }
 
   private:
-    // The library's message with the paths of the user's files in place of the copies'.
-    std::string WithOwnPaths(std::string message) const {
-        Replace(copy_, path_, &message);
-        Replace(folder_.File("t.dbt"), fs::path(path_).replace_extension(".dbt").string(),
-                &message);
-        return message;
+    // The library's messages get the paths of the user's files in place of the copies'.
+    template <typename Action>
+    void WithOwnPaths(Action action) const {
+        try {
+            action();
+        } catch (const Error& error) {
+            std::string message = error.what();
+            Replace(copy_, path_, &message);
+            Replace(folder_.File("t.dbt"), fs::path(path_).replace_extension(".dbt").string(),
+                    &message);
+            throw Error(message);
+        }
     }
 
     TemporaryFolder folder_{"ovrasql-import-"};
@@ -166,8 +186,10 @@ class DbfSource final : public ImportSource {
     std::vector<Column> columns_;
     std::vector<std::string> names_;
     double rows_ = 0;
+    bool isCutShort_ = false;
     uint64_t row_ = 0;  // the one at hand
     std::unique_ptr<Database> database_;
+    std::vector<View> passes_;  // those that are to come
 };
 
 }  // namespace

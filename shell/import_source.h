@@ -1,7 +1,7 @@
 #pragma once
 
-// ImportSource: rows from a file that is not part of the database. It can be read as often as
-// wanted, since an import reads it twice: once to measure the columns, once to insert the rows.
+// ImportSource: rows from a file that is not part of the database. An import reads it twice: once
+// to measure the columns, once to insert the rows.
 
 #include <functional>
 #include <memory>
@@ -13,6 +13,9 @@
 namespace ovrashell {
 
 using SourceRow = std::vector<std::string>;
+
+// How often an import reads its file.
+constexpr int kPasses = 2;
 
 class ImportSource {
   public:
@@ -30,8 +33,8 @@ class ImportSource {
     // Where the row at hand stands, as "line 7 of 'x.csv'". For use inside ForEachRow.
     virtual std::string Place() const = 0;
 
-    // Calls back for each row, with as many values as there are names, and with how much of the
-    // file is behind it, 0 to 1.
+    // No more than kPasses times: calls back for each row, with as many values as there are names,
+    // and with how much of the file is behind it, 0 to 1.
     virtual void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) = 0;
 };
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "shell/database.h"
 
@@ -66,9 +67,13 @@ TemporaryFolder::TemporaryFolder(const std::string& prefix)
     : path_(
           MakeTemporary("folder", prefix, [](char* path) { return ::mkdtemp(path) != nullptr; })) {}
 
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+TemporaryFolder::~TemporaryFolder() { Remove(); }
+
+void TemporaryFolder::Remove() {
+    if (std::exchange(isThere_, false)) {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
 }
 
 }  // namespace ovrashell

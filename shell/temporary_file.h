@@ -36,10 +36,14 @@ class TemporaryFolder {
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
+    // At once: what has files in it open goes on using them.
+    void Remove();
+
     std::string File(const std::string& name) const { return path_ + "/" + name; }
 
   private:
     std::string path_;
+    bool isThere_ = true;
 };
 
 }  // namespace ovrashell

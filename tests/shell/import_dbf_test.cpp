@@ -11,6 +11,7 @@
 #include <fstream>
 
 #include "shell/catalog.h"
+#include "shell/import_source.h"
 #include "tests/shell/dbf_bytes.h"
 #include "tests/shell/import_fixture.h"
 
@@ -165,6 +166,25 @@ TEST_F(ImportTest, RecordsOfNoLengthAreNotRead) {
         FAIL() << "records were read";
     } catch (const Error& error) {
         EXPECT_EQ(error.what(), Named("s.dbf") + " has records of no length");
+    }
+}
+
+TEST_F(ImportTest, NoCopyOfTheFileIsLeftHoweverTheProgramEnds) {
+    Database::Create(folder_.File("source.dbf"))
+        .Query("create table s (word char(10), story memo)");
+    {
+        Database source = Database::Open(folder_.File("source.dbf"));
+        source.Query("insert into s values ('one', 'a story')");
+        source.Query("insert into s values ('two', 'another')");
+    }
+    fs::create_directory(folder_.File("temporary"));
+    const TemporaryFilesIn temporary(folder_.File("temporary"));
+    const auto source = OpenDbfSource(folder_.File("s.dbf"));
+    EXPECT_TRUE(fs::is_empty(folder_.File("temporary"))) << "before a row is read";
+    for (int pass = 0; pass < kPasses; ++pass) {
+        Rows rows;
+        source->ForEachRow([&](const SourceRow& row, double) { rows.push_back(row); });
+        EXPECT_EQ(rows, (Rows{{"one", "a story"}, {"two", "another"}})) << "pass " << pass;
     }
 }
 
