@@ -19,9 +19,9 @@ constexpr int32_t kFlagsWidth = 19;
 // The path up to and including its last separator. Byte 0, which DirectoryPart does not look at,
 // stands before a database right under the root.
 String DirectoryOf(TextView path) {
-    const bool fromRoot = path.length > 0 && (path[0] == '/' || path[0] == '\\');
+    const TextView first = path.Part(0, 1);
     String directory = DirectoryPart(path);
-    return directory.IsEmpty() && fromRoot ? String(path.Part(0, 1)) : directory;
+    return directory.IsEmpty() && (first == "/" || first == "\\") ? String(first) : directory;
 }
 
 struct CatalogColumn {

@@ -60,8 +60,9 @@ bool OvraSQLTable::CheckLayout(Collection<OvraSQLField>& fields, int32_t narrowe
     int64_t recordLength = 1;
     bool widthsFit = true;
     for (OvraSQLField* field = fields.First(); field != nullptr; field = fields.Next()) {
-        widthsFit =
-            widthsFit && field->Length() >= narrowest && field->Length() <= kMaximumFieldLength;
+        if (field->Length() < narrowest || field->Length() > kMaximumFieldLength) {
+            widthsFit = false;
+        }
         recordLength += field->Length();
     }
     if (widthsFit && recordLength <= kMaximumRecordLength) {
