@@ -273,7 +273,7 @@ TEST_F(DatabaseEntriesTest, SubdirCharTakesOneByte) {
     EXPECT_TRUE(TheHost().HasFile("a/b.dbf"));
 }
 
-TEST_F(DatabaseEntriesTest, KeysOfOptionsIgnoreCase) {
+TEST_F(DatabaseEntriesTest, OtherOptionsAreTakenInAnyCase) {
     TestDatabase database;
     ASSERT_TRUE(database.Create());
     EXPECT_TRUE(database.Option("Subdir_Char", "_"));
@@ -308,7 +308,7 @@ TEST_F(DatabaseEntriesTest, UnknownKeysAreIgnored) {
     EXPECT_EQ(TheHost().FilePaths().size(), 3U);
 }
 
-TEST_F(DatabaseEntriesTest, KeysAreTakenInAnyCase) {
+TEST_F(DatabaseEntriesTest, CaseOptionsAreTakenInAnyCase) {
     TestDatabase database;
     ASSERT_TRUE(database.Create());
     ASSERT_EQ(database.Run("create table t (a char(5))"), "");
