@@ -49,15 +49,13 @@ DatabaseContext* DatabaseContext::Of(void* hostDatabase) {
         return nullptr;
     }
     auto* context = static_cast<DatabaseContext*>(ovDatabase_data(hostDatabase));
-    return context == nullptr || !context->live_ || context->freed_ ? nullptr : context;
+    return context == nullptr || context->hostDatabase_ != hostDatabase ? nullptr : context;
 }
 
 DatabaseContext* DatabaseContext::Attach(void* hostDatabase) {
     DatabaseContext* former = Of(hostDatabase);
     DatabaseContext* context = databasePool.Take();
     context->hostDatabase_ = hostDatabase;
-    context->live_ = true;
-    context->freed_ = false;
     context->errorText_[0] = '\0';
     try {
         context->schema_ = std::make_unique<Schema>(ovDatabase_Program(hostDatabase), hostDatabase,
@@ -66,15 +64,14 @@ DatabaseContext* DatabaseContext::Attach(void* hostDatabase) {
         context->schema_ = nullptr;
     }
     ovDatabase_SetData(hostDatabase, context);
-    // The word of a handle that was freed before can by now lead to another database's context.
-    if (former != nullptr && former->hostDatabase_ == hostDatabase) {
+    if (former != nullptr) {
         former->Free();
     }
     return context;
 }
 
 void DatabaseContext::Free() {
-    freed_ = true;
+    hostDatabase_ = nullptr;
     if (openViews_ == 0) {
         End();
     }
@@ -82,14 +79,13 @@ void DatabaseContext::Free() {
 
 void DatabaseContext::RemoveView() {
     --openViews_;
-    if (freed_ && openViews_ == 0) {
+    if (IsFreed() && openViews_ == 0) {
         End();
     }
 }
 
 void DatabaseContext::End() {
     schema_ = nullptr;
-    live_ = false;
     databasePool.Give(this);
 }
 

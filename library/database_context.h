@@ -4,10 +4,15 @@
 // handle has its address as the data word. It owns the Schema and keeps the text of the last
 // failure.
 //
+// A context answers its own handle alone. The word of a handle that was freed can lead to a context
+// that has ended, or is another database's by now, perhaps in another thread: so Of looks at the
+// owner first, and at nothing else of a stranger's.
+//
 // Views point at their context. Should a host free the database while views are open, the context
 // and its Schema live on until the last of those is closed, and answer no call for the database.
-// One thread at a time.
+// One thread at a time, but for that look at the owner.
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -27,7 +32,7 @@ class DatabaseContext {
     DatabaseContext(const DatabaseContext&) = delete;
     DatabaseContext& operator=(const DatabaseContext&) = delete;
 
-    // The context behind the handle; null if there is none, or none any more.
+    // The handle's context; null if it has none, or none any more.
     [[nodiscard]] static DatabaseContext* Of(void* hostDatabase);
     // A new context with its Schema, attached to the handle. One that the handle has already is
     // freed. Without memory for a Schema there is a context all the same, to hold the error.
@@ -38,7 +43,7 @@ class DatabaseContext {
     // Null if there was no memory for it.
     [[nodiscard]] Schema* GetSchema() const { return schema_.get(); }
     [[nodiscard]] void* HostDatabase() const { return hostDatabase_; }
-    [[nodiscard]] bool IsFreed() const { return freed_; }
+    [[nodiscard]] bool IsFreed() const { return hostDatabase_ == nullptr; }
     // Ends with a NUL. It holds the latest failure; a success does not clear it.
     [[nodiscard]] const char* ErrorText() const { return errorText_; }
 
@@ -56,11 +61,9 @@ class DatabaseContext {
   private:
     void End();
 
-    void* hostDatabase_ = nullptr;
+    std::atomic<void*> hostDatabase_ = nullptr;  // null once the host has freed it
     std::unique_ptr<Schema> schema_;
     int64_t openViews_ = 0;
-    bool live_ = false;   // between Attach and the end
-    bool freed_ = false;  // freed by the host, kept for open views
     char errorText_[kErrorRoom] = "";
 };
 

@@ -69,13 +69,12 @@ ViewContext* ViewContext::Of(void* view) {
         return nullptr;
     }
     auto* context = static_cast<ViewContext*>(ovDatabaseView_data(view));
-    return context == nullptr || context->statement_ == nullptr ? nullptr : context;
+    return context == nullptr || context->view_ != view ? nullptr : context;
 }
 
 ViewContext* ViewContext::Make(DatabaseContext& database) {
     ViewContext* context = viewPool.Take();
     context->database_ = &database;
-    context->statement_ = nullptr;
     database.AddView();
     return context;
 }
@@ -83,6 +82,7 @@ ViewContext* ViewContext::Make(DatabaseContext& database) {
 void ViewContext::End() {
     DatabaseContext* database = database_;
     PreparedStatement* statement = statement_;
+    view_ = nullptr;
     database_ = nullptr;
     statement_ = nullptr;
     if (statement != nullptr) {
@@ -90,6 +90,11 @@ void ViewContext::End() {
     }
     viewPool.Give(this);
     database->RemoveView();
+}
+
+void ViewContext::SetView(void* view) {
+    view_ = view;
+    Engine().SetView(view);
 }
 
 SQLEngine& ViewContext::Engine() const { return statement_->Engine(); }

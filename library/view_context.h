@@ -3,7 +3,10 @@
 // ViewContext: one open view, from database_open_view until view_close. The host's view handle has
 // its address as the data word. It owns the statement that it runs, which is out of the cache as
 // long as the view is open; so two views on one text have an engine each.
+//
+// Like a DatabaseContext it answers its own handle alone, and Of looks at that first.
 
+#include <atomic>
 #include <cstdint>
 
 #include "foundation/text_view.h"
@@ -36,15 +39,16 @@ class ViewContext {
     ViewContext(const ViewContext&) = delete;
     ViewContext& operator=(const ViewContext&) = delete;
 
-    // The context behind the handle; null if there is none, none any more, or none yet that runs a
-    // statement.
+    // The handle's context; null if it has none, or none any more.
     [[nodiscard]] static ViewContext* Of(void* view);
-    // A new context for a view of the database, without a statement yet.
+    // A new context for a view of the database, without a statement or a handle yet.
     [[nodiscard]] static ViewContext* Make(DatabaseContext& database);
     // Hands the statement back and ends it.
     void End();
 
     void SetStatement(PreparedStatement* statement) { statement_ = statement; }
+    // The host's view, behind the statement: from here on its handle leads here.
+    void SetView(void* view);
     [[nodiscard]] DatabaseContext& Database() const { return *database_; }
     // The statement's. A view that a handle leads to has one.
     [[nodiscard]] SQLEngine& Engine() const;
@@ -52,7 +56,8 @@ class ViewContext {
     ViewContext* nextIdle = nullptr;  // the pool's
 
   private:
-    DatabaseContext* database_ = nullptr;  // null once the view has ended
+    std::atomic<void*> view_ = nullptr;  // null before it has one, and once it has ended
+    DatabaseContext* database_ = nullptr;
     PreparedStatement* statement_ = nullptr;
 };
 

@@ -37,7 +37,7 @@ int32_t OpenView(DatabaseContext& context, TextView name, TextView text, void* l
         viewContext->End();
         return context.Fail("Unable to create view");
     }
-    statement->Engine().SetView(view);
+    viewContext->SetView(view);
     return ExecuteStatement(context, *statement, list, count);
 }
 

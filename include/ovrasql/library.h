@@ -25,7 +25,10 @@
  *    counts as 0. Texts are read during the call, and nothing is kept of them but copies.
  *  - Entries return 1 for success and 0 for failure. After a 0, database_error has the reason.
  *    A success does not clear it. On a handle without a database an entry does nothing and
- *    returns 0, and there is no reason to read.
+ *    returns 0, unless it always gives 1, and there is no reason to read. The same goes for a
+ *    handle whose database was freed or whose view was closed, whatever has been opened since.
+ *    The library asks the host for the handle's data word all the same, so the host's own object
+ *    must still be there; where it has made a new one at that address, the handle is the new one's.
  *  - Nothing is undone after a failure: there are no transactions.
  *  - All calls for one database must come one after the other; the library takes no lock
  *    between threads. Different databases are independent of each other.
@@ -109,9 +112,10 @@ typedef int32_t (*ovra_database_pack_function)(void* database);
  * the next call for the database. */
 typedef const char* (*ovra_database_error_function)(void* database);
 
-/* Releases the view's statement and state. Always 1. Its variables must not be read any more. The
- * host removes its own view object afterwards. All views are to be closed before database_free;
- * closing one later is safe, and until then it fails in view_skip. */
+/* Releases the view's statement and state. Always 1, also for a view that is closed already. Its
+ * variables must not be read any more. The host removes its own view object afterwards. All views
+ * are to be closed before database_free; closing one later is safe, and until then it fails in
+ * view_skip. */
 typedef int32_t (*ovra_view_close_function)(void* view);
 
 /* Moves the view forward by that many rows. 0 rows: nothing happens. Moving past the last row is no
@@ -130,10 +134,16 @@ typedef const char* (*ovra_view_error_function)(void* view);
 
 /* The value of a view's variable in the current row, as an integer. `variable` is the handle that
  * ovDatabaseView_AddVariable has returned for the column. 1 if it was a good integer, otherwise 0.
- * Writes the output in both cases. */
+ * Writes the output in both cases.
+ *
+ * Only the first reading in a row tells. What it makes of a text that is no number is kept beside
+ * the text, so a second reading gives the same number, and 1. A computed number that is not whole
+ * is cut, and is good; but once its text has been read it is no good integer. An aggregate over no
+ * rows, max or the like, is the empty text, unless it is read as a number first: then it is 0, and
+ * its text as well. A host that has to know what is a number reads the text and decides by that. */
 typedef int32_t (*ovra_variable_value_integer_function)(void* variable, int32_t* value);
 
-/* The same as a double. */
+/* The same as a double, as which every computed number is good. */
 typedef int32_t (*ovra_variable_value_double_function)(void* variable, double* value);
 
 /* The same as text, with its length; the text ends with a NUL besides. It belongs to the library
@@ -157,8 +167,8 @@ typedef int32_t (*ovra_database_set_option_function)(void* database, const char*
                                                      int32_t key_length, const char* value,
                                                      int32_t value_length);
 
-/* Closes the database and frees all that belongs to it. A handle without a database is left alone.
- * The library does not clear the handle's data word: a host that may call this twice clears it. */
+/* Closes the database and frees all that belongs to it. A handle without a database is left alone,
+ * also one whose database is freed already. The library does not clear the handle's data word. */
 typedef void (*ovra_database_free_function)(void* database);
 
 /* --- The table --------------------------------------------------------------------------------

@@ -146,6 +146,24 @@ TEST_F(DatabaseEntriesTest, FreeTwiceIsHarmless) {
     EXPECT_EQ(Table().database_query(handle, "drop table t", 12, nullptr, 0), 0);
 }
 
+// The next database gets what the freed one has left.
+TEST_F(DatabaseEntriesTest, AFreedHandleLeavesTheDatabasesThatCameLaterAlone) {
+    void* freed = TheHost().MakeDatabase();
+    ASSERT_EQ(Table().database_create(freed, "one.dbf", 7), 1);
+    Table().database_free(freed);
+    TestDatabase later;
+    ASSERT_TRUE(later.Create("two.dbf"));
+    ASSERT_EQ(later.Run("create table t (a integer)"), "");
+    ASSERT_EQ(later.Run("insert into t (a) values (5)"), "");
+    EXPECT_EQ(Table().database_query(freed, "delete from t", 13, nullptr, 0), 0);
+    EXPECT_EQ(Table().database_open_view(freed, "v", 1, "select a from t", 15, nullptr, 0), 0);
+    EXPECT_EQ(Table().database_pack(freed), 0);
+    EXPECT_EQ(Table().database_set_option(freed, "log", 3, "", 0), 0);
+    EXPECT_STREQ(Table().database_error(freed), "Unknown OvraSQL error");
+    Table().database_free(freed);
+    EXPECT_EQ(later.RowsText("select a from t"), "5\n");
+}
+
 TEST_F(DatabaseEntriesTest, AFreedHandleOpensAgainAndLeavesOtherDatabasesAlone) {
     void* first = TheHost().MakeDatabase();
     ASSERT_EQ(Table().database_create(first, "one.dbf", 7), 1);

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "tests/support/test_database.h"
 
@@ -29,6 +30,20 @@ class ViewsTest : public ::testing::Test {
 
     static const ovra_library_table& Table() { return Library(); }
     TestDatabase& Database() { return *database_; }
+
+    // What an entry answers to a reading, and what it writes.
+    template <class Number>
+    using Reading = std::pair<int32_t, Number>;
+    static Reading<int32_t> IntegerOf(const TestView& view, const char* column) {
+        int32_t value = 77;
+        const int32_t good = Table().variable_value_integer(view.Variable(column), &value);
+        return {good, value};
+    }
+    static Reading<double> DoubleOf(const TestView& view, const char* column) {
+        double value = 77;
+        const int32_t good = Table().variable_value_double(view.Variable(column), &value);
+        return {good, value};
+    }
 
     std::unique_ptr<TestDatabase> database_;
 };
@@ -136,20 +151,42 @@ TEST_F(ViewsTest, AHostThatMakesNoElementsOrMembersIsNoHarm) {
 
 TEST_F(ViewsTest, AnIntegerIsGoodOrIsWrittenAllTheSame) {
     TestView view(Database(), "select a, b from t");
-    int32_t value = 77;
-    EXPECT_EQ(Table().variable_value_integer(view.Variable("a"), &value), 1);
-    EXPECT_EQ(value, 1);
-    EXPECT_EQ(Table().variable_value_integer(view.Variable("b"), &value), 0);
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(IntegerOf(view, "a"), (Reading<int32_t>{1, 1}));
+    EXPECT_EQ(IntegerOf(view, "b"), (Reading<int32_t>{0, 0}));
 }
 
 TEST_F(ViewsTest, ADoubleIsGoodOrIsWrittenAllTheSame) {
     TestView view(Database(), "select a, b from t");
-    double value = 77;
-    EXPECT_EQ(Table().variable_value_double(view.Variable("a"), &value), 1);
-    EXPECT_EQ(value, 1.0);
-    EXPECT_EQ(Table().variable_value_double(view.Variable("b"), &value), 0);
-    EXPECT_EQ(value, 0.0);
+    EXPECT_EQ(DoubleOf(view, "a"), (Reading<double>{1, 1.0}));
+    EXPECT_EQ(DoubleOf(view, "b"), (Reading<double>{0, 0.0}));
+}
+
+// The cell keeps the number that a reading has made of it, and the number is a good one.
+TEST_F(ViewsTest, AValueThatIsNoNumberIsOneWhenItIsReadAgain) {
+    TestView view(Database(), "select a, b from t");
+    EXPECT_EQ(IntegerOf(view, "b"), (Reading<int32_t>{0, 0}));
+    EXPECT_EQ(IntegerOf(view, "b"), (Reading<int32_t>{1, 0}));
+    EXPECT_EQ(view.Text("b"), "one");
+    ASSERT_TRUE(view.Skip());
+    EXPECT_EQ(DoubleOf(view, "b"), (Reading<double>{0, 0.0})) << "the next row's value is another";
+    EXPECT_EQ(DoubleOf(view, "b"), (Reading<double>{1, 0.0}));
+}
+
+TEST_F(ViewsTest, AComputedNumberThatIsNotWholeIsAnIntegerUntilItsTextIsRead) {
+    TestView view(Database(), "select a * 1.5 as half from t");
+    EXPECT_EQ(IntegerOf(view, "half"), (Reading<int32_t>{1, 1})) << "cut";
+    ASSERT_TRUE(view.Skip(2));
+    EXPECT_EQ(view.Text("half"), "4.5");
+    EXPECT_EQ(IntegerOf(view, "half"), (Reading<int32_t>{0, 0}));
+}
+
+TEST_F(ViewsTest, AnAggregateOverNoRowsIsZeroIfItIsReadAsANumberFirst) {
+    TestView view(Database(), "select max(a) as most from t where a = 99");
+    EXPECT_EQ(IntegerOf(view, "most"), (Reading<int32_t>{1, 0}));
+    EXPECT_EQ(view.Text("most"), "0");
+    TestView text(Database(), "select max(a) as most from t where a = 99");
+    EXPECT_EQ(text.Text("most"), "");
+    EXPECT_EQ(IntegerOf(text, "most"), (Reading<int32_t>{0, 0}));
 }
 
 TEST_F(ViewsTest, ATextIsNotTheHostsToFreeAndEndsWithANul) {
@@ -324,6 +361,26 @@ TEST_F(ViewsTest, CloseAnswers1EvenTwice) {
     void* structure = TheHost().MakeVariable("old");
     EXPECT_EQ(Table().view_reveal_structure(view.Handle(), &structure), 1);
     EXPECT_EQ(MemoryHost::Variable(structure)->elements.size(), 0U);
+}
+
+// The next view, of whatever database, gets what the closed one has left.
+TEST_F(ViewsTest, AClosedViewsHandleLeavesTheViewsThatCameLaterAlone) {
+    TestView closed(Database(), "select a from t");
+    EXPECT_EQ(Table().view_close(closed.Handle()), 1);
+    TestDatabase other;
+    ASSERT_TRUE(other.Create("other.dbf"));
+    ASSERT_EQ(other.Run("create table u (d char(10))"), "");
+    ASSERT_EQ(other.Run("insert into u (d) values ('first')"), "");
+    ASSERT_EQ(other.Run("insert into u (d) values ('second')"), "");
+    TestView later(other, "select upper(d) as e from u");
+    EXPECT_EQ(Table().view_close(closed.Handle()), 1);
+    EXPECT_EQ(Table().view_skip(closed.Handle(), 1), 0);
+    void* structure = TheHost().MakeVariable("old");
+    EXPECT_EQ(Table().view_reveal_structure(closed.Handle(), &structure), 1);
+    EXPECT_EQ(MemoryHost::Variable(structure)->elements.size(), 0U);
+    EXPECT_EQ(later.Text("e"), "FIRST");
+    EXPECT_TRUE(later.Skip());
+    EXPECT_EQ(later.Text("e"), "SECOND");
 }
 
 TEST_F(ViewsTest, AClosedViewsFilesAreClosed) {
