@@ -109,18 +109,25 @@ OVRA_API int32_t ovra_query(ovra_database* database, const char* statement, int3
 
 /*
  * Compiles one statement of any kind without running it. With the option "log" set, the program
- * that it became is in the trace file afterwards, with what the optimizer had to say.
+ * that it became is in the trace file afterwards, with what the optimizer had to say. The latter is
+ * missing for a statement that is kept compiled, which is not compiled again; setting the option
+ * "statement_cache_size" to 0 gives up all that are kept.
  */
 OVRA_API int32_t ovra_compile(ovra_database* database, const char* statement, int32_t length);
 
 /*
  * Opens a SELECT as a view that stands before its first row. NULL on failure. The caller closes the
  * view with ovra_close_view, before the database is closed.
+ *
+ * Another statement is no failure: it has been run then, as by ovra_query, and its view has neither
+ * columns nor rows. Like every view it keeps others from rebuilding the tables until it is closed.
  */
 OVRA_API ovra_view* ovra_open_view(ovra_database* database, const char* statement, int32_t length,
                                    const ovra_parameter* parameters, int32_t count);
 
-/* Goes to the next row: 1 there is one, 0 the rows have ended, -1 failure. Views go forward only.
+/*
+ * Goes to the next row: 1 there is one, 0 the rows have ended, -1 failure. Views go forward only.
+ * A statement that fails has ended its rows: that is told once, and each further call gives 0.
  */
 OVRA_API int32_t ovra_next(ovra_view* view);
 
