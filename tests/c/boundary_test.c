@@ -1,7 +1,11 @@
 /*
- * The library from plain C: a host of its own in one file, written against the two public headers
- * alone. It keeps files in memory, creates a database, inserts, selects with parameters and reads
- * the values in every form. The exit status is 0 when all checks hold.
+ * The library from plain C: a small host of its own in one file, written against the two public
+ * headers alone. It keeps files in memory, creates a database, inserts, selects with parameters and
+ * reads the values in every form. The exit status is 0 when all checks hold.
+ *
+ * It has what these statements need and no more: no folders, no renaming and no temporary files, so
+ * no pack and no ALTER TABLE; one process with one thread, so no locks; texts of 127 bytes at most.
+ * A whole host is in the folder host/.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -253,6 +257,17 @@ void ovDatabaseVariable_SetDirty(void* variable) { ((struct column*)variable)->d
 
 /* --- Script variables --- */
 
+static void free_parts(struct variable* variable) {
+    int index;
+    for (index = 0; index < MAX_MEMBERS; index++) {
+        if (variable->parts[index] != NULL) {
+            free_parts(variable->parts[index]);
+            free(variable->parts[index]);
+            variable->parts[index] = NULL;
+        }
+    }
+}
+
 static void set_text(struct variable* variable, const char* text, int32_t length) {
     if (length < (int32_t)sizeof variable->text) {
         memcpy(variable->text, text, (size_t)length);
@@ -267,6 +282,9 @@ const char* ovVariable_Value(void* variable, int32_t* length) {
 }
 
 void ovVariable_SetValue(void* variable, const char* text, int32_t length) {
+    if (length == 0) {
+        free_parts(variable);
+    }
     set_text(variable, text, length);
 }
 
@@ -300,16 +318,6 @@ void* ovVariable_Struct_Member(const char* name, int32_t name_length, void* vari
     member = make_part(owner, index);
     memcpy(member->name, name, (size_t)name_length);
     return member;
-}
-
-static void free_parts(struct variable* variable) {
-    int index;
-    for (index = 0; index < MAX_MEMBERS; index++) {
-        if (variable->parts[index] != NULL) {
-            free_parts(variable->parts[index]);
-            free(variable->parts[index]);
-        }
-    }
 }
 
 void* ovVariableList_Next(void* list) {
