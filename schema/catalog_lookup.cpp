@@ -162,7 +162,8 @@ Index* Schema::OpenIndex(Table& table, TextView name) {
     if (known != nullptr) {
         return known;
     }
-    if (!IndexExists(name)) {
+    // What the catalog lists are the keys of other records by then.
+    if (table.IsReplaced() || !IndexExists(name)) {
         return nullptr;
     }
     std::unique_ptr<Index> index = IndexFromRow(table);

@@ -28,6 +28,7 @@
 #include "foundation/string.h"
 #include "foundation/text_view.h"
 #include "foundation/trace_log.h"
+#include "schema/rebuild_log.h"
 
 namespace ovrasql {
 
@@ -67,7 +68,8 @@ class Schema {
     // Lists the table's indexes anew and opens their files, as writing needs them.
     [[nodiscard]] bool OpenIndexes(Table& table);
     // One index of the table, opened on demand and owned by the table. Null with an empty Error()
-    // when there is no such index, null with a message when its file fails.
+    // when there is no such index, or none of the files that the table has open; null with a
+    // message when its file fails.
     [[nodiscard]] Index* OpenIndex(Table& table, TextView name);
 
     // Definition. The statement's lists are walked and not kept.
@@ -114,6 +116,7 @@ class Schema {
 
     [[nodiscard]] const String& Error() const { return error_; }
     [[nodiscard]] void* Database() const { return database_; }
+    [[nodiscard]] const RebuildLog& Rebuilds() const { return rebuilds_; }
     // The catalog itself; null before Create or Open.
     [[nodiscard]] Table* SchemaTable() const { return schemaTable_.get(); }
     [[nodiscard]] int32_t CachedStatementCount() const;
@@ -188,6 +191,7 @@ class Schema {
     String schemaIndex2Path_;
     String error_;
     HashTable<Table> openTables_;
+    RebuildLog rebuilds_;
     List<PreparedStatement> statements_;
     int32_t statementCacheSize_;
     TraceLog trace_;

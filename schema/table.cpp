@@ -18,6 +18,7 @@ IndexUpdate::~IndexUpdate() = default;
 Table::Table(Schema* schema, TextView name)
     : schema_(schema),
       name_(name),
+      made_(schema->Rebuilds().Now()),
       data_(schema->Database()),
       indexes_(/*ownsItems=*/true, /*ignoreCase=*/true),
       pendingUpdates_(/*ownsItems=*/true),
@@ -36,6 +37,8 @@ bool Table::ReadRecord(uint32_t recordNumber) {
 }
 
 bool Table::LockAndReadRecord() { return data_.LockAndReadRecord() || FailFromData(); }
+
+bool Table::IsReplaced() const { return schema_->Rebuilds().HasRebuilt(name_, made_); }
 
 void Table::DropIndexes() {
     // What is queued points at the indexes.

@@ -86,6 +86,8 @@ class Table {
 
     [[nodiscard]] Schema* OwnerSchema() const { return schema_; }
     [[nodiscard]] TextView Name() const { return name_.View(); }
+    // Whether the database's own pack or ALTER TABLE has replaced the files since this was made.
+    [[nodiscard]] bool IsReplaced() const;
     [[nodiscard]] const String& Error() const { return error_; }
     [[nodiscard]] OvraSQLTable& Data() { return data_; }
     [[nodiscard]] HashTable<Index>& Indexes() { return indexes_; }
@@ -106,6 +108,7 @@ class Table {
 
     Schema* schema_;
     String name_;
+    uint64_t made_;  // by the schema's count of rebuilds
     OvraSQLTable data_;
     HashTable<Index> indexes_;
     bool indexesLoaded_ = false;

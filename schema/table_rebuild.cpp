@@ -78,8 +78,11 @@ bool Schema::RebuildTable(Table& table, Collection<OvraSQLField>* fields, int32_
     if (table.Indexes().Count() != rebuilt->Indexes().Count()) {
         return listed ? Fail("Schema database is corrupt") : false;
     }
-    return CopyRecords(table, *rebuilt, recordCount, dropPosition, &error_) &&
-           SwapFiles(table, *rebuilt, memoCount, oldVersion);
+    if (!CopyRecords(table, *rebuilt, recordCount, dropPosition, &error_)) {
+        return false;
+    }
+    rebuilds_.Note(table.Name());
+    return SwapFiles(table, *rebuilt, memoCount, oldVersion);
 }
 
 bool Schema::SwapFiles(Table& old, Table& rebuilt, int32_t memoCount, int32_t oldVersion) {
