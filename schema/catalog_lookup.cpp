@@ -129,6 +129,14 @@ void Schema::ForgetTable(TextView name) {
     const std::unique_ptr<Table> forgotten(openTables_.Remove(name));
 }
 
+void Schema::ForgetTablesWithIndex(TextView name) {
+    for (const Table* table : openTables_) {
+        if (table->Indexes().Find(name) != nullptr) {
+            ForgetTable(table->Name());
+        }
+    }
+}
+
 bool Schema::LoadIndexes(Table& table) {
     if (table.IndexesLoaded()) {
         return true;

@@ -141,7 +141,9 @@ bool Schema::DropIndex(TextView name) {
         return Fail(String::Join({"Index name '", name, "' does not exist"}));
     }
     EmptyStatementCache();
+    // The row of a name that has moved is still that of its first table.
     ForgetTable(tableField_->ValueText());
+    ForgetTablesWithIndex(name);
     // A file that won't go does not stop the drop; its message can stay.
     const String path(ResolvePath(fileField_->ValueText()));
     IgnoreResult(DeleteFile(path));

@@ -147,6 +147,7 @@ class Schema {
     [[nodiscard]] std::unique_ptr<Index> IndexFromRow(Table& table);
     [[nodiscard]] bool OpenIndexFile(Index& index);
     void ForgetTable(TextView name);
+    void ForgetTablesWithIndex(TextView name);
     // file_placement.cpp
     [[nodiscard]] bool IsCatalogFile(TextView path) const;
     [[nodiscard]] bool RenameFile(TextView tableName, TextView from, TextView to);

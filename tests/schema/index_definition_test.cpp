@@ -268,6 +268,18 @@ TEST_F(IndexDefinitionTest, ADropForgetsTheTableForNameResolution) {
     EXPECT_EQ(table->Indexes().Find("i"), nullptr);
 }
 
+// The row of a name that was used before still tells the first table.
+TEST_F(IndexDefinitionTest, ADropForgetsTheTableThatTheNameHasMovedTo) {
+    ASSERT_TRUE(CreateTable("u", {{"b", 1, 5}}));
+    ASSERT_TRUE(CreateIndex("t", "i", false, {"a"}));
+    ASSERT_TRUE(schema_->DropIndex("i"));
+    ASSERT_TRUE(schema_->LoadIndexes(*schema_->GetTable("u")));
+    ASSERT_TRUE(CreateIndex("u", "i", false, {"b"}));
+    ASSERT_NE(schema_->GetTable("u")->Indexes().Find("i"), nullptr);
+    ASSERT_TRUE(schema_->DropIndex("I"));
+    EXPECT_EQ(schema_->GetTable("u")->Indexes().Find("i"), nullptr);
+}
+
 TEST_F(IndexDefinitionTest, AFailedRowInADropIsReported) {
     ASSERT_TRUE(CreateIndex("t", "i", false, {"a"}));
     TheHost().SetErrorText("disk full");
