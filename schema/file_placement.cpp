@@ -2,7 +2,9 @@
 
 #include "foundation/number_text.h"
 #include "library/host_services.h"
+#include "schema/index.h"
 #include "schema/schema.h"
+#include "schema/table.h"
 #include "storage/ovra_sql_field.h"
 
 namespace ovrasql {
@@ -95,6 +97,28 @@ bool Schema::RenameFile(TextView tableName, TextView from, TextView to) {
 bool Schema::IsCatalogFile(TextView path) const {
     return SamePlace(path, path_) || SamePlace(path, schemaIndex1Path_) ||
            SamePlace(path, schemaIndex2Path_);
+}
+
+// The live index whose file is at that place; the schema table stands on its row. Missing or failed
+// otherwise.
+Schema::Lookup Schema::FindIndexAt(TextView path) {
+    uint32_t number = 0;
+    bool more = schemaIndex2_->First(&number) && number != 0;
+    while (more) {
+        if (!ReadRow(number)) {
+            return Lookup::kFailed;
+        }
+        if (!schemaTable_->Data().IsDeleted() && typeField_->ValueText() == TextView("I") &&
+            SamePlace(ResolvePath(fileField_->ValueText()), path)) {
+            return Lookup::kLive;
+        }
+        more = schemaIndex2_->Next(&number) && number != 0;
+    }
+    if (schemaIndex2_->File().Failed()) {
+        error_ = schemaIndex2_->File().Error();
+        return Lookup::kFailed;
+    }
+    return Lookup::kMissing;
 }
 
 }  // namespace ovrasql

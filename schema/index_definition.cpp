@@ -96,9 +96,8 @@ bool Schema::CreateIndex(TextView tableName, TextView name, bool unique,
     if (!PlaceFile(fileName, &path, &relative)) {
         return false;
     }
-    // Making the file empties what is there, which must not be the catalog.
-    if (IsCatalogFile(path)) {
-        return Fail(AlreadyExists(name));
+    if (!CheckIndexFile(name, path)) {
+        return false;
     }
     if (!index->Create(path)) {
         return Fail(String::Join({"Error creating schema index: ", index->File().Error()}));
@@ -116,6 +115,25 @@ bool Schema::CreateIndex(TextView tableName, TextView name, bool unique,
         table->Indexes().Add(std::move(index));
     }
     return true;
+}
+
+// Making the file empties what is there, which must be neither the catalog nor another index. Two
+// names can lead to one place where the sub-directory character is doubled, or is the first: a_b
+// and a__b, for one. The look for that is worth a walk over the rows where there is such a
+// character, and leaves the schema table on the name's row, as it was.
+bool Schema::CheckIndexFile(TextView name, TextView path) {
+    if (IsCatalogFile(path)) {
+        return Fail(AlreadyExists(name));
+    }
+    if (subdirChar_ == 0) {
+        return true;
+    }
+    const Lookup other = FindIndexAt(path);
+    if (other == Lookup::kLive) {
+        return Fail(String::Join({"Index '", name, "' cannot be created because file '", path,
+                                  "' is that of index '", indexField_->ValueText(), "'"}));
+    }
+    return other != Lookup::kFailed && FindIndexRow(name) != Lookup::kFailed;
 }
 
 // Required: a row taken back keeps TYPE, TABLE and INDEX, also where the index has moved to another

@@ -150,6 +150,7 @@ class Schema {
     void ForgetTablesWithIndex(TextView name);
     // file_placement.cpp
     [[nodiscard]] bool IsCatalogFile(TextView path) const;
+    [[nodiscard]] Lookup FindIndexAt(TextView path);
     [[nodiscard]] bool RenameFile(TextView tableName, TextView from, TextView to);
     // table_definition.cpp, index_definition.cpp
     [[nodiscard]] bool CheckTableFiles(TextView name, TextView path);
@@ -158,6 +159,7 @@ class Schema {
     [[nodiscard]] bool DropIndexRows(TextView tableName, List<String>* paths);
     [[nodiscard]] bool DropRow();
     [[nodiscard]] std::unique_ptr<Table> OpenTableToAlter(TextView name);
+    [[nodiscard]] bool CheckIndexFile(TextView name, TextView path);
     [[nodiscard]] bool WriteIndexRow(TextView tableName, const Index& index, TextView relative,
                                      TextView columnsText, bool takeBack);
     // pack.cpp, table_rebuild.cpp
