@@ -60,6 +60,7 @@ class FileClaims {
     void EndCall(bool viewsAreOpen);
 
     CallKind Kind() const { return kind_; }
+    bool IsInCall() const { return isInCall_; }
 
     // Which call this is, or was the last; each has another number.
     uint64_t Call() const { return call_; }

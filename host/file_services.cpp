@@ -83,6 +83,16 @@ bool IsUsable(OpenFile* opened) {
     return claims.ClaimAgain(opened->file.get(), opened->program->LockTimeout());
 }
 
+// Outside of a call there are the steps of views, which write nothing: they lock a table's header
+// to learn whether it has grown, also that of the old file that they read on.
+ovrahost::LockMode LockModeFor(int32_t mode, const ovrahost::FileClaims& claims) {
+    if (mode == 1) {
+        return ovrahost::LockMode::kShared;
+    }
+    return claims.IsInCall() ? ovrahost::LockMode::kExclusive
+                             : ovrahost::LockMode::kExclusiveToRead;
+}
+
 // The trace file is no part of the database, and everybody may append to it.
 bool IsDatabaseFile(int32_t flags) { return (flags & ovrahost::kOpenAppend) == 0; }
 
@@ -267,9 +277,8 @@ int64_t ovFile_Seek(void* file, int64_t offset) {
 
 int32_t ovFile_Lock(void* file, int32_t mode, int64_t offset, int64_t length) {
     return OnFile<int32_t>(file, -1, [&](OpenFile* opened) {
-        const auto lockMode =
-            mode == 1 ? ovrahost::LockMode::kShared : ovrahost::LockMode::kExclusive;
         ovrahost::FileClaims& claims = opened->program->Claims();
+        const auto lockMode = LockModeFor(mode, claims);
         if (!IsUsable(opened)) {
             return -1;
         }

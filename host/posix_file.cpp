@@ -168,6 +168,10 @@ int32_t PosixFile::Read(void* buffer, int32_t length) {
 }
 
 int32_t PosixFile::Write(const void* buffer, int32_t length) {
+    if (isReadOnly_ && !IsClaimed()) {
+        Fail(FileReplacedText());
+        return 0;
+    }
     const char* source = static_cast<const char*>(buffer);
     int32_t done = 0;
     while (done < length) {
@@ -206,11 +210,15 @@ int32_t PosixFile::Lock(LockMode mode, int64_t offset, int64_t length,
     }
     // The old file may still be read to its end. Nothing that is written there would be found
     // again.
-    if (mode == LockMode::kExclusive && !IsClaimed() && IsReplaced()) {
-        descriptor_->TryLock(F_UNLCK, offset, length);
-        return Refuse(FileReplacedText());
+    if (mode == LockMode::kShared || IsClaimed() || !IsReplaced()) {
+        return 0;
     }
-    return 0;
+    if (mode == LockMode::kExclusiveToRead) {
+        isReadOnly_ = true;
+        return 0;
+    }
+    descriptor_->TryLock(F_UNLCK, offset, length);
+    return Refuse(FileReplacedText());
 }
 
 int PosixFile::AwaitLock(LockMode mode, int64_t offset, int64_t length, Patience* patience) {

@@ -34,7 +34,9 @@ enum OpenFlag : int32_t {
     kOpenMustNotExist = 32,
 };
 
-enum class LockMode : int32_t { kShared = 1, kExclusive = 2 };
+// An exclusive lock is refused on a file that was replaced, but for who asks for it to read: then
+// it is what is written there that is refused.
+enum class LockMode { kShared, kExclusive, kExclusiveToRead };
 
 // What a claim on a file (PosixFile::Claim) asks for.
 enum class ClaimMode { kShared, kSharedInTurn, kExclusive };
@@ -151,7 +153,8 @@ class PosixFile {
 
     std::shared_ptr<Descriptor> descriptor_;
     int32_t flags_;
-    bool hasWaited_ = false;  // for any lock
+    bool hasWaited_ = false;   // for any lock
+    bool isReadOnly_ = false;  // while there is no claim: it was replaced
     int64_t position_ = 0;
     State state_;  // as the file was opened or claimed
     std::string path_;

@@ -175,6 +175,25 @@ TEST_F(FileClaimsTest, OwnViewOfAFileThatHasChangedStandsInNoRebuildsWay) {
     EXPECT_TRUE(CanOpen(&other_)) << error_;
 }
 
+// A table's header is locked for writing to read it.
+TEST_F(FileClaimsTest, ReplacedFileIsLockedToReadAndIsNotWrittenThen) {
+    auto file = Open(&one_);
+    EndCall(&one_);
+    EXPECT_EQ(file->Lock(LockMode::kExclusiveToRead, 0, 3, 0), 0);
+    EXPECT_EQ(file->Write("same", 1), 1) << "it has its place still";
+    EXPECT_EQ(file->Release(0, 3), 0);
+    folder_.Write("new", "new");
+    ASSERT_EQ(RenameFile(folder_.File("new"), path_, &error_), 0);
+    EXPECT_EQ(file->Lock(LockMode::kExclusiveToRead, 0, 3, 0), 0);
+    EXPECT_EQ(file->Seek(0), 0);
+    EXPECT_EQ(Content(file.get()), "sld");
+    EXPECT_EQ(file->Write("!", 1), 0);
+    EXPECT_EQ(file->Error(), kReplaced);
+    EXPECT_EQ(file->Release(0, 3), 0);
+    EXPECT_EQ(file->Lock(LockMode::kExclusive, 0, 3, 0), -1);
+    EXPECT_EQ(folder_.Read("t.dbf"), "new");
+}
+
 TEST_F(FileClaimsTest, ReplacedFileIsReadButNotWritten) {
     auto file = Open(&one_);
     ASSERT_EQ(file->Lock(LockMode::kExclusive, 0, 32, 0), 0);

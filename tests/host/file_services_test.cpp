@@ -209,6 +209,29 @@ TEST_F(FileServicesTest, CallThatCouldNotReadATableWritesNothing) {
     }
 }
 
+// As a view does behind the last row that it knew of. Its steps are no calls.
+TEST_F(FileServicesTest, ViewReadsTheHeaderOfTheOldFileAfterARebuildOfItsOwnProgram) {
+    void* view = OpenFile(&one_, path_);
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    BeginCall(&one_);
+    ovFile_Close(MakeTemporary(&one_, path_));
+    ASSERT_EQ(Rename(&one_, temporary_, path_), 0) << one_.LastError();
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    for (int header = 0; header < 2; ++header) {
+        EXPECT_EQ(ovFile_Lock(view, 2, 0, 32), 0);
+        char byte = 0;
+        EXPECT_EQ(ovFile_Seek(view, 0), 0);
+        EXPECT_EQ(ovFile_Read(view, &byte, 1), 1);
+        EXPECT_EQ(byte, 'o');
+        EXPECT_EQ(ovFile_Write(view, "!", 1), 0);
+        EXPECT_EQ(ovFile_Release(view, 0, 32), 0);
+    }
+    BeginCall(&one_);
+    EXPECT_EQ(ovFile_Lock(view, 2, 0, 32), -1) << "a statement could go on to write";
+    EXPECT_STREQ(ovFile_Error(&one_, view, nullptr), kReplaced);
+    ovFile_Close(view);
+}
+
 // Nobody replaces those, and with a claim on one a statement would no longer wait its turn.
 TEST_F(FileServicesTest, FilesOfTheCatalogAreUsedWithoutAClaim) {
     one_.Claims().BeginCall(CallKind::kOpensDatabase);
