@@ -103,9 +103,20 @@ PosixFile* FileClaims::OpenedInThisCall(const std::string& path) {
 
 // The program's own handles, which may be older, stand in no rebuild's way.
 void FileClaims::DropOlderClaims(const std::string& path, const PosixFile* kept) {
-    for (const Opened& opened : files_) {
-        if (opened.file != kept && opened.file->Path() == path) {
+    for (Opened& opened : files_) {
+        if (opened.file != kept && opened.file->Path() == path && opened.file->IsClaimed()) {
             opened.file->DropClaim();
+            opened.gaveWay = true;
+        }
+    }
+}
+
+// Views of tables that the call could not rebuild, or not all of them, keep others out again.
+void FileClaims::ReturnOlderClaims() {
+    for (Opened& opened : files_) {
+        if (opened.gaveWay) {
+            opened.file->ClaimBack();
+            opened.gaveWay = false;
         }
     }
 }
@@ -168,6 +179,7 @@ void FileClaims::EndCall(bool viewsAreOpen) {
     kind_ = CallKind::kRunsStatement;
     hasClaims_ = viewsAreOpen;
     if (viewsAreOpen) {
+        ReturnOlderClaims();
         return;
     }
     for (const Opened& opened : files_) {

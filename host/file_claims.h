@@ -51,7 +51,8 @@ class FileClaims {
     bool ClaimAgain(PosixFile* file, int32_t timeout);
 
     // Claims the file at a path for a rebuild. The handle in `claim` holds the claim; it is null
-    // where there is no file. The program's own views give theirs up, and read the old file on.
+    // where there is no file. The program's own views give theirs up, and read the old file on;
+    // where it keeps its place they have them again when the call ends.
     bool ClaimForRebuild(const std::string& path, int32_t timeout,
                          std::unique_ptr<PosixFile>* claim, std::string* error);
 
@@ -76,7 +77,8 @@ class FileClaims {
   private:
     struct Opened {
         PosixFile* file;
-        uint64_t call;  // in which it was opened
+        uint64_t call;         // in which it was opened
+        bool gaveWay = false;  // to a rebuild of the call at work
     };
 
     ClaimMode SharedMode() const;
@@ -87,6 +89,7 @@ class FileClaims {
     static bool FinishRebuild(PosixFile* file, ClaimMode mode, int32_t timeout, std::string* error);
     PosixFile* OpenedInThisCall(const std::string& path);
     void DropOlderClaims(const std::string& path, const PosixFile* kept);
+    void ReturnOlderClaims();
     bool ClaimOpened(PosixFile* file, std::string* error);
 
     std::vector<Opened> files_;

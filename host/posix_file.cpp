@@ -293,6 +293,12 @@ void PosixFile::DropClaim() {
     }
 }
 
+void PosixFile::ClaimBack() {
+    if (!IsReplaced() && descriptor_->TryLock(F_RDLCK, kClaimOffset, 1) == 0) {
+        descriptor_->SetClaimed(true);
+    }
+}
+
 std::unique_ptr<PosixFile> PosixFile::Duplicate() const {
     std::unique_ptr<PosixFile> file(new PosixFile(descriptor_, path_, flags_));
     file->state_ = state_;

@@ -76,6 +76,9 @@ class PosixFile {
     // files cannot be locked at all, this host does not stand in the way of reading them.
     int32_t Claim(ClaimMode mode, int32_t timeoutMilliseconds);
     void DropClaim();
+    // A claim that was dropped is had again, shared, if nobody has replaced the file since and
+    // nobody else is in the way now. Fails in silence and takes no memory.
+    void ClaimBack();
     bool IsClaimed() const { return descriptor_->IsClaimed(); }
 
     // A second handle of the same open file: they have its locks and its claim in common, which

@@ -175,6 +175,45 @@ TEST_F(FileClaimsTest, OwnViewOfAFileThatHasChangedStandsInNoRebuildsWay) {
     EXPECT_TRUE(CanOpen(&other_)) << error_;
 }
 
+// Its table may not be rebuilt by others while the view is open, whatever this program has tried.
+TEST_F(FileClaimsTest, OwnViewHasItsClaimAgainWhenARebuildWasRefused) {
+    auto view = Open(&one_);
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    auto user = Open(&other_);
+    one_.Claims().BeginCall(CallKind::kRebuilds);
+    EXPECT_EQ(Open(&one_), nullptr);
+    EXPECT_FALSE(BeginRebuild(&one_));
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    Close(&other_, std::move(user));
+    EXPECT_FALSE(BeginRebuild(&other_));
+    EXPECT_EQ(error_, std::string(kInUse) + ": Lock not granted within 0 milliseconds");
+    EndCall(&other_);
+    EndCall(&one_);
+    EXPECT_TRUE(BeginRebuild(&other_)) << "the view has ended: " << error_;
+}
+
+TEST_F(FileClaimsTest, OwnViewHasItsClaimAgainWhenARebuildHasFailed) {
+    auto view = Open(&one_);
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    BeginCall(&one_);
+    ASSERT_TRUE(BeginRebuild(&one_)) << error_;
+    EXPECT_FALSE(CanOpen(&other_)) << "the rebuild is at work";
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    EXPECT_FALSE(BeginRebuild(&other_)) << "nothing has taken the file's place";
+    EndCall(&other_);
+}
+
+TEST_F(FileClaimsTest, OwnViewOfAFileThatWasReplacedHasNoClaim) {
+    auto view = Open(&one_);
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    BeginCall(&one_);
+    ASSERT_TRUE(BeginRebuild(&one_)) << error_;
+    Rename(&one_, temporary_, path_);
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    EXPECT_FALSE(view->IsClaimed());
+    EXPECT_TRUE(BeginRebuild(&other_)) << error_;
+}
+
 // A table's header is locked for writing to read it.
 TEST_F(FileClaimsTest, ReplacedFileIsLockedToReadAndIsNotWrittenThen) {
     auto file = Open(&one_);
