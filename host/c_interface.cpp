@@ -35,24 +35,28 @@ namespace {
 
 constexpr char kLockTimeoutOption[] = "lock_timeout";
 
-const ovra_library_table* Library() {
-    std::string ignored;
-    return ovrahost::LibraryTable(&ignored);
-}
+const ovra_library_table* Library() { return ovrahost::LibraryTable(); }
 
 // The reason of a failed call, from whoever knows it.
 std::string Reason(ovra_database* database) {
     if (!database->hostError.empty()) {
         return database->hostError;
     }
-    std::string loading;
-    const ovra_library_table* library = ovrahost::LibraryTable(&loading);
-    if (library == nullptr) {
-        return loading;
+    if (Library() == nullptr) {
+        return ovrahost::LoadingError();
     }
-    const std::string told = library->database_error(database);
+    const std::string told = Library()->database_error(database);
     return told.empty() ? "An index that the statement uses is gone; open the database again"
                         : told;
+}
+
+// There can be too little memory for the text as well.
+void SetHostError(ovra_database* database, const char* text) {
+    try {
+        database->hostError = text;
+    } catch (const std::exception&) {
+        database->hostError = kOutOfMemory;
+    }
 }
 
 // Keeps it until the next failure: calls that succeed leave other texts with the library.
@@ -78,7 +82,7 @@ Result Guarded(ovra_database* database, Result failure, Operation operation) {
     } catch (const std::bad_alloc&) {
         database->hostError = kOutOfMemory;
     } catch (const std::exception& exception) {
-        database->hostError = exception.what();
+        SetHostError(database, exception.what());
     }
     if (result == failure) {
         KeepReason(database);
@@ -91,6 +95,15 @@ std::size_t TextLength(const char* text, int32_t length) {
         return 0;
     }
     return length < 0 ? std::strlen(text) : static_cast<std::size_t>(length);
+}
+
+// Null as well where there is no memory to load it, so that nothing of it has to be closed.
+const ovra_library_table* LibraryToClose() {
+    try {
+        return Library();
+    } catch (const std::exception&) {
+        return nullptr;
+    }
 }
 
 // A text as the caller gives it, in the room that the library has for its length.
@@ -251,7 +264,7 @@ void ovra_close(ovra_database* database) {
     if (database == nullptr) {
         return;
     }
-    if (const ovra_library_table* library = Library()) {
+    if (const ovra_library_table* library = LibraryToClose()) {
         for (const auto& view : database->views) {
             library->view_close(view.get());
         }

@@ -300,14 +300,16 @@ int32_t ovFile_Release(void* file, int64_t offset, int64_t length) {
 }
 
 const char* ovFile_Error(void* program, void* file, int32_t* length) {
-    static const std::string none;
-    const std::string& text = file != nullptr      ? File(file)->Error()
-                              : program != nullptr ? Program(program)->LastError()
-                                                   : none;
-    if (length != nullptr) {
-        *length = static_cast<int32_t>(text.size());
+    const std::string* text = nullptr;
+    if (file != nullptr) {
+        text = &File(file)->Error();
+    } else if (program != nullptr) {
+        text = &Program(program)->LastError();
     }
-    return text.c_str();
+    if (length != nullptr) {
+        *length = text == nullptr ? 0 : static_cast<int32_t>(text->size());
+    }
+    return text == nullptr ? "" : text->c_str();
 }
 
 void ovProgram_Free(void* /*program*/, void* block) { std::free(block); }

@@ -1,6 +1,7 @@
 #include "host/library_loader.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -17,14 +18,20 @@ struct Loaded {
     std::string error;
 };
 
-// The file that this very function was loaded from: the host's own, wherever it was installed.
+// The folder that the process runs in while this host is loaded. Null where it cannot be told.
+const char* const startFolder = ::getcwd(nullptr, 0);
+
+// The file that this very function was loaded from: the host's own, wherever it was installed. The
+// system's loader can know it by a path from the folder that the process ran in then.
 std::string OwnFile() {
     Dl_info info{};
     if (::dladdr(reinterpret_cast<const void*>(&LibraryTable), &info) == 0 ||
         info.dli_fname == nullptr) {
         return {};
     }
-    return info.dli_fname;
+    const std::string file = info.dli_fname;
+    const bool isRelative = file.find('/') != std::string::npos && file.front() != '/';
+    return isRelative && startFolder != nullptr ? std::string(startFolder) + "/" + file : file;
 }
 
 void* OpenLibrary() {
@@ -70,12 +77,16 @@ Loaded Load() {
     return loaded;
 }
 
+// Never destroyed: databases may be closed by the destructors of a program's own static objects.
+const Loaded& Library() {
+    static const Loaded& loaded = *new Loaded(Load());
+    return loaded;
+}
+
 }  // namespace
 
-const ovra_library_table* LibraryTable(std::string* error) {
-    static const Loaded loaded = Load();
-    *error = loaded.error;
-    return loaded.table;
-}
+const ovra_library_table* LibraryTable() { return Library().table; }
+
+const std::string& LoadingError() { return Library().error; }
 
 }  // namespace ovrahost

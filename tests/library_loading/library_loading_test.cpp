@@ -60,6 +60,15 @@ std::string OpeningTells(const char* library) {
     });
 }
 
+// The same through a host that was loaded by its path.
+std::string OpeningTells(void* host) {
+    const auto open = reinterpret_cast<decltype(&ovra_open)>(::dlsym(host, "ovra_open"));
+    const auto error = reinterpret_cast<decltype(&ovra_error)>(::dlsym(host, "ovra_error"));
+    ovra_database* database = nullptr;
+    open("db.dbf", &database);
+    return error(database);
+}
+
 constexpr char kCannotBeLoaded[] = "The database library cannot be loaded: ";
 
 TEST(LibraryLoading, MissingFileIsToldOf) {
@@ -98,6 +107,51 @@ TEST(LibraryLoading, EveryCallThatFollowsTellsTheReason) {
     EXPECT_EQ(told, "++++++");
 }
 
+// A program in C++ can close a database where its static objects are destroyed, long after main.
+TEST(LibraryLoading, DatabaseIsClosedBehindTheHostsOwnStaticObjects) {
+    static ovra_database* database;
+    static std::string expected;
+    const ovratest::TemporaryFolder folder;
+    const std::string path = folder.File("db.dbf");
+    for (const char* library : {"/no/such/library.so", ""}) {
+        expected = *library == '\0' ? "Table 'none' does not exist" : kCannotBeLoaded;
+        const pid_t child = ::fork();
+        if (child == 0) {
+            // Registered before the host loads the library, so that it runs after all that does.
+            std::atexit([] {
+                ovra_query(database, "drop table none", -1, nullptr, 0);
+                const bool told = std::string(ovra_error(database)).rfind(expected, 0) == 0;
+                ovra_close(database);
+                ::_exit(told ? 17 : 1);
+            });
+            ::setenv("OVRASQL_LIBRARY", library, 1);
+            ovra_create(path.c_str(), &database);
+            std::exit(2);
+        }
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 17) << expected;
+    }
+}
+
+// Memory can have been short for the loading, too.
+TEST(LibraryLoading, ClosingThrowsNothingWhenMemoryHasRunOut) {
+    for (int failing = 1; failing <= 20; ++failing) {
+        const std::string told = InChild("/no/such/library.so", [failing] {
+            ovratest::failingAllocation = failing;
+            ovratest::allocationsFailForEver = true;
+            ovratest::countingAllocations = true;
+            ovra_database* database = nullptr;
+            ovra_open("db.dbf", &database);
+            ovratest::allocationCount = failing;
+            ovra_close(database);
+            ovratest::countingAllocations = false;
+            return std::string("closed");
+        });
+        EXPECT_EQ(told, "closed") << "allocation " << failing;
+    }
+}
+
 // A file that is there is the one that is meant: what the system's loader would find besides must
 // not hide what is wrong with it.
 TEST(LibraryLoading, BrokenFileBesideTheHostIsTheOneToldOf) {
@@ -107,14 +161,22 @@ TEST(LibraryLoading, BrokenFileBesideTheHostIsTheOneToldOf) {
     const std::string broken = folder.Write("libovrasql.so", "no library");
     const std::string told = InChild("", [&]() -> std::string {
         void* loaded = ::dlopen(host.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (loaded == nullptr) {
-            return ::dlerror();
-        }
-        const auto open = reinterpret_cast<decltype(&ovra_open)>(::dlsym(loaded, "ovra_open"));
-        const auto error = reinterpret_cast<decltype(&ovra_error)>(::dlsym(loaded, "ovra_error"));
-        ovra_database* database = nullptr;
-        open("db.dbf", &database);
-        return error(database);
+        return loaded == nullptr ? ::dlerror() : OpeningTells(loaded);
+    });
+    EXPECT_EQ(told.rfind(kCannotBeLoaded + broken, 0), 0U) << told;
+}
+
+// The system's loader knows such a file by the path that it was asked for.
+TEST(LibraryLoading, FolderOfTheHostIsFoundFromAnotherFolder) {
+    const ovratest::TemporaryFolder folder;
+    std::filesystem::create_directory(folder.File("lib"));
+    std::filesystem::copy_file(OVRA_HOST_LIBRARY, folder.File("lib/libovrahost.so"));
+    const std::string broken = folder.Write("lib/libovrasql.so", "no library");
+    const std::string told = InChild("", [&]() -> std::string {
+        std::filesystem::current_path(folder.Path());
+        void* loaded = ::dlopen("lib/libovrahost.so", RTLD_NOW | RTLD_LOCAL);
+        std::filesystem::current_path("/");
+        return loaded == nullptr ? ::dlerror() : OpeningTells(loaded);
     });
     EXPECT_EQ(told.rfind(kCannotBeLoaded + broken, 0), 0U) << told;
 }
