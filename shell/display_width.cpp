@@ -81,4 +81,14 @@ std::string OneLine(std::string_view text) {
     return line;
 }
 
+std::string Lines(std::string_view text) {
+    std::string lines;
+    std::size_t start = 0;
+    for (auto end = text.find('\n'); end != std::string_view::npos; end = text.find('\n', start)) {
+        lines += OneLine(text.substr(start, end - start)) + '\n';
+        start = end + 1;
+    }
+    return lines + OneLine(text.substr(start));
+}
+
 }  // namespace ovrashell

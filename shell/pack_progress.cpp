@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 
+#include "shell/row_writer.h"
 #include "shell/trace_capture.h"
 
 namespace ovrashell {
@@ -50,7 +51,7 @@ PackProgress::~PackProgress() {
 void PackProgress::Watch(const TraceCapture& trace) {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stop_.wait_for(lock, kTimeBetweenLooks, [this] { return stopping_; })) {
-        std::fprintf(stderr, "\r\x1b[Kpacking %s", CurrentTable(trace.Text()).c_str());
+        std::fprintf(stderr, "\r\x1b[Kpacking %s", OneLine(CurrentTable(trace.Text())).c_str());
         std::fflush(stderr);
     }
 }

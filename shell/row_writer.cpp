@@ -61,6 +61,12 @@ class TableWriter final : public RowWriter {
 
     void End() override { Flush(); }
 
+    void BreakOff() override {
+        if (!held_.empty()) {
+            Flush();
+        }
+    }
+
   private:
     static constexpr std::size_t kRowsHeldBack = 500;
     static constexpr std::size_t kWidestColumn = 100;

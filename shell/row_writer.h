@@ -27,8 +27,8 @@ class RowWriter {
     virtual void Begin(const Row& names) = 0;
     virtual void Write(const Row& values) = 0;
     virtual void End() = 0;
-    // Instead of the end, when no more rows can be had: ends the line that was begun, so that what
-    // is said then stands on its own.
+    // Instead of the end, when no more rows can be had: shows those that are held back and ends the
+    // line that was begun, so that what is said then stands on its own.
     virtual void BreakOff() {}
 };
 
@@ -38,7 +38,11 @@ std::unique_ptr<RowWriter> MakeRowWriter(OutputMode mode, bool headers, std::ost
 // The columns of a terminal that a UTF-8 text takes. Bytes that are no UTF-8 count as one each.
 std::size_t DisplayWidth(std::string_view text);
 
-// The text with line ends and other control characters made visible, so that a row stays one line.
+// The text with line ends and other control characters made visible, so that a row stays one line
+// and nothing in it drives the terminal.
 std::string OneLine(std::string_view text);
+
+// The same for a text of several lines, which keeps its line ends.
+std::string Lines(std::string_view text);
 
 }  // namespace ovrashell

@@ -152,4 +152,20 @@ TEST_F(ProgramFailureTest, ValuesCannotDriveTheTerminal) {
         << "what another program reads stays as it is";
 }
 
+// The second row's value is a sub-select that gives two.
+TEST_F(ProgramFailureTest, RowsBeforeAFailureAreShownInEveryMode) {
+    MakePorts();
+    Sql("insert into ports values ('BRK', 'Another', 1, 0)");
+    const std::string statement =
+        " db.dbf 'select p.code as code, (select q.code from ports q where q.code = p.code) as s "
+        "from ports p'";
+    for (const std::string mode : {"table", "csv", "tsv", "json", "line"}) {
+        const ovratest::CommandResult result = Run("-m " + mode + statement);
+        EXPECT_EQ(result.status, 1) << mode;
+        EXPECT_NE(Errors(), "") << mode;
+        EXPECT_NE(result.output.find("ANV"), std::string::npos) << mode << result.output;
+    }
+    EXPECT_EQ(Run(statement).output, "code  s\n----  ---\nANV   ANV\n");
+}
+
 }  // namespace
