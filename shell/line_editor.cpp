@@ -2,6 +2,7 @@
 
 #include <editline/readline.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +27,7 @@ namespace ovrashell {
 namespace {
 
 constexpr int kHistoryLines = 1000;
+constexpr int kPasteGap = 50;  // milliseconds between two parts of a paste, at most
 constexpr int kCancelKey = 'C' & 0x1F;
 
 // libedit's callbacks carry no context, so what they need stands here. One editor at a time.
@@ -132,6 +134,11 @@ int Cancel(int /*count*/, int /*key*/) {
     return 0;
 }
 
+bool HasInput(int milliseconds) {
+    pollfd wait{STDIN_FILENO, POLLIN, 0};
+    return ::poll(&wait, 1, milliseconds) > 0;
+}
+
 // Behind a command that takes a file, libedit's own completion offers the files.
 bool IsFileWanted() {
     static constexpr std::array<std::string_view, 4> kCommands = {".import ", ".output ", ".read ",
@@ -207,6 +214,8 @@ std::optional<std::string> LineEditor::Read(const char* prompt) {
     }
     return line;
 }
+
+bool LineEditor::IsInputWaiting() { return HasInput(kPasteGap); }
 
 std::string DefaultHistoryPath() {
     const char* home = std::getenv("HOME");

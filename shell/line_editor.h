@@ -21,6 +21,9 @@ class LineEditor {
     // to the history file before anything else is done with it, as the program may not live long.
     std::optional<std::string> Read(const char* prompt);
 
+    // Whether more has been typed or pasted behind the last line. Waits a moment for it.
+    static bool IsInputWaiting();
+
     // Whether the last line was given up.
     bool WasCancelled() const { return cancelled_; }
 

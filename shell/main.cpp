@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -18,6 +19,7 @@
 #include "shell/database.h"
 #include "shell/import.h"
 #include "shell/prompt.h"
+#include "shell/row_writer.h"
 #include "shell/session.h"
 
 namespace {
@@ -29,15 +31,15 @@ using ovrashell::Session;
 struct Arguments {
     std::string database;
     std::vector<std::string> statements;
-    std::string file;
+    std::optional<std::string> file;
     std::string mode = "table";
-    std::string log;
+    std::optional<std::string> log;
     std::vector<std::string> parameters;
     bool create = false;
     bool noHeaders = false;
     bool caseInsensitive = false;
     bool timer = false;
-    int lockTimeout = -1;
+    std::optional<int> lockTimeout;
 };
 
 // Any number of statements, each as it was typed: an option that "allows extra arguments" would
@@ -69,11 +71,13 @@ void Declare(CLI::App* app, Arguments* arguments) {
                   "show on standard error how long each statement takes");
     app->add_option("--log", arguments->log, "write programs and errors to this file");
     app->add_option("--lock-timeout", arguments->lockTimeout,
-                    "milliseconds to wait for a lock that somebody else holds");
+                    "milliseconds to wait for a lock that somebody else holds")
+        ->check(CLI::NonNegativeNumber);
 }
 
 bool IsInteractive(const Arguments& arguments) {
-    return arguments.statements.empty() && arguments.file.empty() && ::isatty(STDIN_FILENO) != 0;
+    return arguments.statements.empty() && !arguments.file.has_value() &&
+           ::isatty(STDIN_FILENO) != 0;
 }
 
 bool FileIsThere(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
@@ -112,8 +116,8 @@ Database OpenDatabase(const Arguments& arguments) {
     if (arguments.caseInsensitive) {
         database.SetOption("caseinsensitive", "");
     }
-    if (arguments.lockTimeout >= 0) {
-        database.SetOption("lock_timeout", std::to_string(arguments.lockTimeout));
+    if (arguments.lockTimeout.has_value()) {
+        database.SetOption("lock_timeout", std::to_string(*arguments.lockTimeout));
     }
     return database;
 }
@@ -128,22 +132,22 @@ void RunStandardInput(Session* session) {
 
 void Run(const Arguments& arguments) {
     Session session(OpenDatabase(arguments), &std::cout);
-    if (!arguments.log.empty()) {
-        session.SetTrace(arguments.log);
+    if (arguments.log.has_value()) {
+        session.SetTrace(*arguments.log);
     }
     session.SetMode(*ovrashell::OutputModeFromName(arguments.mode));
     session.SetHeaders(!arguments.noHeaders);
     session.SetTimer(arguments.timer);
     session.SetParameters(arguments.parameters);
-    if (!arguments.file.empty()) {
-        session.RunFile(arguments.file);
+    if (arguments.file.has_value()) {
+        session.RunFile(*arguments.file);
     }
     for (const std::string& statement : arguments.statements) {
         if (!session.IsQuitting()) {
-            session.RunLine(statement);
+            session.RunText(statement);
         }
     }
-    if (!arguments.file.empty() || !arguments.statements.empty()) {
+    if (arguments.file.has_value() || !arguments.statements.empty()) {
         session.Out()->flush();
     } else if (IsInteractive(arguments)) {
         std::cout << "ovrasql " OVRASQL_VERSION ". .help lists the commands, .quit leaves.\n";
@@ -201,8 +205,7 @@ int main(int argc, char** argv) {
         return RunProgram(argc, argv);
     } catch (const std::exception& error) {
         std::fflush(stdout);
-        std::fputs(error.what(), stderr);
-        std::fputc('\n', stderr);
+        std::fprintf(stderr, "%s\n", ovrashell::Lines(error.what()).c_str());
     } catch (...) {
         std::fputs("Failed for an unknown reason\n", stderr);
     }

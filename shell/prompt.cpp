@@ -6,6 +6,7 @@
 #include "shell/database.h"
 #include "shell/interrupt.h"
 #include "shell/line_editor.h"
+#include "shell/row_writer.h"
 #include "shell/session.h"
 #include "shell/statement_reader.h"
 
@@ -31,13 +32,13 @@ std::string WithPoint(const std::string& line) {
     return line;
 }
 
-void RunTypedLine(Session* session, const std::string& line) {
+void RunTypedPiece(Session* session, const Piece& piece) {
     const InterruptWatch watch;
     try {
-        session->RunLine(WithPoint(line));
+        session->RunPiece(piece);
     } catch (const Error& error) {
         std::cout.flush();
-        std::cerr << error.what() << '\n';
+        std::cerr << Lines(error.what()) << '\n';
         if (error.what() == kNoStatement) {
             std::cerr << "Statements begin with create, alter, drop, insert, update, delete or "
                          "select; .help shows the commands\n";
@@ -46,24 +47,41 @@ void RunTypedLine(Session* session, const std::string& line) {
     std::cout.flush();
 }
 
+void RunTypedPieces(Session* session, StatementReader* reader) {
+    while (!session->IsQuitting()) {
+        const auto piece = reader->Take();
+        if (!piece.has_value()) {
+            return;
+        }
+        RunTypedPiece(session, *piece);
+    }
+}
+
 }  // namespace
 
 void RunPrompt(Session* session, const std::string& databasePath) {
     LineEditor editor(databasePath, DefaultHistoryPath());
     StatementReader reader;
     while (!session->IsQuitting()) {
-        const auto line = editor.Read(reader.IsContinuing() ? "    ...> " : "ovrasql> ");
+        const auto line = editor.Read(reader.IsPending() ? "    ...> " : "ovrasql> ");
         if (editor.WasCancelled()) {
             std::cout << "^C\n" << std::flush;
-            reader.Take();
+            reader = StatementReader();
             continue;
         }
+        if (line.has_value()) {
+            reader.Add(reader.IsContinuing() ? *line : WithPoint(*line));
+        }
+        // Who types by hand ends a statement with its line; of a pasted one the next is there.
+        const bool goesOn = line.has_value() && (reader.IsContinuing() ||
+                                                 (reader.IsPending() && editor.IsInputWaiting()));
+        if (!goesOn) {
+            reader.End();
+        }
+        RunTypedPieces(session, &reader);
         if (!line.has_value()) {
             std::cout << '\n';
             return;
-        }
-        if (reader.Add(*line)) {
-            RunTypedLine(session, reader.Take());
         }
     }
 }

@@ -8,6 +8,7 @@
 #include <istream>
 #include <new>
 #include <set>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -15,7 +16,6 @@
 #include "shell/catalog.h"
 #include "shell/dot_commands.h"
 #include "shell/interrupt.h"
-#include "shell/statement_reader.h"
 #include "shell/white_space.h"
 
 namespace ovrashell {
@@ -30,8 +30,6 @@ constexpr int kFilesLimit = 100;
 bool IsSelect(std::string_view statement) {
     return EqualNoCase(statement.substr(0, kSelect.size()), kSelect);
 }
-
-bool IsRemark(std::string_view line) { return line.substr(0, 2) == "--"; }
 
 // A dot command needs none at its end, but who has typed statements ends it like one.
 std::string_view WithoutSemicolon(std::string_view command) {
@@ -73,9 +71,8 @@ class PlacedError : public Error {
     std::set<std::string> places_;
 };
 
-std::string CannotRead(const std::string& name, int error) {
-    return "Cannot read " + (name.empty() ? "the input" : "'" + name + "'") + ": " +
-           std::generic_category().message(error);
+std::string CannotRead(const std::string& input, int error) {
+    return "Cannot read " + input + ": " + std::generic_category().message(error);
 }
 
 void StopIfUnwritten(const std::ostream& out) {
@@ -104,7 +101,14 @@ Session::Session(Database database, std::ostream* out)
 std::ostream* Session::Out() { return file_ == nullptr ? out_ : file_.get(); }
 
 void Session::SetTrace(const std::string& path) {
-    database_.SetOption("log", path);
+    if (path.empty()) {
+        throw Error("Cannot write ''");  // the library has a name of its own for that
+    }
+    try {
+        database_.SetOption("log", path);
+    } catch (const Error& error) {
+        throw Error(std::string(error.what()) + " '" + path + "'");
+    }
     tracePath_ = path;
 }
 
@@ -127,9 +131,13 @@ void Session::SendOutputTo(const std::string& path) {
     file_ = std::move(file);
 }
 
-void Session::RunLine(std::string_view line) {
+void Session::RunPiece(const Piece& piece) {
+    if (!piece.brokenOff.empty()) {
+        throw Error("The statement ends " + std::string(piece.brokenOff) +
+                    "; nothing of it was run");
+    }
     try {
-        RunLineUnguarded(line);
+        RunPieceUnguarded(piece.text);
     } catch (const Error&) {
         throw;
     } catch (const std::bad_alloc&) {
@@ -139,58 +147,64 @@ void Session::RunLine(std::string_view line) {
     }
 }
 
-void Session::RunLineUnguarded(std::string_view line) {
+void Session::RunPieceUnguarded(const std::string& text) {
     StopIfInterrupted();
     if (echo_) {
-        *Out() << (IsRemark(line) || line.empty() ? "" : "ovrasql> ") << line << '\n';
+        *Out() << (IsRemark(text) || text.empty() ? "" : "ovrasql> ") << text << '\n';
     }
-    if (IsRemark(line)) {
+    const auto start = text.find_first_not_of(kWhiteSpace);
+    if (start != std::string::npos && text[start] == '.') {
+        RunDotCommand(this, std::string(WithoutSemicolon(text.substr(start))));
         return;
     }
-    const auto start = line.find_first_not_of(" \t");
-    if (start != std::string_view::npos && line[start] == '.') {
-        RunDotCommand(this, std::string(WithoutSemicolon(line.substr(start))));
-        return;
-    }
-    for (const std::string& statement : SplitStatements(line)) {
+    for (const std::string& statement : SplitStatements(text)) {
         StopIfInterrupted();
         RunStatement(statement);
     }
 }
 
-void Session::RunStream(std::istream* input, const std::string& name) {
+void Session::RunPieces(StatementReader* reader, const PlaceOf& placeOf) {
+    while (!quitting_) {
+        const auto piece = reader->Take();
+        if (!piece.has_value()) {
+            return;
+        }
+        try {
+            RunPiece(*piece);
+        } catch (const PlacedError& error) {
+            throw PlacedError(placeOf(piece->line), error);
+        } catch (const Error& error) {
+            throw PlacedError(placeOf(piece->line), error);
+        }
+    }
+}
+
+void Session::RunLines(std::istream* input, const std::string& name, const PlaceOf& placeOf) {
     StatementReader reader;
     std::string line;
-    std::size_t number = 0;
-    std::size_t first = 1;  // the line where the statement at hand began
-    const auto run = [&] {
-        try {
-            RunLine(reader.Take());
-        } catch (const PlacedError& error) {
-            throw PlacedError(Place(name, first), error);
-        } catch (const Error& error) {
-            throw PlacedError(Place(name, first), error);
-        }
-        first = number + 1;
-    };
-    bool pending = false;
+    bool isFirst = true;
     while (!quitting_ && std::getline(*input, line)) {
-        std::string_view text = line;
-        if (++number == 1) {
-            text = WithoutByteOrderMark(text);
-        }
-        pending = !reader.Add(text);
-        if (!pending) {
-            run();
-        }
+        reader.Add(std::exchange(isFirst, false) ? WithoutByteOrderMark(line) : line);
+        RunPieces(&reader, placeOf);
     }
     if (input->bad()) {
-        throw Error(CannotRead(name, errno));
+        throw Error(CannotRead(name.empty() ? "the input" : "'" + name + "'", errno));
     }
-    if (pending && !quitting_) {
-        run();
-    }
+    reader.End();
+    RunPieces(&reader, placeOf);
     Out()->flush();
+}
+
+void Session::RunStream(std::istream* input, const std::string& name) {
+    RunLines(input, name, [&name](std::size_t line) { return Place(name, line); });
+}
+
+void Session::RunText(const std::string& text) {
+    const bool isOneLine = text.find('\n') == std::string::npos;
+    std::istringstream input(text);
+    RunLines(&input, std::string(), [isOneLine](std::size_t line) {
+        return isOneLine ? std::string() : Place(std::string(), line);
+    });
 }
 
 void Session::RunFile(const std::string& path) {
@@ -201,7 +215,7 @@ void Session::RunFile(const std::string& path) {
     const Counted running(&filesRunning_);
     std::ifstream file(path);
     if (!file) {
-        throw Error(CannotRead(path, errno));
+        throw Error(CannotRead("'" + path + "'", errno));
     }
     RunStream(&file, path);
 }

@@ -4,6 +4,7 @@
 // typed: SQL statements and dot commands.
 
 #include <fstream>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -12,25 +13,28 @@
 
 #include "shell/database.h"
 #include "shell/row_writer.h"
+#include "shell/statement_reader.h"
 
 namespace ovrashell {
 
 class Session {
   public:
-    // Results go to `out` unless .output sends them elsewhere. Times go to standard error, so that
-    // they never stand among the rows.
+    // Results go to `out` unless .output sends them elsewhere. Times go to standard error, so
+    // that they never stand among the rows.
     Session(Database database, std::ostream* out);
 
-    // Runs one line of input, which may hold several statements. A line that begins with "--" is a
-    // remark: the language has none, and no statement begins like that. Throws an Error, and
-    // nothing else, at the first statement that fails.
-    void RunLine(std::string_view line);
+    // Runs a piece of input as a StatementReader gives it, which may hold several statements.
+    // Throws an Error, and nothing else, at the first statement that fails, and for a piece that is
+    // broken off, of which nothing is run.
+    void RunPiece(const Piece& piece);
 
     // Runs the lines of a stream to its end. An Error tells the number of the line where the
     // statement began, behind `name`, the file's, unless that is empty.
     void RunStream(std::istream* input, const std::string& name = std::string());
     // The same for a file. Files may run files; one that runs itself is stopped with an Error.
     void RunFile(const std::string& path);
+    // The same for a text. An Error tells no number where there is one line only.
+    void RunText(const std::string& text);
 
     // True once .quit was typed.
     bool IsQuitting() const { return quitting_; }
@@ -39,7 +43,7 @@ class Session {
     void SetMode(OutputMode mode) { mode_ = mode; }
     void SetHeaders(bool headers) { headers_ = headers; }
     void SetTimer(bool timer) { timer_ = timer; }
-    // Shows each line before it is run, so that a script reads like a session.
+    // Shows each piece before it is run, so that a script reads like a session.
     void SetEcho(bool echo) { echo_ = echo; }
     void SetParameters(ParameterList parameters) { parameters_ = std::move(parameters); }
     void SetQuitting() { quitting_ = true; }
@@ -60,7 +64,12 @@ class Session {
     void SendOutputTo(const std::string& path);
 
   private:
-    void RunLineUnguarded(std::string_view line);
+    // How an Error begins that arose in the given line.
+    using PlaceOf = std::function<std::string(std::size_t line)>;
+
+    void RunLines(std::istream* input, const std::string& name, const PlaceOf& placeOf);
+    void RunPieces(StatementReader* reader, const PlaceOf& placeOf);
+    void RunPieceUnguarded(const std::string& text);
     void RunStatement(std::string_view statement);
     void ShowRows(View* view);
 

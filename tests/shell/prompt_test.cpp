@@ -71,6 +71,42 @@ TEST_F(PromptTest, InterruptedJsonEndsItsLineFirst) {
     EXPECT_EQ(terminal.Status(), 0);
 }
 
+TEST_F(PromptTest, PastedStatementGoesOnWithItsNextLine) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ",
+                              "delete from t\r-- only this one\rwhere a = 'one'\r"
+                              "select count(*) as n\rfrom t\r"));
+    EXPECT_TRUE(terminal.WaitFor("...> ")) << "it waits for its next line";
+    EXPECT_TRUE(terminal.WaitFor("\r\nn\r\n-\r\n1\r\n"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "delete from t\r"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "where a = 'one'\r")) << "who types it has run it";
+    EXPECT_TRUE(terminal.WaitFor("Syntax Error: Empty SQL Statement\r\n"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, PastedStatementRunsUpToItsSemicolonAtOnce) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select a\rfrom t;\rdelete from t wher"));
+    EXPECT_TRUE(terminal.WaitFor("one\r\ntwo\r\n")) << "the rest waits for its line's end";
+    EXPECT_TRUE(terminal.Send("e a = 'none'\r"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "exit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, EndOfTheInputRunsNoHalfStatement) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "delete from t \\\r"));
+    EXPECT_TRUE(terminal.Type("...> ", "\x04"));
+    EXPECT_TRUE(terminal.WaitFor("The statement ends behind a backslash"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+    ovrashell::Database database = ovrashell::Database::Open(folder_.File("db.dbf"));
+    EXPECT_TRUE(database.Select("select a from t").Next()) << "the rows are there";
+}
+
 TEST_F(PromptTest, SecondInterruptEndsTheProgram) {
     Terminal terminal(folder_);
     EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) from " + EndlessJoin() + "\r"));

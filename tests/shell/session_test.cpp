@@ -52,7 +52,7 @@ TEST_F(SessionTest, TraceThatIsCapturedLeavesNothingWhenTheProgramIsKilled) {
     {
         const TraceCapture trace(&session);
         EXPECT_TRUE(std::filesystem::is_empty(temporary.Path()));
-        session.RunLine("create table t (a char(1))");
+        session.RunText("create table t (a char(1))");
         EXPECT_NE(trace.Text().find("create table t"), std::string::npos);
     }
     if (before == nullptr) {
