@@ -9,9 +9,12 @@
 // kind. To look at a context through an old word is thus always a read of a context, dead or alive.
 //
 // Context needs a public member `Context* nextIdle`. The pool may be used from any thread; it is
-// the one thing that databases of different threads share.
+// the one thing that databases of different threads share. So it is whole in a process that comes
+// out of fork, too, whatever the parent's other threads were about: ForkGuard sees to that.
 
 #include <mutex>
+
+#include "library/platform.h"
 
 namespace ovrasql {
 
@@ -50,9 +53,22 @@ class ContextPool {
         idle_ = context;
     }
 
+    // Keeps all others out, from before a fork until behind it.
+    void Lock() { mutex_.lock(); }
+    void Unlock() { mutex_.unlock(); }
+
   private:
     std::mutex mutex_;
     Context* idle_ = nullptr;
+};
+
+// Stands behind its pool, once.
+template <auto& pool>
+class ForkGuard {
+  public:
+    ForkGuard() {
+        AroundFork([] { pool.Lock(); }, [] { pool.Unlock(); });
+    }
 };
 
 }  // namespace ovrasql

@@ -13,6 +13,7 @@ namespace ovrasql {
 namespace {
 
 ContextPool<DatabaseContext> databasePool;
+const ForkGuard<databasePool> databasePoolGuard;
 
 using StartFunction = bool (Schema::*)(TextView path);
 

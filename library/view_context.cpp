@@ -12,6 +12,7 @@ namespace ovrasql {
 namespace {
 
 ContextPool<ViewContext> viewPool;
+const ForkGuard<viewPool> viewPoolGuard;
 
 // Runs one step of the engine. Should memory run out, the engine stands in the middle of an
 // instruction: it must not go on from there, so it fails until it is reset.
