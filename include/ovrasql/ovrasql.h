@@ -94,7 +94,8 @@ OVRA_API int32_t ovra_set_option(ovra_database* database, const char* key, const
 /*
  * Rewrites every table without its deleted records and builds all indexes again. Waits for the
  * statements and views of others that use a table, as ALTER TABLE does; they wait for it in turn.
- * Views of this database read the old files on.
+ * Views of this database read the old files on; a statement that has use for an index only then,
+ * and had none before, fails in ovra_next.
  */
 OVRA_API int32_t ovra_pack(ovra_database* database);
 
