@@ -2,15 +2,19 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <iostream>
 #include <sstream>
 
 #include "shell/catalog.h"
 #include "shell/database.h"
 #include "shell/import.h"
 #include "shell/pack_progress.h"
+#include "shell/row_writer.h"
 #include "shell/session.h"
 #include "shell/statement_reader.h"
 #include "shell/trace_capture.h"
+#include "shell/white_space.h"
 
 namespace ovrashell {
 
@@ -29,26 +33,51 @@ struct DotCommand {
     void (*run)(Session*, const Words&);
 };
 
-// Words are separated by blanks; a word in "..." or '...' may hold blanks and may be empty.
-Words SplitWords(const std::string& line) {
+// The word in quotes at the start of the text, which it is taken away from.
+std::string TakeQuotedWord(std::string_view* text) {
+    const char quote = text->front();
+    std::string word;
+    for (;;) {
+        text->remove_prefix(1);
+        const auto close = text->find(quote);
+        if (close == std::string_view::npos) {
+            throw Error("A quote is not closed");
+        }
+        word += text->substr(0, close);
+        text->remove_prefix(close + 1);
+        if (text->empty() || text->front() != quote) {
+            break;
+        }
+        word += quote;
+    }
+    if (!text->empty() && kWhiteSpace.find(text->front()) == std::string_view::npos) {
+        throw Error("Expected a blank behind the closing quote");
+    }
+    return word;
+}
+
+// Words are separated by blanks; a word in "..." or '...' may hold blanks, a quote that is written
+// twice, or nothing.
+Words SplitWords(std::string_view line) {
     Words words;
-    std::size_t i = 0;
-    while ((i = line.find_first_not_of(" \t\r\n", i)) != std::string::npos) {
-        const char quote = line[i];
-        if (quote == '"' || quote == '\'') {
-            const auto close = line.find(quote, i + 1);
-            if (close == std::string::npos) {
-                throw Error("A quote is not closed");
-            }
-            words.push_back(line.substr(i + 1, close - i - 1));
-            i = close + 1;
+    for (;;) {
+        line.remove_prefix(std::min(line.find_first_not_of(kWhiteSpace), line.size()));
+        if (line.empty()) {
+            return words;
+        }
+        if (line.front() == '"' || line.front() == '\'') {
+            words.push_back(TakeQuotedWord(&line));
         } else {
-            const auto end = line.find_first_of(" \t\r\n", i);
-            words.push_back(line.substr(i, end - i));
-            i = end == std::string::npos ? line.size() : end;
+            const auto end = std::min(line.find_first_of(kWhiteSpace), line.size());
+            words.emplace_back(line.substr(0, end));
+            line.remove_prefix(end);
         }
     }
-    return words;
+}
+
+// Up to the first blank.
+std::string FirstWord(std::string_view line) {
+    return std::string(line.substr(0, std::min(line.find_first_of(kWhiteSpace), line.size())));
 }
 
 std::size_t LineCount(const std::string& text) {
@@ -56,15 +85,16 @@ std::size_t LineCount(const std::string& text) {
 }
 
 bool OnOrOff(const std::string& word) {
-    if (word != "on" && word != "off") {
+    const bool isOn = EqualNoCase(word, "on");
+    if (!isOn && !EqualNoCase(word, "off")) {
         throw Error("Expected on or off, found '" + word + "'");
     }
-    return word == "on";
+    return isOn;
 }
 
 void ShowTables(Session* session, const Words& /*words*/) {
     for (const TableEntry& table : ReadCatalog(session->Connection().Path())) {
-        *session->Out() << table.name << '\n';
+        *session->Out() << OneLine(table.name) << '\n';
     }
 }
 
@@ -74,31 +104,41 @@ std::string IndexText(const TableEntry& table, const IndexEntry& index) {
         columns +=
             byte == ':' ? std::string(index.descending ? " desc, " : ", ") : std::string(1, byte);
     }
-    return std::string(index.unique ? "create unique index " : "create index ") + index.name +
-           " on " + table.name + " (" + columns + (index.descending ? " desc)" : ")");
+    return OneLine(std::string(index.unique ? "create unique index " : "create index ") +
+                   index.name + " on " + table.name + " (" + columns +
+                   (index.descending ? " desc)" : ")"));
 }
 
-void ShowTableSchema(Session* session, const TableEntry& table) {
-    std::ostream& out = *session->Out();
-    out << "create table " << table.name << " (";
+std::string TableText(const TableEntry& table) {
+    std::string text = "create table " + table.name + " (";
     const std::vector<Column> columns = DbfFile(table.file).Columns();
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        out << (i == 0 ? "" : ", ") << ColumnText(columns[i]);
+        text += (i == 0 ? "" : ", ") + ColumnText(columns[i]);
     }
-    out << ")\n";
-    for (const IndexEntry& index : table.indexes) {
-        out << IndexText(table, index) << '\n';
-    }
+    return OneLine(text + ")");
 }
 
-void ShowSchema(Session* session, const Words& words) {
+// The tables that the words name: one, or all.
+std::vector<TableEntry> TablesOf(Session* session, const Words& words) {
     const std::string& path = session->Connection().Path();
-    if (!words.empty()) {
-        ShowTableSchema(session, FindTable(path, words[0]));
-        return;
+    return words.empty() ? ReadCatalog(path) : std::vector{FindTable(path, words[0])};
+}
+
+// A table that cannot be read hides no other one: what is wrong with it is told in the end.
+void ShowSchema(Session* session, const Words& words) {
+    std::string errors;
+    for (const TableEntry& table : TablesOf(session, words)) {
+        try {
+            *session->Out() << TableText(table) << '\n';
+            for (const IndexEntry& index : table.indexes) {
+                *session->Out() << IndexText(table, index) << '\n';
+            }
+        } catch (const Error& error) {
+            errors += (errors.empty() ? "" : "\n") + std::string(error.what());
+        }
     }
-    for (const TableEntry& table : ReadCatalog(path)) {
-        ShowTableSchema(session, table);
+    if (!errors.empty()) {
+        throw Error(errors);
     }
 }
 
@@ -107,7 +147,7 @@ void SetMode(Session* session, const Words& words) {
         *session->Out() << OutputModeName(session->Mode()) << '\n';
         return;
     }
-    const auto mode = OutputModeFromName(words[0]);
+    const auto mode = OutputModeFromName(Lowered(words[0]));
     if (!mode.has_value()) {
         throw Error("Unknown mode '" + words[0] + "': table, csv, tsv, json and line are known");
     }
@@ -130,25 +170,27 @@ void Import(Session* session, const Words& words) {
     if (next == words.size() || words.size() > next + 2) {
         throw Error("Usage: .import [--no-header] FILE [TABLE]");
     }
-    request.path = words[next];
+    request.path = WithHome(words[next]);
     request.table = next + 1 < words.size() ? words[next + 1] : std::string();
-    ImportFile(&session->Connection(), request, session->Out());
+    // Not among the rows, which may go to a file or to another program.
+    std::ostringstream report;
+    ImportFile(&session->Connection(), request, &report);
+    session->Out()->flush();
+    std::cerr << Lines(report.str());
 }
 
-void ReadFile(Session* session, const Words& words) { session->RunFile(words[0]); }
+void ReadFile(Session* session, const Words& words) { session->RunFile(WithHome(words[0])); }
 
 void SetOutput(Session* session, const Words& words) {
-    session->SendOutputTo(words.empty() ? std::string() : words[0]);
+    session->SendOutputTo(words.empty() ? std::string() : WithHome(words[0]));
 }
 
 void SetTrace(Session* session, const Words& words) {
-    session->SetTrace(words[0] == "off" ? "/dev/null" : words[0]);
+    session->SetTrace(EqualNoCase(words[0], "off") ? "/dev/null" : WithHome(words[0]));
 }
 
 void ShowIndexes(Session* session, const Words& words) {
-    const std::string& path = session->Connection().Path();
-    for (const TableEntry& table :
-         words.empty() ? ReadCatalog(path) : std::vector{FindTable(path, words[0])}) {
+    for (const TableEntry& table : TablesOf(session, words)) {
         for (const IndexEntry& index : table.indexes) {
             *session->Out() << IndexText(table, index) << '\n';
         }
@@ -185,10 +227,11 @@ void ShowHelp(Session* session, const Words& words);
 
 constexpr std::array kCommands = {
     DotCommand{".echo", "on|off", "show each line before it is run", 1, 1, SetEcho},
+    DotCommand{".exit", "", "leave", 0, 0, Quit},
     DotCommand{".explain", "STATEMENT", "show the program of a statement without running it", 1, 0,
                nullptr},
     DotCommand{".headers", "on|off", "show column names above the rows", 1, 1, SetHeaders},
-    DotCommand{".help", "", "show this list", 0, 0, ShowHelp},
+    DotCommand{".help", "[COMMAND]", "show this list, or what one command does", 0, 1, ShowHelp},
     DotCommand{".import", "[--no-header] FILE [TABLE]", "read a .csv or .dbf file into a table", 1,
                3, Import},
     DotCommand{".indexes", "[TABLE]", "list the indexes as statements", 0, 1, ShowIndexes},
@@ -206,49 +249,80 @@ constexpr std::array kCommands = {
     DotCommand{".trace", "FILE|off", "write programs and errors to a file", 1, 1, SetTrace},
 };
 
-void ShowHelp(Session* session, const Words& /*words*/) {
-    std::ostream& out = *session->Out();
-    for (const DotCommand& command : kCommands) {
-        std::string left = std::string(command.name) + ' ' + std::string(command.arguments);
-        left.resize(std::max<std::size_t>(left.size(), 35), ' ');
-        out << left << command.help << '\n';
+// Nothing where there is no such command. The name is taken in any case.
+const DotCommand* FindCommand(std::string_view name) {
+    const auto* const found =
+        std::find_if(kCommands.begin(), kCommands.end(),
+                     [&](const DotCommand& entry) { return EqualNoCase(entry.name, name); });
+    return found == kCommands.end() ? nullptr : found;
+}
+
+// Throws an Error where there is none.
+const DotCommand& NamedCommand(const std::string& name) {
+    const DotCommand* command = FindCommand(name);
+    if (command == nullptr) {
+        throw Error("Unknown command '" + name + "'; .help lists the commands");
     }
-    out << "\nA statement ends with its line, or at a \";\". A \"\\\" at the end of a line goes "
-           "on\n"
-           "with the next one. Ctrl-C gives a line up, and stops a statement at its next row.\n";
+    return *command;
+}
+
+std::string HelpText(const DotCommand& command) {
+    std::string text = std::string(command.name) + ' ' + std::string(command.arguments);
+    text.resize(std::max<std::size_t>(text.size(), 35), ' ');
+    return text + std::string(command.help) + '\n';
+}
+
+void ShowHelp(Session* session, const Words& words) {
+    std::ostream& out = *session->Out();
+    if (!words.empty()) {
+        out << HelpText(NamedCommand((words[0].rfind('.', 0) == 0 ? "" : ".") + words[0]));
+        return;
+    }
+    for (const DotCommand& command : kCommands) {
+        out << HelpText(command);
+    }
+    out << "\n"
+           "A statement that is typed ends with its line, or at a \";\". In a script, and in\n"
+           "what is pasted, it goes on to a \";\", an empty line, or the line that begins the\n"
+           "next one. A \"\\\" at the end of a line goes on with the next one everywhere.\n"
+           "Ctrl-C gives a line up, and stops a statement at its next row.\n";
 }
 
 }  // namespace
 
 void RunDotCommand(Session* session, const std::string& line) {
     // A statement's quotes are its own, so it is not split into words.
-    if (line.rfind(kExplain, 0) == 0 && line.size() > kExplain.size() &&
-        (line[kExplain.size()] == ' ' || line[kExplain.size()] == '\t')) {
-        for (const std::string& statement : SplitStatements(line.substr(kExplain.size()))) {
+    const std::string name = FirstWord(line);
+    if (EqualNoCase(name, kExplain) && name.size() < line.size()) {
+        for (const std::string& statement : SplitStatements(line.substr(name.size()))) {
             Explain(session, statement);
         }
         return;
     }
-    Words words = SplitWords(line);
-    const std::string name = words.front();
-    words.erase(words.begin());
-    const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
-                                       [&](const DotCommand& entry) { return entry.name == name; });
-    if (command == kCommands.end()) {
-        throw Error("Unknown command '" + name + "'; .help lists the commands");
+    const DotCommand& command = NamedCommand(name);
+    const Words words = SplitWords(std::string_view(line).substr(name.size()));
+    if (words.size() < command.fewest || words.size() > command.most) {
+        throw Error("Usage: " + std::string(command.name) + (command.arguments.empty() ? "" : " ") +
+                    std::string(command.arguments));
     }
-    if (words.size() < command->fewest || words.size() > command->most) {
-        throw Error("Usage: " + name + (command->arguments.empty() ? "" : " ") +
-                    std::string(command->arguments));
-    }
-    command->run(session, words);
+    command.run(session, words);
 }
 
 std::vector<std::string> DotCommandNames() {
     std::vector<std::string> names;
     std::transform(kCommands.begin(), kCommands.end(), std::back_inserter(names),
-                   [](const DotCommand& command) { return std::string(command.name); });
+                   [](const DotCommand& command) { return std::string(command.name.substr(1)); });
     return names;
+}
+
+std::string_view DotCommandArguments(std::string_view line) {
+    const DotCommand* command = FindCommand(FirstWord(line));
+    return command == nullptr ? std::string_view() : command->arguments;
+}
+
+std::string WithHome(const std::string& path) {
+    const char* home = std::getenv("HOME");
+    return path.rfind("~/", 0) == 0 && home != nullptr ? home + path.substr(1) : path;
 }
 
 }  // namespace ovrashell

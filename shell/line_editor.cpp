@@ -5,22 +5,17 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <set>
 #include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include "shell/catalog.h"
-#include "shell/database.h"
-#include "shell/dot_commands.h"
-#include "shell/names.h"
+#include "shell/completion.h"
+#include "shell/terminal_settings.h"
 
 namespace ovrashell {
 
@@ -33,57 +28,18 @@ constexpr int kCancelKey = 'C' & 0x1F;
 // libedit's callbacks carry no context, so what they need stands here. One editor at a time.
 struct CompletionContext {
     std::string databasePath;
+    std::string line;  // up to the cursor
     std::vector<std::string> matches;
     std::size_t next = 0;
 };
 CompletionContext completion;
-
-void AddColumnNames(const TableEntry& table, std::set<std::string>* names) {
-    try {
-        const DbfFile file(table.file);
-        for (const Column& column : file.Columns()) {
-            names->insert(Lowered(column.name));
-        }
-    } catch (const Error&) {
-        // A table that cannot be read offers its own name only.
-    }
-}
-
-void AddCatalogNames(std::set<std::string>* names) {
-    try {
-        for (const TableEntry& table : ReadCatalog(completion.databasePath)) {
-            names->insert(table.name);
-            AddColumnNames(table, names);
-        }
-    } catch (const Error&) {
-        // A catalog that cannot be read offers no names; the statement itself will tell why.
-    }
-}
-
-std::vector<std::string> MatchesFor(const std::string& prefix) {
-    std::set<std::string> names;
-    if (prefix.rfind('.', 0) == 0) {
-        const auto commands = DotCommandNames();
-        names.insert(commands.begin(), commands.end());
-    } else {
-        names.insert(ReservedWords().begin(), ReservedWords().end());
-        AddCatalogNames(&names);
-    }
-    std::vector<std::string> matches;
-    for (const std::string& name : names) {
-        if (EqualNoCase(std::string_view(name).substr(0, prefix.size()), prefix)) {
-            matches.push_back(name);
-        }
-    }
-    return matches;
-}
 
 // libedit is written in C: no exception may pass through it. Without memory nothing is offered.
 void FindMatches(const char* text) {
     completion.matches.clear();
     completion.next = 0;
     try {
-        completion.matches = MatchesFor(text);
+        completion.matches = Completions(completion.databasePath, completion.line, text);
     } catch (...) {
         completion.matches.clear();
     }
@@ -139,24 +95,43 @@ bool HasInput(int milliseconds) {
     return ::poll(&wait, 1, milliseconds) > 0;
 }
 
-// Behind a command that takes a file, libedit's own completion offers the files.
-bool IsFileWanted() {
-    static constexpr std::array<std::string_view, 4> kCommands = {".import ", ".output ", ".read ",
-                                                                  ".trace "};
-    const std::string_view line(rl_line_buffer);
-    return std::any_of(kCommands.begin(), kCommands.end(), [&](std::string_view command) {
-        return line.substr(0, command.size()) == command;
-    });
+// Called before each completion, and then again for what it gives: the bytes between words. What
+// libedit has of the line in a form for us is made anew when somebody asks for a part of it.
+char* ChooseWordBreaks() {
+    static char betweenFiles[] = " \t\"'";
+    static char betweenWords[] = " \t\n,.;:?()=<>+-*/|'\"";
+    std::free(rl_copy_text(0, 0));
+    char* breaks = IsFileWanted(rl_line_buffer) ? betweenFiles : betweenWords;
+    rl_basic_word_break_characters = breaks;
+    return breaks;
 }
 
-char** Complete(const char* text, int /*start*/, int /*end*/) {
-    const bool isFileWanted = IsFileWanted();
-    // A folder's name goes on with what is in it, so no blank follows.
-    rl_completion_append_character = isFileWanted ? 0 : static_cast<unsigned char>(' ');
-    if (isFileWanted) {
-        return nullptr;
+// The bytes of so many characters of UTF-8.
+std::size_t ByteCount(std::string_view text, int characters) {
+    std::size_t count = 0;
+    while (count < text.size() && ((text[count] & 0xC0) == 0x80 || characters-- > 0)) {
+        ++count;
     }
+    return count;
+}
+
+// A Tab with more input behind it was pasted, and means a blank.
+char** TakeTabAsBlank() {
+    rl_insert_text(" ");
+    rl_forced_update_display();
+    return nullptr;
+}
+
+// Libedit shall not offer files where this offers nothing.
+char** Complete(const char* text, int /*start*/, int end) {
     rl_attempted_completion_over = 1;
+    if (HasInput(0)) {
+        return TakeTabAsBlank();
+    }
+    const std::string_view line(rl_line_buffer);
+    completion.line = line.substr(0, ByteCount(line, end));
+    // A folder's name goes on with what is in it, so no blank follows.
+    rl_completion_append_character = IsFileWanted(line) ? 0 : static_cast<unsigned char>(' ');
     return rl_completion_matches(text, NextMatch);
 }
 
@@ -167,6 +142,10 @@ LineEditor::LineEditor(std::string databasePath, std::string historyPath)
     completion.databasePath = std::move(databasePath);
     rl_readline_name = "ovrasql";
     rl_attempted_completion_function = Complete;
+    rl_completion_word_break_hook = ChooseWordBreaks;
+    // Libedit would send every signal on to the whole process group. Without its handlers it sees a
+    // new width of the terminal with the next line.
+    rl_catch_signals = 0;
     rl_initialize();
     rl_pre_input_hook = TakeInterruptsAsKeys;
     rl_add_defun("cancel-line", Cancel, kCancelKey);
@@ -201,7 +180,11 @@ std::optional<std::string> LineEditor::Read(const char* prompt) {
     cancelTyped = false;
     // The prompt is shown a moment before the keys are taken over.
     auto* const handler = std::signal(SIGINT, SIG_IGN);
-    char* typed = readline(prompt);
+    char* typed = nullptr;
+    {
+        const TerminalSettings settings;
+        typed = readline(prompt);
+    }
     std::signal(SIGINT, handler);
     cancelled_ = std::exchange(cancelTyped, false);
     if (typed == nullptr) {

@@ -1,7 +1,7 @@
 #pragma once
 
 // LineEditor: lines typed at a terminal, with editing, history and completion (libedit). Completion
-// offers the words of the language, the dot commands, and the tables and columns of the database.
+// offers what completion.h tells. A Tab that is pasted is a blank.
 
 #include <optional>
 #include <string>

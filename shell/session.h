@@ -19,8 +19,8 @@ namespace ovrashell {
 
 class Session {
   public:
-    // Results go to `out` unless .output sends them elsewhere. Times go to standard error, so
-    // that they never stand among the rows.
+    // Results go to `out` unless .output sends them elsewhere. Times and the reports of imports go
+    // to standard error, so that they never stand among the rows.
     Session(Database database, std::ostream* out);
 
     // Runs a piece of input as a StatementReader gives it, which may hold several statements.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <string>
 
 #include "shell/database.h"
@@ -39,9 +40,13 @@ TEST_F(LineEditorTest, TabCompletesNamesAndBehindACommandFiles) {
     std::filesystem::create_directory(folder_.File("scripts"));
     folder_.Write("scripts/one", "delete from nowhere\n");
     Terminal terminal(folder_);
-    EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n from harb\t\r"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n from harb\t"));
+    EXPECT_TRUE(terminal.WaitFor("ours ") && terminal.Send("\r"));
     EXPECT_TRUE(terminal.WaitFor("\r\n0\r\n")) << "the statement ran";
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".read " + folder_.File("scr") + "\t/o\t\r"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".re\t"));
+    EXPECT_TRUE(terminal.WaitFor("ad ") && terminal.Send(folder_.File("scr") + "\t"));
+    EXPECT_TRUE(terminal.WaitFor("ipts/") && terminal.Send("o\t"));
+    EXPECT_TRUE(terminal.WaitFor("ne") && terminal.Send("\r"));
     EXPECT_TRUE(terminal.WaitFor("scripts/one:1: ")) << "the file was read";
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
     terminal.WaitForEnd();
@@ -54,12 +59,55 @@ TEST_F(LineEditorTest, TableThatCannotBeReadHidesNoOtherNames) {
     database.Query("create table harbours (tide char(5))");
     folder_.Write("anchors.dbf", "no table");
     Terminal terminal(folder_);
-    EXPECT_TRUE(terminal.Type("ovrasql> ", "select tid\t from harb\t; select a from anch\t\r"));
-    EXPECT_TRUE(terminal.WaitFor("\r\ntide\r\n")) << "the names of the table behind it";
-    EXPECT_TRUE(terminal.WaitFor("anchors")) << "its own name";
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select tide,tid\t"));
+    EXPECT_TRUE(terminal.WaitFor("tide,tide ")) << "the names of the table behind it";
+    EXPECT_TRUE(terminal.Send("from harb\t"));
+    EXPECT_TRUE(terminal.WaitFor("ours ") && terminal.Send("; select a from anch\t"));
+    EXPECT_TRUE(terminal.WaitFor("ors ") && terminal.Send("\r")) << "its own name";
+    EXPECT_TRUE(terminal.WaitFor("\r\ntide  tide\r\n"));
+    EXPECT_TRUE(terminal.WaitFor("anchors.dbf"));
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
     terminal.WaitForEnd();
     EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(LineEditorTest, PastedTabIsABlank) {
+    ovrashell::Database::Create(folder_.File("db.dbf")).Query("create table t (a char(5))");
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "\tselect\tcount(*)\tas\tn \tfrom\tt\t\r"));
+    EXPECT_TRUE(terminal.WaitFor("\r\n0\r\n"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(LineEditorTest, CompletionFindsTheCursorBehindAnyCharacters) {
+    ovrashell::Database::Create(folder_.File("db.dbf")).Query("create table t (a char(5))");
+    folder_.Write("größe one.sql", "delete from nowhere\n");
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".read '" + folder_.File("größ") + "\t"));
+    EXPECT_TRUE(terminal.WaitFor("e one.sql'") && terminal.Send("\r"));
+    EXPECT_TRUE(terminal.WaitFor("größe one.sql:1: "));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+// The shell that started the program is in the same process group.
+TEST_F(LineEditorTest, SignalEndsThisProcessOnlyAndRestoresTheTerminal) {
+    ovrashell::Database::Create(folder_.File("db.dbf"));
+    for (const int signal : {SIGTERM, SIGHUP, SIGQUIT}) {
+        Terminal terminal(folder_, {},
+                          "ulimit -c 0; sh -c 'echo $$ > \"$HOME/pid\"; exec \"$0\" \"$1\"' "
+                          "\"$0\" \"$1\"; echo ended by $?");
+        EXPECT_TRUE(terminal.Type("ovrasql> ", "selec"));
+        EXPECT_TRUE(terminal.WaitFor("selec"));
+        EXPECT_FALSE(terminal.GivesLines());
+        ::kill(std::stoi(folder_.Read("pid")), signal);
+        EXPECT_TRUE(terminal.WaitFor("ended by " + std::to_string(128 + signal)));
+        EXPECT_TRUE(terminal.GivesLines());
+        EXPECT_EQ(terminal.Status(), 0);
+    }
 }
 
 TEST_F(LineEditorTest, CharactersBeyondAsciiAreTakenAsTyped) {

@@ -116,7 +116,8 @@ TEST_F(ProgramFailureTest, TableTakenForADatabaseGetsAHint) {
     Sql("create index bycode on ports (code)");
     EXPECT_EQ(Run("ports.dbf .tables").status, 1);
     EXPECT_NE(Errors().find(hint), std::string::npos) << Errors();
-    EXPECT_EQ(Run(command).output, "2 rows imported into my_ports\n") << Errors();
+    EXPECT_EQ(Run(command).status, 0) << Errors();
+    EXPECT_EQ(Errors(), "2 rows imported into my_ports\n");
     folder_.Write("text.dbf", "no table");
     EXPECT_EQ(Run("text.dbf .tables").status, 1);
     EXPECT_EQ(Errors().find("looks like"), std::string::npos) << Errors();
@@ -150,6 +151,37 @@ TEST_F(ProgramFailureTest, ValuesCannotDriveTheTerminal) {
               "\x1b[31m|\xC2\x9B"
               "1m|\x7f|\x07|é\ncaf\xE9\n")
         << "what another program reads stays as it is";
+}
+
+TEST_F(ProgramFailureTest, NamesCannotDriveTheTerminal) {
+    Sql("create table t (abcd char(30))");
+    Sql("create index i on t (abcd)");
+    std::string bytes = folder_.Read("t.dbf");
+    bytes.replace(bytes.find("ABCD"), 4, "\x1b[3m");
+    folder_.Write("t.dbf", bytes);
+    bytes = folder_.Read("db.dbf");
+    bytes.replace(bytes.find("abcd"), 4, "\x1b[4m");
+    folder_.Write("db.dbf", bytes);
+    EXPECT_EQ(Run("db.dbf .schema").output,
+              "create table t (.[3m char(30))\ncreate index i on t (.[4m)\n");
+    EXPECT_EQ(Run("db.dbf .indexes").output, "create index i on t (.[4m)\n");
+    EXPECT_EQ(Run("db.dbf '.schema \x1b[31m'").status, 1);
+    EXPECT_EQ(Errors(), "Unknown table '.[31m'\n") << "nor does an error";
+}
+
+TEST_F(ProgramFailureTest, TableThatCannotBeReadHidesNoOtherFromTheSchema) {
+    for (const std::string name : {"anchors", "boats", "crews"}) {
+        Sql("create table " + name + " (a char(5))");
+    }
+    Sql("create index bya on crews (a)");
+    std::filesystem::remove(folder_.File("anchors.dbf"));
+    folder_.Write("boats.dbf", "no table");
+    EXPECT_EQ(Run("db.dbf .schema .tables").status, 1);
+    EXPECT_EQ(Errors(),
+              "Cannot read 'anchors.dbf': No such file or directory\n"
+              "'boats.dbf' is too short to be a data file\n");
+    EXPECT_EQ(Run("db.dbf .schema").output,
+              "create table crews (A char(5))\ncreate index bya on crews (a)\n");
 }
 
 // The second row's value is a sub-select that gives two.

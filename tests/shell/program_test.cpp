@@ -233,10 +233,11 @@ TEST_F(ProgramTest, TimesNeverStandAmongTheRows) {
 TEST_F(ProgramTest, ModesAndHelp) {
     MakePorts();
     EXPECT_EQ(Sql(".mode"), "table\n");
-    for (const char* name :
-         {".echo", ".explain", ".headers", ".help", ".import", ".indexes", ".mode", ".output",
-          ".pack", ".parameters", ".quit", ".read", ".schema", ".tables", ".timer", ".trace"}) {
+    for (const char* name : {".echo", ".exit", ".explain", ".headers", ".help", ".import",
+                             ".indexes", ".mode", ".output", ".pack", ".parameters", ".quit",
+                             ".read", ".schema", ".tables", ".timer", ".trace"}) {
         EXPECT_NE(Sql(".help").find(std::string(name) + " "), std::string::npos) << name;
+        EXPECT_EQ(Sql(".help " + std::string(name + 1)), Sql(".HELP " + std::string(name)));
     }
 }
 
@@ -263,11 +264,51 @@ TEST_F(ProgramTest, WrongCommandsAreExplained) {
     EXPECT_EQ(Run("db.dbf .import").status, 1);
     EXPECT_EQ(Errors(), "Usage: .import [--no-header] FILE [TABLE]\n");
     EXPECT_EQ(Run("db.dbf '.help me'").status, 1);
-    EXPECT_EQ(Errors(), "Usage: .help\n");
+    EXPECT_EQ(Errors(), "Unknown command '.me'; .help lists the commands\n");
+    EXPECT_EQ(Run("db.dbf '.HELP a b'").status, 1);
+    EXPECT_EQ(Errors(), "Usage: .help [COMMAND]\n");
     EXPECT_EQ(Run("db.dbf '.timer maybe'").status, 1);
     EXPECT_EQ(Errors(), "Expected on or off, found 'maybe'\n");
     EXPECT_EQ(Run("db.dbf '.read nothing'").status, 1);
     EXPECT_EQ(Errors(), "Cannot read 'nothing': No such file or directory\n");
+    EXPECT_EQ(Run("db.dbf '.trace nowhere/log'").status, 1);
+    EXPECT_EQ(Errors(), "Unable to open logfile 'nowhere/log'\n");
+}
+
+TEST_F(ProgramTest, EmptyFileNamesAreNoFiles) {
+    MakePorts();
+    const std::string select = " db.dbf 'select code from ports'";
+    EXPECT_EQ(Run("-f ''" + select).status, 1);
+    EXPECT_EQ(Errors(), "Cannot read '': No such file or directory\n");
+    EXPECT_EQ(Run("-f '' db.dbf", "select code from ports\n").output, "");
+    for (const std::string& arguments :
+         {"--log ''" + select, std::string("db.dbf '.trace \"\"'")}) {
+        EXPECT_EQ(Run(arguments).status, 1) << arguments;
+        EXPECT_EQ(Errors(), "Cannot write ''\n");
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder_.File("sql.log")));
+}
+
+TEST_F(ProgramTest, WordsInQuotesHoldBlanksAndQuotes) {
+    MakePorts();
+    EXPECT_EQ(Sql(".parameters 'it''s' \"say \"\"hi\"\"\" '' a'b\n"
+                  "select :1, :2, length(:3), :4 from ports where code = 'ANV'",
+                  "--no-headers -m line"),
+              "         1 = it's\n         2 = say \"hi\"\nlength(:3) = 0\n         4 = a'b\n");
+    EXPECT_EQ(Run("db.dbf '.import \"a.csv\"t'").status, 1);
+    EXPECT_EQ(Errors(), "Expected a blank behind the closing quote\n");
+    EXPECT_EQ(Run("db.dbf '.import \"a.csv'").status, 1);
+    EXPECT_EQ(Errors(), "A quote is not closed\n");
+}
+
+TEST_F(ProgramTest, CommandsAndTheirWordsIgnoreCase) {
+    MakePorts();
+    EXPECT_EQ(Run("db.dbf .TABLES '.Mode CSV' '.headers OFF' 'select code from ports' "
+                  "'.Explain selec'")
+                  .output,
+              "ports\nANV\nBRK\n");
+    EXPECT_EQ(Errors(), "Syntax Error: Empty SQL Statement\n");
+    EXPECT_EQ(Sql(".Exit\n.tables"), "");
 }
 
 TEST_F(ProgramTest, CaseInsensitiveDatabaseAndLockTimeoutAreOptions) {
@@ -276,6 +317,8 @@ TEST_F(ProgramTest, CaseInsensitiveDatabaseAndLockTimeoutAreOptions) {
     EXPECT_EQ(Sql("select code from ports where name = 'ANVIL BAY'",
                   "--no-headers -i --lock-timeout 100"),
               "ANV\n");
+    EXPECT_EQ(Run("--lock-timeout -5 db.dbf .tables").status, 1);
+    EXPECT_NE(Errors().find("--lock-timeout"), std::string::npos) << Errors();
 }
 
 }  // namespace

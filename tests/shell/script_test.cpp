@@ -15,6 +15,7 @@ class ScriptTest : public ProgramTest {
   protected:
     void SetUp() override {
         MakePorts();
+        folder_.Write("codes", "select code from ports\n");
     }
 
     std::string Codes() { return Sql("select code from ports", "--no-headers -m csv"); }
@@ -96,6 +97,26 @@ TEST_F(ScriptTest, OutputThatCannotBeOpenedStaysWhereItWas) {
         EXPECT_EQ(Errors(), "Cannot write '" + path + "'\n");
     }
     EXPECT_EQ(Codes(), "ANV\nBRK\n");
+}
+
+TEST_F(ScriptTest, ReportOfAnImportStandsAmongNoRows) {
+    folder_.Write("more.csv", "a\nx\n");
+    EXPECT_EQ(Run("-m json db.dbf '.output rows' '.import more.csv' 'select a from more'").output,
+              "");
+    EXPECT_EQ(folder_.Read("rows"), "[\n  {\"a\":\"x\"}\n]\n");
+    EXPECT_EQ(Errors(), "1 row imported into more\n");
+}
+
+TEST_F(ScriptTest, HomeFolderIsMeantByATilde) {
+    const std::string home = "HOME=" + Quoted(folder_.Path());
+    EXPECT_EQ(Run("db.dbf '.output ~/rows' .tables '.trace ~/log' '.read ~/codes' .output "
+                  "'.read ~/codes'",
+                  "", home)
+                  .output,
+              "code\n----\nANV\nBRK\n")
+        << Errors();
+    EXPECT_EQ(folder_.Read("rows"), "ports\ncode\n----\nANV\nBRK\n");
+    EXPECT_NE(folder_.Read("log").find("select code"), std::string::npos);
 }
 
 }  // namespace

@@ -24,10 +24,11 @@ inline const std::string kInterruptKey = "\x03";
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
 // The program at a terminal of its own, with the test's folder as its home and "db.dbf" in it as
-// its database.
+// its database. It is started by a command of the shell, to which it is $0 and the database $1.
 class Terminal {
   public:
-    explicit Terminal(const TemporaryFolder& folder, const Environment& environment = {}) {
+    explicit Terminal(const TemporaryFolder& folder, const Environment& environment = {},
+                      const std::string& command = "exec \"$0\" \"$1\"") {
         child_ = ::forkpty(&terminal_, nullptr, nullptr, nullptr);
         if (child_ == 0) {
             ::setenv("HOME", folder.Path().c_str(), 1);
@@ -35,7 +36,8 @@ class Terminal {
             for (const auto& [name, value] : environment) {
                 ::setenv(name.c_str(), value.c_str(), 1);
             }
-            ::execl(OVRA_SHELL_PROGRAM, "ovrasql", folder.File("db.dbf").c_str(), nullptr);
+            ::execl("/bin/sh", "sh", "-c", command.c_str(), OVRA_SHELL_PROGRAM,
+                    folder.File("db.dbf").c_str(), nullptr);
             ::_exit(127);
         }
     }
@@ -87,6 +89,13 @@ class Terminal {
     void WaitForEnd() { WaitFor("nothing that the program ever shows"); }
 
     void Kill() const { ::kill(child_, SIGKILL); }
+
+    // Whether it gives whole lines and shows them, as it does while no line is edited.
+    bool GivesLines() const {
+        termios settings{};
+        constexpr tcflag_t kFlags = ICANON | ECHO | ISIG;
+        return ::tcgetattr(terminal_, &settings) == 0 && (settings.c_lflag & kFlags) == kFlags;
+    }
 
     // The exit status, or -1 when a signal ended the program.
     int Status() {
