@@ -115,7 +115,11 @@ void Database::SetOption(const std::string& key, const std::string& value) {
     }
 }
 
+// A statement that is kept compiled is not compiled again, and the optimizer has nothing to say. So
+// those that are kept are given up first; how many may be is as it was.
 void Database::Compile(std::string_view statement) {
+    SetOption("statement_cache_size", "0");
+    SetOption("statement_cache_size", "10");
     if (ovra_compile(handle_.get(), statement.data(), LengthOf(statement)) == 0) {
         throw Error(ovra_error(handle_.get()));
     }

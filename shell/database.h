@@ -55,7 +55,7 @@ class Database {
     View Select(std::string_view statement, const ParameterList& parameters = {});
     void SetOption(const std::string& key, const std::string& value);
     void Pack();
-    // Compiles without running; the trace file then has the program.
+    // Compiles without running; the trace file then has the program, behind the optimizer's notes.
     void Compile(std::string_view statement);
 
     const std::string& Path() const { return path_; }

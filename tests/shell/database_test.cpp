@@ -1,4 +1,4 @@
-// The shell's database: texts that the C interface has no length for.
+// The shell's database: what the C interface has no length for, and what it keeps compiled.
 
 #include "shell/database.h"
 
@@ -22,6 +22,24 @@ TEST(ShellDatabase, StatementsOf2GiBAreRefused) {
     EXPECT_THROW(database.Compile(huge), ovrashell::Error);
     EXPECT_THROW(static_cast<void>(database.Select(huge, {})), ovrashell::Error);
     EXPECT_NO_THROW(database.Query("create table t (a integer)", {}));
+}
+
+// A statement is run, found slow and then explained.
+TEST(ShellDatabase, OptimizersNotesAreTracedForAStatementThatHasRunBefore) {
+    const std::string note = "No index found appropriate for ORDER BY optimization\n";
+    const std::string statement = "select a from t order by b";
+    const ovratest::TemporaryFolder folder;
+    ovrashell::Database database = ovrashell::Database::Create(folder.File("db.dbf"));
+    database.Query("create table t (a integer, b char(3))");
+    EXPECT_FALSE(database.Select(statement).Next());
+    for (const char* trace : {"first", "second"}) {
+        database.SetOption("log", folder.File(trace));
+        database.Compile(statement);
+        EXPECT_NE(folder.Read(trace).find(note), std::string::npos) << trace;
+    }
+    EXPECT_FALSE(database.Select(statement).Next());
+    EXPECT_NE(folder.Read("second").find("*** Using Cached"), std::string::npos)
+        << "and it is kept again";
 }
 
 }  // namespace
