@@ -78,6 +78,16 @@ void StoreBoolean(OvraSQLField* field, bool value) { field->SetValue(value ? "T"
     return text.Part(0, length);
 }
 
+// Blanks that a cut lays bare, at the field's width or at a NUL, go too, so that the value in hand
+// equals the one that a later read of the record gives.
+void StoreCharacters(OvraSQLField* field, TextView text) {
+    field->SetValue(text);
+    const TextView stored = field->ValueText();
+    if (stored.length < text.length) {
+        field->SetValue(WithoutTrailingBlanks(stored));
+    }
+}
+
 }  // namespace
 
 void SQL_Stack::PopField(OvraSQLField* field) {
@@ -136,10 +146,7 @@ void SQL_Stack::StoreText(const StackEntry& entry, OvraSQLField* field) {
             field->SetValue(text);
             break;
         case kFieldCharacter:
-            // Blanks that the cut lays bare go, too, so that the value in hand equals the one that
-            // a later read of the record gives.
-            field->SetValue(
-                WithoutTrailingBlanks(WithoutTrailingSpace(text).Part(0, field->Length())));
+            StoreCharacters(field, WithoutTrailingSpace(text));
             break;
         default:
             // A read of such a field takes nothing off, so what the cut lays bare stays.

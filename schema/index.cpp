@@ -66,6 +66,18 @@ void Index::KeyExpression(String* text) const {
     text->Append(" )");
 }
 
+namespace {
+
+void AppendBlanks(int32_t count, String* key) {
+    for (; count > 0; --count) {
+        key->AppendChar(' ');
+    }
+}
+
+}  // namespace
+
+// A value that was set may be shorter than its date or logical column, and a read of the record
+// gives it with its blanks: the key has them from the beginning, or it would not be found again.
 void Index::BuildKey(String* key) {
     key->Assign("");
     bool isFirst = true;
@@ -73,7 +85,11 @@ void Index::BuildKey(String* key) {
         if (!isFirst) {
             key->AppendChar(':');
         }
-        AppendKeyPart(*field, field->ValueText(), key);
+        const TextView value = field->ValueText();
+        AppendKeyPart(*field, value, key);
+        if (field->Type() == kFieldDate || field->Type() == kFieldLogical) {
+            AppendBlanks(field->Length() - value.length, key);
+        }
         isFirst = false;
     }
     key->ToUpper();

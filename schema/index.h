@@ -11,7 +11,8 @@
 // an index beyond its own Table, because DDL destroys the catalog's tables while views are open.
 //
 // The key of a record is text: the values of the columns in order, ":" between them, a numeric
-// value padded on the left with "0" up to its field's width, the whole in upper case.
+// value padded on the left with "0" up to its field's width, a date or logical with the blanks that
+// a read of it has, the whole in upper case.
 
 #include <cstdint>
 

@@ -79,10 +79,32 @@ bool OvraSQLField::ReadFromRecord(const char* record) {
 
 void OvraSQLField::Fill(const char* bytes, int32_t count) {
     ForgetNumber();
-    valueLength_ = TextLength(bytes, count);
-    std::memcpy(value_, bytes, static_cast<size_t>(valueLength_));
-    value_[valueLength_] = '\0';
     savedIsValue_ = true;
+    const int32_t length = TextLength(bytes, count);
+    if (length < count) {
+        FillUpToNul(bytes, length);
+        return;
+    }
+    valueLength_ = count;
+    std::memcpy(value_, bytes, static_cast<size_t>(count));
+    value_[count] = '\0';
+}
+
+// A value that a NUL ends becomes what is read from the same record once that is written anew: else
+// its key in an index would not be found again. A number is that already, as its blanks go in
+// front.
+void OvraSQLField::FillUpToNul(const char* bytes, int32_t length) {
+    std::memcpy(value_, bytes, static_cast<size_t>(length));
+    if (type_ == kFieldCharacter) {
+        while (length > 0 && value_[length - 1] == ' ') {
+            --length;
+        }
+    } else if (!IsRightJustified(type_)) {
+        std::memset(value_ + length, ' ', static_cast<size_t>(room_ - length));
+        length = room_;
+    }
+    valueLength_ = length;
+    value_[length] = '\0';
 }
 
 bool OvraSQLField::WriteToRecord(char* record) {

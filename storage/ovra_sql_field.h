@@ -13,7 +13,9 @@
 //   3       L       text, left-justified, blanks behind it           nothing
 //   4       M       memo block number, right-justified               the leading blanks
 //
-// A text ends at its first NUL. A field of any other type number reads and writes nothing.
+// A text ends at its first NUL. In types 0, 2 and 3 a NUL and what stands behind it read as blanks,
+// which is what the next write of the record makes of them: the value, and with it the key in an
+// index, is the same before and after. A field of any other type number reads and writes nothing.
 //
 // There are two values, the current one and a saved one, so that record upkeep can build the old
 // and the new key of an index. Both equal the record after a read. Decoding is lazy: the table
@@ -122,6 +124,7 @@ class OvraSQLField {
   private:
     void Decode();
     void Fill(const char* bytes, int32_t count);
+    void FillUpToNul(const char* bytes, int32_t length);
 
     OvraSQLTable* table_;       // borrowed
     const RecordImage* image_;  // borrowed; never null

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/support/checker/checker.h"
 #include "tests/support/script_session.h"
 
@@ -99,6 +101,43 @@ TEST_F(HealthyDatabase, TextsThatAreCutBehindABlankHaveKeysWithoutIt) {
     Run("insert into t values ('xy   z', 'p   q')");
     Run("update t set a = 'a    b' where b = 'p'");
     Run("delete from t where a = 'a'");
+}
+
+TEST_F(HealthyDatabase, TextsThatEndAtANulHaveKeysWithoutTheBlanksInFrontOfIt) {
+    Run("create table t (a char(8), m memo)");
+    Run("create unique index ta on t (a)");
+    Run("create index tm on t (m, a)");
+    Run("insert into t values (?, ?)", {std::string("ab  \0q", 6), std::string("me \0mo", 6)});
+    EXPECT_EQ(database_->Run("insert into t values ('ab', '')"),
+              "Inserted record violates UNIQUE constraint on index 'ta'");
+    EXPECT_EQ(database_->RowsText("select length(a) from t where a = 'ab'"), "2\n");
+    Run("update t set m = ?", {std::string(3, '\0')});
+    Run("update t set a = ? where a = 'ab'", {std::string("c \0", 3)});
+    Run("delete from t where a = 'c'");
+}
+
+// Dates come from other programs, and so do cells that are filled with NULs.
+TEST_F(HealthyDatabase, CellsThatAreFilledWithNulsComeOutOfOnePackWithTheirKeys) {
+    Run("create table t (c char(5), d char(8), f boolean, id numeric(3))");
+    Run("insert into t values ('ab', '20260101', 1, 1)");
+    Run("insert into t values ('cd', '20260102', 0, 2)");
+    database_.reset();
+    Bytes bytes = TheHost().FileBytes("t.dbf");
+    bytes[2 * 32 + 11] = 'D';
+    const std::string cells = std::string("ab \0\0", 5) + std::string(8 + 1, '\0');
+    std::copy(cells.begin(), cells.end(), bytes.begin() + (1 + 4) * 32 + 1 + 1);
+    TheHost().SetFile("t.dbf", bytes);
+    database_ = std::make_unique<TestDatabase>();
+    ASSERT_TRUE(database_->Open());
+    ASSERT_EQ(database_->Run("create unique index tc on t (c)"), "");
+    ASSERT_EQ(database_->Run("create unique index td on t (d, f)"), "");
+    ASSERT_TRUE(database_->Pack()) << database_->Error();
+    EXPECT_EQ(Findings(), "");
+    Run("update t set id = 7 where c = 'ab'");
+    Run("delete from t where id = 7");
+    Run("insert into t (id) values (8)");
+    Run("update t set c = 'x' where id = 8");
+    Run("delete from t where id = 8");
 }
 
 TEST_F(HealthyDatabase, TheKeyOfAMemoGoesOnBehindItsEndMark) {

@@ -100,6 +100,14 @@ TEST_F(FieldStore, ATextLosesTheBlanksThatItsCutLaysBare) {
     EXPECT_EQ(Literal(&text, "abc \tdef"), "abc \t");
 }
 
+TEST_F(FieldStore, ATextLosesTheBlanksInFrontOfItsNul) {
+    EXPECT_EQ(Literal(&text, TextView("ab  \0q", 6)), "ab");
+    EXPECT_EQ(Literal(&text, TextView("ab\0q", 4)), "ab");
+    EXPECT_EQ(Literal(&text, TextView("ab \t\0q", 6)), "ab \t");
+    EXPECT_EQ(Literal(&text, TextView("  \0", 3)), "");
+    EXPECT_EQ(Literal(&text, TextView("abcd \0", 6)), "abcd");
+}
+
 // A date is read with its blanks, so those that its cut lays bare stay.
 TEST_F(FieldStore, ADateIsTrimmedFirstAndCutThen) {
     EXPECT_EQ(Literal(&date, "202401  x"), "202401  ");

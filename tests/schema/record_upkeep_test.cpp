@@ -269,6 +269,34 @@ TEST_F(RecordUpkeepTest, ANumberKeyIsPaddedToTheWidthOfItsField) {
     EXPECT_EQ(Keys("t", "in"), (Texts{"0009=2", "0042=1"}));
 }
 
+// A read gives a date and a wide logical with their blanks, and so the key has them before that.
+TEST_F(RecordUpkeepTest, AValueShorterThanItsColumnIsFoundAgainByItsKey) {
+    ASSERT_TRUE(CreateTable("d", {{"day", 2, 8}, {"flag", 3, 2}, {"n", 1, 2}}));
+    ASSERT_TRUE(CreateIndex("d", "iday", true, {"day"}));
+    ASSERT_TRUE(CreateIndex("d", "iflag", false, {"flag", "n"}));
+    Insert("d", {"", "T", "1"});
+    Insert("d", {"2026", "", "2"});
+    EXPECT_EQ(Keys("d", "iday"), (Texts{"        =1", "2026    =2"}));
+    EXPECT_EQ(Keys("d", "iflag"), (Texts{"  :02=2", "T :01=1"}));
+    table_ = OpenForWriting("d");
+    SetValues(*table_, {"", "F", "3"});
+    EXPECT_FALSE(table_->InsertRecord());
+    EXPECT_EQ(TableError(), "Inserted record violates UNIQUE constraint on index 'iday'");
+    ASSERT_TRUE(table_->ReadRecord(1));
+    SetValues(*table_, {"2027", "F", "1"});
+    ASSERT_TRUE(table_->UpdateRecord()) << TableError();
+    ASSERT_TRUE(table_->ReadRecord(2));
+    SetValues(*table_, {"2026", "", "2"});
+    ASSERT_TRUE(table_->UpdateRecord()) << TableError();
+    EXPECT_EQ(table_->PendingUpdateCount(), 2);  // none for what stays as it is
+    ASSERT_TRUE(table_->ApplyIndexUpdates()) << TableError();
+    EXPECT_EQ(Keys("d", "iday"), (Texts{"2026    =2", "2027    =1"}));
+    Delete("d", 1);
+    Delete("d", 2);
+    EXPECT_TRUE(Keys("d", "iday").empty());
+    EXPECT_TRUE(Keys("d", "iflag").empty());
+}
+
 // The new memo text must survive the building of the old key, which reads the old one.
 TEST_F(RecordUpkeepTest, AMemoInAKeyIsUpdatedWithItsKey) {
     ASSERT_TRUE(CreateTable("m", {{"k", 0, 3}, {"text", 4, 10}}));

@@ -44,13 +44,38 @@ TEST(Field, ACharacterFieldLosesItsTrailingBlanksOnly) {
 
 TEST(Field, ATextEndsAtItsFirstNul) {
     EXPECT_EQ(ReadAs(0, std::string("ab\0cd", 5)), "ab");
-    EXPECT_EQ(ReadAs(0, std::string("ab \0 ", 5)), "ab ");
     EXPECT_EQ(ReadAs(0, std::string(5, '\0')), "");
     EXPECT_EQ(ReadAs(1, std::string("  7\0\0", 5)), "7");
-    EXPECT_EQ(ReadAs(2, std::string(8, '\0')), "");
     OvraSQLField field(nullptr, "F", 0, 5, 0);
     field.SetValue(TextView("a\0b", 3));
     EXPECT_EQ(Text(field.ValueText()), "a");
+}
+
+// As other programs leave them. The record is written without NULs, and its value must be the same
+// then: an index has one key for it.
+TEST(Field, ANulAndWhatStandsBehindItReadAsTheBlanksThatAreWrittenForThem) {
+    EXPECT_EQ(ReadAs(0, std::string("ab \0 ", 5)), "ab");
+    EXPECT_EQ(ReadAs(0, std::string("  \0cd", 5)), "");
+    EXPECT_EQ(ReadAs(0, std::string(" a\0cd", 5)), " a");
+    EXPECT_EQ(ReadAs(2, std::string(8, '\0')), "        ");
+    EXPECT_EQ(ReadAs(2, std::string("2026\0xyz", 8)), "2026    ");
+    EXPECT_EQ(ReadAs(3, std::string(1, '\0')), " ");
+    EXPECT_EQ(ReadAs(3, std::string("T\0", 2)), "T ");
+}
+
+TEST(Field, AValueOutlivesItsWritingWhateverTheCell) {
+    const char bytes[] = {'\0', ' ', '1', 'a'};
+    for (const int32_t type : {0, 1, 2, 3, 4}) {
+        for (int number = 0; number < 4 * 4 * 4 * 4; ++number) {
+            std::string cell;
+            for (int rest = number; cell.size() < 4; rest /= 4) {
+                cell += bytes[rest % 4];
+            }
+            const std::string value = ReadAs(type, cell);
+            EXPECT_EQ(ReadAs(type, WrittenAs(type, 4, value.c_str())), value)
+                << type << " " << number;
+        }
+    }
 }
 
 TEST(Field, ANumberLosesItsLeadingBlanksOnly) {

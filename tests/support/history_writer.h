@@ -180,11 +180,18 @@ class HistoryWriter {
                (type == "numeric(3,2)" ? "." + Number(100) : "");
     }
 
+    // A letter mostly, else a blank, rarely a NUL.
+    char OddByte() {
+        if (Below(6) == 0) {
+            return Below(8) == 0 ? '\0' : ' ';
+        }
+        return static_cast<char>((Below(2) == 0 ? 'A' : 'p') + Below(9));
+    }
+
     std::string Text(size_t longest) {
         std::string text(Below(longest), static_cast<char>('a' + Below(3)));
         for (size_t place = 0; place < text.size(); place += 1 + Below(7)) {
-            text[place] =
-                Below(6) == 0 ? ' ' : static_cast<char>((Below(2) == 0 ? 'A' : 'p') + Below(9));
+            text[place] = OddByte();
         }
         return text;
     }

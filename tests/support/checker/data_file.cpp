@@ -205,14 +205,18 @@ std::string DataFile::Cell(uint32_t record, const Column& column) const {
     return std::string(start, start + static_cast<std::ptrdiff_t>(column.width));
 }
 
+// Behind a zero byte there are blanks, or nothing in a number.
 std::string DataFile::Value(uint32_t record, const Column& column) const {
     std::string value = Cell(record, column);
+    value = value.substr(0, value.find('\0'));
     if (column.type == 'C') {
-        value = WithoutTrailingBlanks(value);
-    } else if (column.type == 'N' || column.type == 'M') {
-        value = WithoutLeadingBlanks(value);
+        return WithoutTrailingBlanks(value);
     }
-    return value.substr(0, value.find('\0'));
+    if (column.type == 'N' || column.type == 'M') {
+        return WithoutLeadingBlanks(value);
+    }
+    value.resize(column.width, ' ');
+    return value;
 }
 
 void DataFile::CheckRecords(Report* report) const {
