@@ -170,6 +170,24 @@ TEST_F(IndexInsertTest, UniqueNumbersAreUniqueByValue) {
     EXPECT_TRUE(index_->InsertKey(2, "0010.5"));
 }
 
+// Required: a NaN stands before every number, and every number before it, whichever is looked for.
+// So it hides the keys behind it from a search and from the test for UNIQUE. The search for a
+// record goes on through later keys and finds them.
+TEST_F(IndexInsertTest, ANotANumberHidesUniqueNumbersBehindIt) {
+    Create(kIndexUnique);
+    Insert("5 NAN 7");
+    EXPECT_EQ(Shape(), "73 NAN2 51");
+    EXPECT_EQ(Sought(*index_, "5"), "at 3");
+    EXPECT_TRUE(index_->InsertKey(4, "5"));
+    EXPECT_EQ(Shape(), "54 73 NAN2 51");
+    EXPECT_EQ(Sought(*index_, "7"), "found 3");
+    EXPECT_TRUE(index_->DeleteKey(1, "5"));
+    EXPECT_TRUE(index_->DeleteKey(4, "5"));
+    EXPECT_FALSE(index_->DeleteKey(2, "NAN"));
+    EXPECT_EQ(Text(index_->Error()), "Record is not in index");
+    EXPECT_EQ(Shape(), "73 NAN2");
+}
+
 TEST_F(IndexInsertTest, EachFailureHasItsMessageAndLeavesTheGeneration) {
     Create(0);
     Insert("A B C D E F G H");

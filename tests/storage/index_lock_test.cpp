@@ -162,6 +162,21 @@ TEST_F(IndexLockTest, AWalkWhoseEntryIsRekeyedEnds) {
     EXPECT_EQ(Next(), 0U);
 }
 
+// Required: the search for the place begins at an equal key and ends at the record, wherever that
+// stands behind. So the walk takes up its record at the later key, and passes over what lies
+// between.
+TEST_F(IndexLockTest, AWalkWhoseEntryIsRekeyedGoesOnBehindItWhereAnotherHasItsKey) {
+    Create(0);
+    Insert("A C C D Z");
+    OpenOther();
+    ASSERT_TRUE(index_->SeekRecord("C", 3, true));
+    ASSERT_TRUE(other_->DeleteKey(3, "C"));
+    ASSERT_TRUE(other_->InsertKey(3, "Y"));
+    EXPECT_EQ(Shape(), "A1 C2 D4 Y3 Z5");
+    EXPECT_EQ(Next(), 5U);
+    EXPECT_EQ(Next(), 0U);
+}
+
 // A missed search stands behind the last entry of its leaf. When the index changes there, the last
 // entry is the place.
 TEST_F(IndexLockTest, AWalkBehindALeafsEndGoesOnFromTheLastEntry) {
