@@ -28,18 +28,39 @@ constexpr int kCancelKey = 'C' & 0x1F;
 // libedit's callbacks carry no context, so what they need stands here. One editor at a time.
 struct CompletionContext {
     std::string databasePath;
-    std::string line;  // up to the cursor
+    int cursor = 0;         // the characters before it
+    bool isPasted = false;  // what the Tab is part of
     std::vector<std::string> matches;
     std::size_t next = 0;
 };
 CompletionContext completion;
 
-// libedit is written in C: no exception may pass through it. Without memory nothing is offered.
+// The bytes of so many characters of UTF-8.
+std::size_t ByteCount(std::string_view text, int characters) {
+    std::size_t count = 0;
+    while (count < text.size() && ((text[count] & 0xC0) == 0x80 || characters-- > 0)) {
+        ++count;
+    }
+    return count;
+}
+
+// A Tab that is pasted is a blank.
+std::vector<std::string> MatchesFor(const std::string& text) {
+    if (completion.isPasted) {
+        return {text + ' '};
+    }
+    const std::string_view line(rl_line_buffer);
+    return Completions(completion.databasePath, line.substr(0, ByteCount(line, completion.cursor)),
+                       text);
+}
+
+// libedit is written in C: no exception may pass through it, here and below. Without memory nothing
+// is offered.
 void FindMatches(const char* text) {
     completion.matches.clear();
     completion.next = 0;
     try {
-        completion.matches = Completions(completion.databasePath, completion.line, text);
+        completion.matches = MatchesFor(text);
     } catch (...) {
         completion.matches.clear();
     }
@@ -95,43 +116,33 @@ bool HasInput(int milliseconds) {
     return ::poll(&wait, 1, milliseconds) > 0;
 }
 
-// Called before each completion, and then again for what it gives: the bytes between words. What
-// libedit has of the line in a form for us is made anew when somebody asks for a part of it.
+bool IsFileWantedNow() {
+    try {
+        return IsFileWanted(rl_line_buffer);
+    } catch (...) {
+        return false;
+    }
+}
+
+// Called before each completion: the bytes between words, which libedit wants in two places. Its
+// line in bytes is made anew when somebody asks for a part of it.
 char* ChooseWordBreaks() {
     static char betweenFiles[] = " \t\"'";
     static char betweenWords[] = " \t\n,.;:?()=<>+-*/|'\"";
     std::free(rl_copy_text(0, 0));
-    char* breaks = IsFileWanted(rl_line_buffer) ? betweenFiles : betweenWords;
+    char* breaks = IsFileWantedNow() ? betweenFiles : betweenWords;
     rl_basic_word_break_characters = breaks;
     return breaks;
-}
-
-// The bytes of so many characters of UTF-8.
-std::size_t ByteCount(std::string_view text, int characters) {
-    std::size_t count = 0;
-    while (count < text.size() && ((text[count] & 0xC0) == 0x80 || characters-- > 0)) {
-        ++count;
-    }
-    return count;
-}
-
-// A Tab with more input behind it was pasted, and means a blank.
-char** TakeTabAsBlank() {
-    rl_insert_text(" ");
-    rl_forced_update_display();
-    return nullptr;
 }
 
 // Libedit shall not offer files where this offers nothing.
 char** Complete(const char* text, int /*start*/, int end) {
     rl_attempted_completion_over = 1;
-    if (HasInput(0)) {
-        return TakeTabAsBlank();
-    }
-    const std::string_view line(rl_line_buffer);
-    completion.line = line.substr(0, ByteCount(line, end));
+    completion.isPasted = HasInput(0);
+    completion.cursor = end;
     // A folder's name goes on with what is in it, so no blank follows.
-    rl_completion_append_character = IsFileWanted(line) ? 0 : static_cast<unsigned char>(' ');
+    const bool isBlankWanted = !completion.isPasted && !IsFileWantedNow();
+    rl_completion_append_character = isBlankWanted ? static_cast<unsigned char>(' ') : 0;
     return rl_completion_matches(text, NextMatch);
 }
 
