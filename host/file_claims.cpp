@@ -182,8 +182,9 @@ void FileClaims::EndCall(bool viewsAreOpen) {
         ReturnOlderClaims();
         return;
     }
-    for (const Opened& opened : files_) {
+    for (Opened& opened : files_) {
         opened.file->DropClaim();
+        opened.gaveWay = false;
     }
 }
 

@@ -68,8 +68,8 @@ class Schema {
     // Lists the table's indexes anew and opens their files, as writing needs them.
     [[nodiscard]] bool OpenIndexes(Table& table);
     // One index of the table, opened on demand and owned by the table. Null with an empty Error()
-    // when there is no such index, or none of the files that the table has open; null with a
-    // message when its file fails.
+    // when there is no such index or the table was rebuilt since it was opened, null with a message
+    // when its file fails.
     [[nodiscard]] Index* OpenIndex(Table& table, TextView name);
 
     // Definition. The statement's lists are walked and not kept.
