@@ -24,17 +24,18 @@ class CsvPass {
   public:
     using OnRow = std::function<bool(SourceRow&)>;  // false ends the pass
 
-    CsvPass(const TextFile& file, OnRow onRow) : file_(file), onRow_(std::move(onRow)) {
+    CsvPass(TextFile* file, char separator, OnRow onRow) : file_(file), onRow_(std::move(onRow)) {
         if (csv_init(&parser_, kStrict) != 0) {
             throw Error("Cannot read CSV: out of memory");
         }
+        csv_set_delim(&parser_, static_cast<unsigned char>(separator));
     }
     ~CsvPass() { csv_free(&parser_); }
     CsvPass(const CsvPass&) = delete;
     CsvPass& operator=(const CsvPass&) = delete;
 
     void Run() {
-        file_.ForEachPiece([this](std::string_view bytes) {
+        file_->ForEachPiece([this](std::string_view bytes) {
             bytesRead_ += static_cast<double>(bytes.size());
             while (!stopped_ && !bytes.empty()) {
                 bytes.remove_prefix(Parse(bytes));
@@ -66,10 +67,10 @@ class CsvPass {
     // Takes the byte that was refused if it is a quote in a value without quotes, as in 5" pipe.
     std::size_t ParseQuote(std::string_view quote) {
         if (csv_error(&parser_) != CSV_EPARSE) {
-            throw Error("'" + file_.Path() + "': " + csv_strerror(csv_error(&parser_)));
+            throw Error("'" + file_->Path() + "': " + csv_strerror(csv_error(&parser_)));
         }
         if (parser_.quoted != 0) {
-            throw Error("'" + file_.Path() +
+            throw Error("'" + file_->Path() +
                         "': text follows the closing quote of the value that begins in line " +
                         std::to_string(line_));
         }
@@ -83,7 +84,7 @@ class CsvPass {
         const bool closed = csv_fini(&parser_, ValueEnded, RowEnded, this) == 0;
         Rethrow();
         if (!closed) {
-            throw Error("'" + file_.Path() + "': the quote that opens in line " +
+            throw Error("'" + file_->Path() + "': the quote that opens in line " +
                         std::to_string(line_) + " is not closed");
         }
     }
@@ -117,7 +118,7 @@ class CsvPass {
         };
         const auto zero = value.find('\0');
         if (zero != std::string_view::npos) {
-            throw Error("'" + file_.Path() + "' has a zero byte in line " +
+            throw Error("'" + file_->Path() + "' has a zero byte in line " +
                         std::to_string(line_ + linesIn(value.substr(0, zero))) +
                         ": it is no text file");
         }
@@ -145,7 +146,7 @@ class CsvPass {
         }
     }
 
-    const TextFile& file_;
+    TextFile* file_;
     OnRow onRow_;
     csv_parser parser_{};
     SourceRow row_;
@@ -157,10 +158,49 @@ class CsvPass {
     std::exception_ptr thrown_;
 };
 
+// The separators of a text that stand outside of quotes, up to the end of its first line that is
+// not empty. It is given the text piece by piece.
+class FirstLine {
+  public:
+    // False when the line is over.
+    bool Take(std::string_view bytes) {
+        for (const char byte : bytes) {
+            if (byte == '"') {
+                // Of two quotes inside of quotes, the second one opens again what the first closed.
+                quoted_ = !quoted_ && (before_ == '"' || IsSeparator(before_));
+            } else if (!quoted_ && (byte == '\n' || byte == '\r')) {
+                if (before_ != kNothing || !separators_.empty()) {
+                    return false;
+                }
+            } else if (!quoted_ && IsSeparator(byte)) {
+                separators_ += byte;
+            }
+            before_ = byte == ' ' || byte == '\n' || byte == '\r' ? before_ : byte;
+        }
+        return true;
+    }
+
+    bool Has(char separator) const { return separators_.find(separator) != std::string::npos; }
+
+  private:
+    static constexpr char kNothing = ',';  // a value may begin in front of the first byte
+
+    static bool IsSeparator(char byte) { return byte == ',' || byte == ';' || byte == '\t'; }
+
+    std::string separators_;
+    char before_ = kNothing;  // the last byte that is no blank
+    bool quoted_ = false;
+};
+
 class CsvSource final : public ImportSource {
   public:
-    CsvSource(const std::string& path, bool hasHeader) : file_(path), hasHeader_(hasHeader) {
-        CsvPass pass(file_, [this](SourceRow& row) {
+    CsvSource(const std::string& path, bool hasHeader, char separator)
+        : file_(path), hasHeader_(hasHeader), separator_(separator) {
+        if (separator == '\0') {
+            separator_ = hasHeader ? GuessSeparator() : ',';
+            isGuessed_ = separator_ != ',';
+        }
+        CsvPass pass(&file_, separator_, [this](SourceRow& row) {
             names_ = row;
             return false;
         });
@@ -175,14 +215,31 @@ class CsvSource final : public ImportSource {
 
     const std::vector<std::string>& Names() const override { return names_; }
     const std::vector<Column>& Columns() const override { return columns_; }
+    bool HasNames() const override { return hasHeader_; }
     std::string Place() const override {
         return "line " + std::to_string(line_) + " of '" + file_.Path() + "'";
     }
 
+    std::vector<std::string> Remarks() const override {
+        std::vector<std::string> remarks;
+        if (isGuessed_) {
+            remarks.push_back("'" + file_.Path() + "' is read as separated by " +
+                              (separator_ == '\t' ? "tabs" : "semicolons"));
+        }
+        if (file_.HasGrown()) {
+            remarks.push_back("'" + file_.Path() + "' has grown since: its first " +
+                              std::to_string(file_.Size()) + " bytes are in");
+        }
+        return remarks;
+    }
+
+    void EnsureUnchanged() override { file_.EnsureUnchanged(); }
+
     void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) override {
         bool isHeader = hasHeader_;
         const CsvPass* running = nullptr;
-        CsvPass pass(file_, [&](SourceRow& row) {
+        const double size = std::max(1.0, static_cast<double>(file_.Size()));
+        CsvPass pass(&file_, separator_, [&](SourceRow& row) {
             if (std::exchange(isHeader, false)) {
                 return true;
             }
@@ -192,7 +249,7 @@ class CsvSource final : public ImportSource {
                             std::to_string(names_.size()) + " columns");
             }
             row.resize(names_.size());
-            onRow(row, running->BytesRead() / std::max(1.0, file_.Size()));
+            onRow(row, running->BytesRead() / size);
             return true;
         });
         running = &pass;
@@ -200,8 +257,17 @@ class CsvSource final : public ImportSource {
     }
 
   private:
+    // A comma, unless the header has none and another one.
+    char GuessSeparator() {
+        FirstLine line;
+        file_.ForEachPiece([&line](std::string_view bytes) { return line.Take(bytes); });
+        return line.Has(',') ? ',' : line.Has('\t') ? '\t' : line.Has(';') ? ';' : ',';
+    }
+
     TextFile file_;
     bool hasHeader_;
+    char separator_;
+    bool isGuessed_ = false;
     std::vector<std::string> names_;
     std::vector<Column> columns_;
     uint64_t line_ = 0;
@@ -209,8 +275,9 @@ class CsvSource final : public ImportSource {
 
 }  // namespace
 
-std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path, bool hasHeader) {
-    return std::make_unique<CsvSource>(path, hasHeader);
+std::unique_ptr<ImportSource> OpenCsvSource(const std::string& path, bool hasHeader,
+                                            char separator) {
+    return std::make_unique<CsvSource>(path, hasHeader, separator);
 }
 
 }  // namespace ovrashell

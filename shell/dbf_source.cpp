@@ -146,8 +146,12 @@ class DbfSource final : public ImportSource {
         return "row " + std::to_string(row_) + " of '" + path_ + "'";
     }
 
-    std::string Fault() const override {
-        return isCutShort_ ? "'" + path_ + "' ends before its last record" : "";
+    std::vector<std::string> Remarks() const override {
+        std::vector<std::string> remarks;
+        if (isCutShort_) {
+            remarks.push_back("'" + path_ + "' ends before its last record");
+        }
+        return remarks;
     }
 
     void ForEachRow(const std::function<void(const SourceRow&, double)>& onRow) override {

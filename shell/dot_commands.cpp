@@ -21,6 +21,8 @@ namespace ovrashell {
 namespace {
 
 constexpr std::string_view kExplain = ".explain";
+constexpr std::string_view kImportUsage =
+    "Usage: .import [--no-header] [--separator C] FILE [TABLE]";
 
 using Words = std::vector<std::string>;
 
@@ -165,10 +167,17 @@ void SetParameters(Session* session, const Words& words) { session->SetParameter
 void Import(Session* session, const Words& words) {
     ImportRequest request;
     std::size_t next = 0;
-    request.hasHeader = words[0] != "--no-header";
-    next += request.hasHeader ? 0 : 1;
+    for (; next < words.size() && words[next].starts_with("--"); ++next) {
+        if (words[next] == "--no-header") {
+            request.hasHeader = false;
+        } else if (words[next] == "--separator" && next + 1 < words.size()) {
+            request.separator = SeparatorFromName(words[++next]);
+        } else {
+            throw Error(std::string(kImportUsage));
+        }
+    }
     if (next == words.size() || words.size() > next + 2) {
-        throw Error("Usage: .import [--no-header] FILE [TABLE]");
+        throw Error(std::string(kImportUsage));
     }
     request.path = WithHome(words[next]);
     request.table = next + 1 < words.size() ? words[next + 1] : std::string();
@@ -232,8 +241,9 @@ constexpr std::array kCommands = {
                nullptr},
     DotCommand{".headers", "on|off", "show column names above the rows", 1, 1, SetHeaders},
     DotCommand{".help", "[COMMAND]", "show this list, or what one command does", 0, 1, ShowHelp},
-    DotCommand{".import", "[--no-header] FILE [TABLE]", "read a .csv or .dbf file into a table", 1,
-               3, Import},
+    DotCommand{".import", "[OPTIONS] FILE [TABLE]",
+               "read a .csv or .dbf file into a table; options: --no-header, --separator C", 0, 5,
+               Import},
     DotCommand{".indexes", "[TABLE]", "list the indexes as statements", 0, 1, ShowIndexes},
     DotCommand{".mode", "[MODE]", "show rows as table, csv, tsv, json or line", 0, 1, SetMode},
     DotCommand{".output", "[FILE]", "send rows to a file, or back to the screen", 0, 1, SetOutput},

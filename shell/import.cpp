@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <system_error>
 
 #include "shell/column_fit.h"
@@ -10,6 +11,7 @@
 #include "shell/interrupt.h"
 #include "shell/names.h"
 #include "shell/progress_bar.h"
+#include "shell/shown_text.h"
 #include "shell/value_notes.h"
 
 namespace ovrashell {
@@ -29,6 +31,11 @@ struct Plan {
     std::vector<ValueNotes> notes;
 };
 
+// "1 row" or "2 rows".
+std::string Count(uint64_t count, const std::string& what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
 // The column as the file defines it; of no width where the file defines none.
 Column DefinedColumn(const ImportSource& source, std::size_t index) {
     return source.Columns().empty() ? Column{} : source.Columns()[index];
@@ -38,7 +45,7 @@ std::unique_ptr<ImportSource> OpenSource(const ImportRequest& request) {
     const std::filesystem::path path(request.path);
     return EqualNoCase(path.extension().string(), ".dbf")
                ? OpenDbfSource(request.path)
-               : OpenCsvSource(request.path, request.hasHeader);
+               : OpenCsvSource(request.path, request.hasHeader, request.separator);
 }
 
 // The first columns keep their types; from the one that would make the record too long, the widest
@@ -84,8 +91,22 @@ Plan PlanNewTable(ImportSource* source, const std::string& table) {
     return plan;
 }
 
-// The columns of the table that the file's columns go to, by name.
+// All columns of the table, for a file that has no names and as many columns.
+std::vector<Column> ColumnsInOrder(const TableEntry& table, const ImportSource& source) {
+    std::vector<Column> columns = DbfFile(table.file).Columns();
+    if (columns.size() != source.Names().size()) {
+        throw Error("The file has " + Count(source.Names().size(), "column") +
+                    " without names, and table '" + table.name + "' has " +
+                    Count(columns.size(), "column"));
+    }
+    return columns;
+}
+
+// The columns of the table that the file's columns go to.
 std::vector<Column> ColumnsOf(const TableEntry& table, const ImportSource& source) {
+    if (!source.HasNames()) {
+        return ColumnsInOrder(table, source);
+    }
     const std::vector<Column> columns = DbfFile(table.file).Columns();
     std::vector<Column> wanted;
     for (const std::string& name : UsableColumnNames(source.Names())) {
@@ -107,10 +128,11 @@ Plan PlanExistingTable(ImportSource* source, const TableEntry& table) {
     for (std::size_t i = 0; i < plan.columns.size(); ++i) {
         fits.emplace_back(plan.columns[i], DefinedColumn(*source, i));
     }
+    const std::function<std::string()> place = [source] { return source->Place(); };
     ProgressBar progress("measuring");
     source->ForEachRow([&](const SourceRow& row, double part) {
         for (std::size_t i = 0; i < fits.size(); ++i) {
-            fits[i].See(row[i], [source] { return source->Place(); });
+            fits[i].See(row[i], place);
         }
         progress.Show(part);
         StopIfInterrupted();
@@ -157,10 +179,6 @@ void ConvertBooleans(const Plan& plan, const ImportSource& source, ParameterList
     }
 }
 
-std::string RowCount(uint64_t rows) {
-    return std::to_string(rows) + (rows == 1 ? " row" : " rows");
-}
-
 uint64_t InsertRows(Database* database, ImportSource* source, const Plan& plan) {
     const std::string statement = InsertStatement(plan);
     ProgressBar progress("importing");
@@ -182,22 +200,23 @@ uint64_t InsertRows(Database* database, ImportSource* source, const Plan& plan) 
             StopIfInterrupted();
         });
     } catch (const Error& error) {
-        throw Error(std::string(error.what()) + "; " + RowCount(rows) + " of the file " +
+        throw Error(std::string(error.what()) + "; " + Count(rows, "row") + " of the file " +
                     (rows == 1 ? "is" : "are") + " in " + plan.table);
     }
     return rows;
 }
 
 void Report(const Plan& plan, const ImportSource& source, uint64_t rows, std::ostream* report) {
-    *report << RowCount(rows) << (plan.create ? " imported into " : " added to the existing table ")
-            << plan.table << '\n';
-    if (const std::string fault = source.Fault(); !fault.empty()) {
-        *report << fault << '\n';
+    *report << Count(rows, "row")
+            << (plan.create ? " imported into " : " added to the existing table ") << plan.table
+            << '\n';
+    for (const std::string& remark : source.Remarks()) {
+        *report << remark << '\n';
     }
-    for (std::size_t i = 0; i < plan.columns.size(); ++i) {
+    for (std::size_t i = 0; source.HasNames() && i < plan.columns.size(); ++i) {
         if (!EqualNoCase(plan.columns[i].name, source.Names()[i])) {
-            *report << "column '" << source.Names()[i] << "' is named " << plan.columns[i].name
-                    << '\n';
+            *report << "column " << ShownText(source.Names()[i]) << " is named "
+                    << plan.columns[i].name << '\n';
         }
     }
     for (std::size_t i = 0; i < plan.columns.size(); ++i) {
@@ -217,6 +236,14 @@ void RefuseFileInTheWay(const std::string& databasePath, const std::string& tabl
 }
 
 }  // namespace
+
+char SeparatorFromName(const std::string& name) {
+    const std::string separator = name == "tab" ? "\t" : name;
+    if (separator.size() != 1 || separator.find_first_of("\"\r\n") != std::string::npos) {
+        throw Error("Expected one byte or tab as the separator, found " + ShownText(name));
+    }
+    return separator.front();
+}
 
 std::string ImportCommand(const std::string& path) {
     const std::string stem = std::filesystem::path(path).stem().string();
@@ -243,6 +270,7 @@ void ImportFile(Database* database, const ImportRequest& request, std::ostream* 
     }
     const Plan plan = existing.has_value() ? PlanExistingTable(source.get(), *existing)
                                            : PlanNewTable(source.get(), name);
+    source->EnsureUnchanged();
     if (plan.create) {
         database->Query(CreateStatement(plan));
     }

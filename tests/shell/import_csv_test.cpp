@@ -26,6 +26,40 @@ TEST_F(ImportTest, PipeComesInWhole) {
     EXPECT_EQ(Select("select max(id) from t"), (Rows{{"20000"}}));
 }
 
+TEST_F(ImportTest, EndMarksOfOlderSystemsEndTheFile) {
+    for (const std::string marks : {"\x1A", "\x1A\x1A\x1A"}) {
+        folder_.Write("in.csv", "a,b\n1,2\n" + marks);
+        const std::string table = "t" + std::to_string(marks.size());
+        EXPECT_EQ(Import("in.csv", table), "1 row imported into " + table + "\n");
+        EXPECT_EQ(Select("select a + b from " + table), (Rows{{"3"}}));
+    }
+    folder_.Write("in.csv", "a,b\n1,x\x1A");
+    EXPECT_EQ(Import("in.csv", "t"), "1 row imported into t\n");
+    EXPECT_EQ(Select("select b from t"), (Rows{{"x"}})) << "a last line without an end has it, too";
+    folder_.Write("in.csv", "\x1A");
+    EXPECT_EQ(ErrorOf("in.csv"), Named("in.csv") + " is empty");
+}
+
+TEST_F(ImportTest, NamesCannotDriveTheTerminal) {
+    folder_.Write("in.csv", "\x1B[31m red,\"two\nlines\"," + std::string(300, 'x') + "\n1,2,3\n");
+    EXPECT_EQ(Import("in.csv", "t"),
+              "1 row imported into t\n"
+              "column '.[31m red' is named c31m_red\n"
+              "column 'two\\nlines' is named two_lines\n"
+              "column '" +
+                  std::string(40, 'x') + "...' is named xxxxxxxxxx\n");
+}
+
+TEST_F(ImportTest, LongNameIsCutBetweenItsCharacters) {
+    std::string name = "x";
+    for (int i = 0; i < 20; ++i) {
+        name += "\xC3\xB6";  // the 40th byte is the first half of one
+    }
+    folder_.Write("in.csv", name + "\n1\n");
+    EXPECT_EQ(Import("in.csv", "t"), "1 row imported into t\ncolumn '" + name.substr(0, 39) +
+                                         "...' is named x_________\n");
+}
+
 TEST_F(ImportTest, FolderIsNoCsvFile) {
     std::filesystem::create_directory(folder_.File("csv"));
     EXPECT_EQ(ErrorOf("csv"), "Cannot read " + Named("csv") + ": Is a directory");

@@ -27,9 +27,9 @@ class ImportTest : public testing::Test {
     }
 
     std::string ImportPath(const std::string& path, const std::string& table = "",
-                           bool hasHeader = true) {
+                           bool hasHeader = true, char separator = '\0') {
         std::ostringstream report;
-        ImportFile(&database_, {path, table, hasHeader}, &report);
+        ImportFile(&database_, {path, table, hasHeader, separator}, &report);
         return report.str();
     }
 

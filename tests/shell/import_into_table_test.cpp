@@ -20,6 +20,26 @@ TEST_F(ImportTest, ExistingTableTakesMoreRowsByColumnName) {
     EXPECT_EQ(ErrorOf("other.csv", "t"), "Table 't' has no column 'nothing'");
 }
 
+TEST_F(ImportTest, FileWithoutNamesFillsTheColumnsOfATableInTheirOrder) {
+    database_.Query("create table t (code char(3), depth numeric(6,2), good boolean)");
+    folder_.Write("in.csv", "abc,1.5,true\nabd,20\n");
+    EXPECT_EQ(ImportPath(folder_.File("in.csv"), "t", false),
+              "2 rows added to the existing table t\n1 empty value of GOOD is stored as false\n");
+    EXPECT_EQ(Select("select code, depth, good from t"),
+              (Rows{{"abc", "1.50", "1"}, {"abd", "20.00", "0"}}));
+    for (const std::string row : {"abe,1\n", "abe,1,true,x\n"}) {
+        folder_.Write("in.csv", row);
+        try {
+            ImportPath(folder_.File("in.csv"), "t", false);
+            FAIL() << row;
+        } catch (const Error& error) {
+            EXPECT_EQ(error.what(), "The file has " + std::string(row.size() == 6 ? "2" : "4") +
+                                        " columns without names, and table 't' has 3 columns");
+        }
+    }
+    EXPECT_EQ(Select("select count(*) from t"), (Rows{{"2"}}));
+}
+
 TEST_F(ImportTest, SecondImportOfAFileIsToldAsOne) {
     folder_.Write("2024-01.csv", "a\n1\n2\n");
     folder_.Write("2024_01.csv", "a\n3\n");

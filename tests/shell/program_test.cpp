@@ -261,8 +261,11 @@ TEST_F(ProgramTest, WrongCommandsAreExplained) {
     EXPECT_EQ(Errors(), "Unknown table 'nothing'\n");
     EXPECT_EQ(Run("db.dbf '.indexes nothing'").status, 1);
     EXPECT_EQ(Errors(), "Unknown table 'nothing'\n");
-    EXPECT_EQ(Run("db.dbf .import").status, 1);
-    EXPECT_EQ(Errors(), "Usage: .import [--no-header] FILE [TABLE]\n");
+    for (const char* words :
+         {"", " --no-header", " --separator", " --separator tab", " --unknown f", " a.csv b c"}) {
+        EXPECT_EQ(Run("db.dbf " + Quoted(std::string(".import") + words)).status, 1);
+        EXPECT_EQ(Errors(), "Usage: .import [--no-header] [--separator C] FILE [TABLE]\n") << words;
+    }
     EXPECT_EQ(Run("db.dbf '.help me'").status, 1);
     EXPECT_EQ(Errors(), "Unknown command '.me'; .help lists the commands\n");
     EXPECT_EQ(Run("db.dbf '.HELP a b'").status, 1);
