@@ -48,6 +48,12 @@ std::string TrimmedRight(const char* bytes, std::size_t length) {
     return text;
 }
 
+std::string HexByte(char byte) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    const auto number = static_cast<unsigned char>(byte);
+    return {kDigits[number >> 4], kDigits[number & 0x0F]};
+}
+
 std::string FolderOf(const std::string& path) {
     const auto slash = path.find_last_of("/\\");
     return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
@@ -82,7 +88,9 @@ DbfFile::DbfFile(const std::string& path) : path_(path) {
                         : "Cannot read '" + path + "': " + std::generic_category().message(errno));
     }
     if ((header[0] & 0x7F) != 3) {
-        throw Error("'" + path + "' is no data file of a version that can be read");
+        throw Error("'" + path +
+                    "' is no data file of a version that can be read (its first byte is " +
+                    HexByte(header[0]) + ")");
     }
     recordCount_ = LittleEndian(&header[4], 4);
     headerLength_ = LittleEndian(&header[8], 2);

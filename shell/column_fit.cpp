@@ -5,17 +5,15 @@
 #include "shell/column_guess.h"
 #include "shell/plain_number.h"
 #include "shell/row_writer.h"
+#include "shell/shown_text.h"
 #include "shell/white_space.h"
 
 namespace ovrashell {
 
 namespace {
 
-constexpr std::size_t kBytesShown = 40;
-
-std::string Shown(const std::string& value) {
-    return "'" + OneLine(value.substr(0, kBytesShown)) +
-           (value.size() > kBytesShown ? "...' (" : "' (") + std::to_string(value.size()) +
+std::string WithLength(const std::string& value) {
+    return ShownText(value) + " (" + std::to_string(value.size()) +
            (value.size() == 1 ? " byte)" : " bytes)");
 }
 
@@ -75,8 +73,8 @@ std::string ColumnFit::Misfit() const {
     }
     const bool one = misfits_ == 1;
     return std::to_string(misfits_) + (one ? " value does" : " values do") +
-           " not fit into column " + ColumnText(column_) + (one ? ": " : ", the widest is ") +
-           Shown(widest_) + " in " + widestPlace_;
+           " not fit into column " + OneLine(ColumnText(column_)) +
+           (one ? ": " : ", the widest is ") + WithLength(widest_) + " in " + widestPlace_;
 }
 
 }  // namespace ovrashell

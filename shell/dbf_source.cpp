@@ -10,7 +10,9 @@
 #include "shell/database.h"
 #include "shell/dbf_header.h"
 #include "shell/import_source.h"
+#include "shell/row_writer.h"
 #include "shell/temporary_file.h"
+#include "shell/white_space.h"
 
 namespace ovrashell {
 
@@ -74,10 +76,14 @@ std::vector<std::string> DistinctNames(const std::vector<Column>& columns) {
     return names;
 }
 
+char LetterToRead(char letter) {
+    return letter == 'L' || letter == 'D' ? 'C' : letter == 'F' ? 'N' : letter;
+}
+
 // Changes the header of a copy so that the library hands out each cell as it stands in the record:
 // of two columns with one name it would read the first twice, and of a logical column it would tell
 // nothing but 1 and 0. As text a cell loses the blanks behind it only, which are no part of a date
-// either.
+// either. Numbers of the other type F, which it does not read, are written as those of type N are.
 void ExposeCells(const std::string& copy, const std::vector<Column>& columns) {
     const std::vector<std::string> names = DistinctNames(columns);
     std::fstream file(copy, std::ios::in | std::ios::out | std::ios::binary);
@@ -88,8 +94,8 @@ void ExposeCells(const std::string& copy, const std::vector<Column>& columns) {
             names[i].copy(bytes.data(), bytes.size());
             file.seekp(static_cast<std::streamoff>(descriptor)).write(bytes.data(), bytes.size());
         }
-        if (columns[i].letter == 'L' || columns[i].letter == 'D') {
-            file.seekp(static_cast<std::streamoff>(descriptor + kLetterOffset)).put('C');
+        if (const char letter = LetterToRead(columns[i].letter); letter != columns[i].letter) {
+            file.seekp(static_cast<std::streamoff>(descriptor + kLetterOffset)).put(letter);
         }
     }
     if (!file.flush()) {
@@ -123,8 +129,9 @@ class DbfSource final : public ImportSource {
             CopyFile(memo, folder_.File("t.dbt"));
         }
         ExposeCells(copy_, columns_);
-        for (const Column& column : columns_) {
+        for (Column& column : columns_) {
             names_.push_back(column.name);
+            column.letter = column.letter == 'F' ? 'N' : column.letter;
         }
         const DbfFile copy(copy_);
         rows_ = copy.RecordCount();
@@ -164,13 +171,25 @@ class DbfSource final : public ImportSource {
             row_ = 0;
             while (view.Next()) {
                 ++row_;
-                onRow(view.Values(), static_cast<double>(row_) / std::max<double>(1, rows_));
+                onRow(ValuesOf(view), static_cast<double>(row_) / std::max<double>(1, rows_));
             }
         });
     }
 
   private:
-    // The library's messages get the paths of the user's files in place of the copies'.
+    // Numbers that stand at the left of their cell come with the blanks behind them.
+    SourceRow ValuesOf(const View& view) const {
+        SourceRow values = view.Values();
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (columns_[i].letter == 'N') {
+                values[i].erase(values[i].find_last_not_of(kWhiteSpace) + 1);
+            }
+        }
+        return values;
+    }
+
+    // The library's messages get the paths of the user's files in place of the copies', and the
+    // names of columns in them come from the file.
     template <typename Action>
     void WithOwnPaths(Action action) const {
         try {
@@ -180,7 +199,7 @@ class DbfSource final : public ImportSource {
             Replace(copy_, path_, &message);
             Replace(folder_.File("t.dbt"), fs::path(path_).replace_extension(".dbt").string(),
                     &message);
-            throw Error(message);
+            throw Error(OneLine(message));
         }
     }
 

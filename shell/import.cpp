@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <system_error>
+#include <unordered_set>
 
 #include "shell/column_fit.h"
 #include "shell/column_guess.h"
@@ -74,10 +75,11 @@ Plan PlanNewTable(ImportSource* source, const std::string& table) {
     for (std::size_t i = 0; i < names.size(); ++i) {
         guesses.emplace_back(DefinedColumn(*source, i));
     }
+    const std::function<std::string()> place = [source] { return source->Place(); };
     ProgressBar progress("measuring");
     source->ForEachRow([&](const SourceRow& row, double part) {
         for (std::size_t i = 0; i < guesses.size(); ++i) {
-            guesses[i].See(row[i]);
+            guesses[i].See(row[i], place);
         }
         progress.Show(part);
         StopIfInterrupted();
@@ -89,6 +91,20 @@ Plan PlanNewTable(ImportSource* source, const std::string& table) {
     }
     FitRecord(&plan.columns);
     return plan;
+}
+
+// No column of a table that is there is called as one without a name, or as the second of a name.
+void RefuseUnclearNames(const TableEntry& table, const ImportSource& source) {
+    const std::string but = "; table '" + table.name + "' takes columns by their names";
+    std::unordered_set<std::string> met;
+    for (const std::string& name : source.Names()) {
+        if (name.empty()) {
+            throw Error("A column of the file has no name" + but);
+        }
+        if (!met.insert(Lowered(name)).second) {
+            throw Error("The file has more than one column " + ShownText(name) + but);
+        }
+    }
 }
 
 // All columns of the table, for a file that has no names and as many columns.
@@ -107,6 +123,7 @@ std::vector<Column> ColumnsOf(const TableEntry& table, const ImportSource& sourc
     if (!source.HasNames()) {
         return ColumnsInOrder(table, source);
     }
+    RefuseUnclearNames(table, source);
     const std::vector<Column> columns = DbfFile(table.file).Columns();
     std::vector<Column> wanted;
     for (const std::string& name : UsableColumnNames(source.Names())) {

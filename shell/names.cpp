@@ -19,6 +19,16 @@ std::string WithSuffix(const std::string& name, const std::string& suffix, std::
     return name.substr(0, limit - suffix.size()) + suffix;
 }
 
+// `wanted`, or with the first number behind it that makes it another name than those taken. Takes
+// it.
+std::string NameBesides(const std::string& wanted, std::unordered_set<std::string>* taken) {
+    std::string name = wanted;
+    for (int number = 2; !taken->insert(Lowered(name)).second; ++number) {
+        name = WithSuffix(wanted, std::to_string(number), kColumnNameLimit);
+    }
+    return name;
+}
+
 }  // namespace
 
 const std::vector<std::string>& ReservedWords() {
@@ -52,15 +62,18 @@ std::string UsableName(std::string_view name, std::size_t limit) {
 }
 
 std::vector<std::string> UsableColumnNames(const std::vector<std::string>& names) {
-    std::vector<std::string> usable;
+    std::vector<std::string> usable(names.size());
     std::unordered_set<std::string> taken;
-    for (const std::string& name : names) {
-        const std::string wanted = UsableName(name, kColumnNameLimit);
-        std::string unique = wanted;
-        for (int number = 2; !taken.insert(Lowered(unique)).second; ++number) {
-            unique = WithSuffix(wanted, std::to_string(number), kColumnNameLimit);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const bool stays = UsableName(names[i], kColumnNameLimit) == names[i];
+        if (stays && taken.insert(Lowered(names[i])).second) {
+            usable[i] = names[i];
         }
-        usable.push_back(unique);
+    }
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (usable[i].empty()) {
+            usable[i] = NameBesides(UsableName(names[i], kColumnNameLimit), &taken);
+        }
     }
     return usable;
 }

@@ -16,7 +16,8 @@ bool IsReserved(std::string_view word);
 // bytes become "_", and a reserved word gets a "_" behind it.
 std::string UsableName(std::string_view name, std::size_t limit);
 
-// The same for the columns of one table: equal names, ignoring case, get numbers behind them.
+// The same for the columns of one table: equal names, ignoring case, get numbers behind them. A
+// name that can stay as it is does so; what is made up or numbered keeps out of its way.
 std::vector<std::string> UsableColumnNames(const std::vector<std::string>& names);
 
 }  // namespace ovrashell

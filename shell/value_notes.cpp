@@ -1,7 +1,5 @@
 #include "shell/value_notes.h"
 
-#include <string>
-
 #include "shell/white_space.h"
 
 namespace ovrashell {
@@ -31,6 +29,9 @@ void ValueNotes::See(std::string_view value) {
 }
 
 void TellNotes(const Column& column, const ValueNotes& notes, std::ostream* report) {
+    if (!notes.whyText.empty()) {
+        *report << "column " << column.name << " is text: " << notes.whyText << '\n';
+    }
     switch (column.letter) {
         case 'N':
             Tell(notes.empty, column, "empty value", "is stored as 0", "are stored as 0", report);

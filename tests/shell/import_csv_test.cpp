@@ -40,6 +40,16 @@ TEST_F(ImportTest, EndMarksOfOlderSystemsEndTheFile) {
     EXPECT_EQ(ErrorOf("in.csv"), Named("in.csv") + " is empty");
 }
 
+TEST_F(ImportTest, RepeatedAndEmptyNamesLeaveTheOthersTheirOwn) {
+    folder_.Write("in.csv", "a,a,A,a2,,c\n1,2,3,4,5,6\n");
+    EXPECT_EQ(Import("in.csv", "t"),
+              "1 row imported into t\n"
+              "column 'a' is named a3\n"
+              "column 'A' is named A4\n"
+              "column '' is named c2\n");
+    EXPECT_EQ(Select("select a, a2, a3, a4, c, c2 from t"), (Rows{{"1", "4", "2", "3", "6", "5"}}));
+}
+
 TEST_F(ImportTest, NamesCannotDriveTheTerminal) {
     folder_.Write("in.csv", "\x1B[31m red,\"two\nlines\"," + std::string(300, 'x') + "\n1,2,3\n");
     EXPECT_EQ(Import("in.csv", "t"),
@@ -48,6 +58,9 @@ TEST_F(ImportTest, NamesCannotDriveTheTerminal) {
               "column 'two\\nlines' is named two_lines\n"
               "column '" +
                   std::string(40, 'x') + "...' is named xxxxxxxxxx\n");
+    folder_.Write("in.csv", "\x1B[2J,\x1B[2J\n1,2\n");
+    EXPECT_EQ(ErrorOf("in.csv", "t"),
+              "The file has more than one column '.[2J'; table 't' takes columns by their names");
 }
 
 TEST_F(ImportTest, LongNameIsCutBetweenItsCharacters) {

@@ -40,6 +40,17 @@ TEST_F(ImportTest, FileWithoutNamesFillsTheColumnsOfATableInTheirOrder) {
     EXPECT_EQ(Select("select count(*) from t"), (Rows{{"2"}}));
 }
 
+TEST_F(ImportTest, RepeatedAndEmptyNamesTakeNoColumnOfATableThatIsThere) {
+    database_.Query("create table t (a numeric(5), a2 numeric(5), c numeric(5))");
+    folder_.Write("in.csv", "a,A\n1,2\n");
+    EXPECT_EQ(ErrorOf("in.csv", "t"),
+              "The file has more than one column 'A'; table 't' takes columns by their names");
+    folder_.Write("in.csv", "a,\n1,2\n");
+    EXPECT_EQ(ErrorOf("in.csv", "t"),
+              "A column of the file has no name; table 't' takes columns by their names");
+    EXPECT_EQ(Select("select count(*) from t"), (Rows{{"0"}}));
+}
+
 TEST_F(ImportTest, SecondImportOfAFileIsToldAsOne) {
     folder_.Write("2024-01.csv", "a\n1\n2\n");
     folder_.Write("2024_01.csv", "a\n3\n");
@@ -49,8 +60,8 @@ TEST_F(ImportTest, SecondImportOfAFileIsToldAsOne) {
 }
 
 TEST_F(ImportTest, ValuesTooWideForTheirColumnsAreRefusedBeforeARowIsStored) {
-    folder_.Write("first.csv", "code,depth,height\nab,12,1.5\n");
-    Import("first.csv", "t");
+    database_.Query("create table t (code char(2), depth numeric(2), height numeric(1,1))");
+    database_.Query("insert into t values ('ab', 12, 1.5)");
     folder_.Write("more.csv", "code,depth,height\nab,1,1\nabc,1,1\n\"a\nbcdef\",1,1\n");
     EXPECT_EQ(
         ErrorOf("more.csv", "t"),
