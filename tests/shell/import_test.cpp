@@ -9,24 +9,20 @@
 namespace ovrashell {
 namespace {
 
-Column GuessOf(const std::vector<std::string>& values, const Column& defined = {}) {
+ColumnGuess Guess(const std::vector<std::string>& values, const Column& defined) {
     ColumnGuess guess(defined);
     for (const std::string& value : values) {
         guess.See(value, [&value] { return "the place of " + value; });
     }
-    return guess.Result("c");
-}
-
-std::string WhyTextOf(const std::vector<std::string>& values, const Column& defined) {
-    ColumnGuess guess(defined);
-    for (const std::string& value : values) {
-        guess.See(value, [&value] { return "the place of " + value; });
-    }
-    return guess.Notes().whyText;
+    return guess;
 }
 
 std::string TypeOf(const std::vector<std::string>& values, const Column& defined = {}) {
-    return ColumnText(GuessOf(values, defined)).substr(2);
+    return ColumnText(Guess(values, defined).Result("c")).substr(2);
+}
+
+std::string WhyTextOf(const std::vector<std::string>& values, const Column& defined) {
+    return Guess(values, defined).Notes().whyText;
 }
 
 TEST(ColumnGuessTest, NumbersKeepTheirDigitsAndHaveRoomForTen) {
@@ -92,11 +88,9 @@ TEST(ColumnGuessTest, NumbersOfAFileThatCallsThemSoAreNumbersHoweverWritten) {
 }
 
 TEST(ColumnGuessTest, ZerosThatTheColumnHasNoRoomForAreCounted) {
-    ColumnGuess guess({"c", 'N', 24, 15});
-    for (const char* value :
-         {"123456.500000000000000", "7.000000000000000", ".100000000000000", "1"}) {
-        guess.See(value, {});
-    }
+    const ColumnGuess guess =
+        Guess({"123456.500000000000000", "7.000000000000000", ".100000000000000", "1"},
+              {"c", 'N', 24, 15});
     EXPECT_EQ(ColumnText(guess.Result("c")), "c numeric(6,12)");
     EXPECT_EQ(guess.Notes().rewritten, 3U);
 }
