@@ -81,11 +81,18 @@ std::vector<AcceptedHarm> Silences() {
              return s.ok && FailedToWalk(s) &&
                     ((IsReading(s) && Contains(s.step, "(select")) || Begins(s.step, "update"));
          }},
-        {"a value that is made of a sub-query is that of the rows that were read",
+        {"a value that is made of a sub-query is that of the rows that were read, also where the "
+         "statement fails behind it",
          {Harm::kRowChanged},
          [](const Situation& s) {
-             return s.ok && Begins(s.step, "update") && Contains(s.step, "(select") &&
-                    FailedToWalk(s);
+             return Begins(s.step, "update") && Contains(s.step, "(select") && FailedToWalk(s);
+         }},
+        {"a row of an outer join whose partner can't be read is one without a partner, so it is a "
+         "row of a DELETE that fails behind it",
+         {Harm::kRowLost, Harm::kKeys},
+         [](const Situation& s) {
+             return Begins(s.step, "delete") && Contains(s.step, " outer join ") &&
+                    FailedToRead(s, FilePart::kData);
          }},
         {"a sub-query, or one side of a UNION, that gives fewer rows picks fewer of those to "
          "change",

@@ -159,6 +159,11 @@ void AddDeletes(Scripts& scripts) {
          {"delete from t where a in (select a from u)",
           "delete from u where exists (select 1 from t where t.a = u.a) or u.b is null"}});
     scripts.push_back(
+        {"delete_over_an_outer_join",
+         SmallShop(),
+         {"delete t from t left outer join u on u.a = t.a where u.b is null",
+          "delete u from t left outer join u on u.a = t.a where t.a > 1", "select a from u"}});
+    scripts.push_back(
         {"delete_and_insert_the_same_key",
          SmallShop(),
          {"delete from t where a = 1", "insert into t values (1, 'again', 'text again')",
@@ -211,6 +216,15 @@ void AddSelects(Scripts& scripts) {
           {"select a from t where exists (select 1 from u where u.a = t.a) and a in (?, :1)",
            {"3"}},
           Refused("select a from t where a = (select a from u)")}});
+    // The derived table, or the groups, are made again after the value was taken from them.
+    scripts.push_back(
+        {"subquery_values_that_are_kept",
+         SmallShop(),
+         {"select a, (select d.n from u, (select a as m, b as n from t) d "
+          "where u.a = d.m and d.m = 1) from t",
+          "select (select distinct (select max(m) from t) from u) from t",
+          "update u set b = (select d.n from u x, (select a as m, upper(b) as n from t) d "
+          "where d.m = x.a and d.m = 1) where a = 3"}});
     scripts.push_back(
         {"select_unions",
          SmallShop(),
