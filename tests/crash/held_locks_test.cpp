@@ -241,7 +241,7 @@ class HeldLockCount : public testing::Environment {
             EXPECT_GT(readingCounts.readings, 5000);
             EXPECT_GT(readingCounts.rows, 9000);
             EXPECT_GT(readingCounts.messages, 1500);
-            EXPECT_LE(readingCounts.brokenOff, 20);
+            EXPECT_LE(readingCounts.brokenOff, 25);
         }
     }
 };

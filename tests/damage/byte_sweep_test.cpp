@@ -41,7 +41,7 @@ TEST(ByteSweep, NoByteCanDoHarm) {
             content[offset] = sound;
         }
     }
-    Report("byte sweep", tally, {8303, 1407});
+    Report("byte sweep", tally, {6643, 1407});
     EXPECT_EQ(tally.cases, 45935);
 }
 
