@@ -29,6 +29,10 @@ namespace {
 void PopKeyPart(const OvraSQLField& column, SQL_Stack* stack, String* key) {
     if (column.Type() == kFieldLogical) {
         key->Append(stack->PopBoolean() ? "T" : "F");
+        // Other programs' files have wider ones, and a record's key has the blanks.
+        for (int32_t width = 1; width < column.Length(); ++width) {
+            key->AppendChar(' ');
+        }
     } else if (column.Type() == kFieldNumeric && column.Decimals() > 0) {
         char digits[kNumberTextRoom];
         const int32_t length =

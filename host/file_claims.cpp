@@ -130,7 +130,9 @@ bool FileClaims::ClaimAgain(PosixFile* file, int32_t timeout) {
         return false;
     }
     hasClaims_ = true;
+    // Without the claim the next call that uses the file is told so, too.
     if (file->IsReplaced()) {
+        file->DropClaim();
         ForbidWriting(FileReplacedText());
     }
     return true;

@@ -283,6 +283,10 @@ TEST_F(FileClaimsTest, CallMustNotWriteThatUsesAFileWithoutItsClaim) {
     EXPECT_EQ(one_.Claims().WhyNotToWrite(), "");
     EXPECT_TRUE(one_.Claims().ClaimAgain(file.get(), 0)) << "it can be read to its end";
     EXPECT_EQ(one_.Claims().WhyNotToWrite(), kReplaced);
+    EndCall(&one_, /*viewsAreOpen=*/true);
+    BeginCall(&one_);
+    EXPECT_TRUE(one_.Claims().ClaimAgain(file.get(), 0));
+    EXPECT_EQ(one_.Claims().WhyNotToWrite(), kReplaced) << "nor must the next call write";
 }
 
 }  // namespace

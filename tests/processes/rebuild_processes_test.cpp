@@ -273,10 +273,17 @@ TEST_F(RebuildProcessesTest, IndexIsNotBuiltOverAFileThatWasReplaced) {
     ASSERT_TRUE(idle->Run("insert into t values (2, 'two', '')"));
     ASSERT_TRUE(idle->Run("delete from t where number = 1"));
     ASSERT_TRUE(packer.Pack()) << packer.Error();
-    EXPECT_FALSE(idle->Run("create index again on t (word)"));
-    EXPECT_NE(idle->Error().find("File was replaced by another process; open the database again"),
-              std::string::npos)
-        << idle->Error();
+    // With a view open what the first attempt has claimed is not given back.
+    ovra_view* view = ovra_open_view(idle->Handle(), "select number from t", -1, nullptr, 0);
+    ASSERT_NE(view, nullptr);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_FALSE(idle->Run("create index again on t (word)"));
+        EXPECT_NE(
+            idle->Error().find("File was replaced by another process; open the database again"),
+            std::string::npos)
+            << idle->Error();
+    }
+    ovra_close_view(view);
     EXPECT_TRUE(idle->Run("insert into t values (3, 'three', '')")) << "the next statement works";
     idle.emplace(database_.Path());
     EXPECT_TRUE(idle->Run("create index again on t (word)")) << idle->Error();

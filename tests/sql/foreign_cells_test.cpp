@@ -114,6 +114,25 @@ TEST_F(ForeignCells, AnEmptyDateIsOneValueForAUniqueIndex) {
     EXPECT_EQ(database_->Run("insert into t (id) values (6)"), "");
 }
 
+// The same for a boolean of two bytes: a record's key has its blank, and so has the one looked for.
+TEST_F(ForeignCells, AnIndexOnAWideBooleanFindsItsRows) {
+    ASSERT_EQ(database_->Run("create table w (id numeric(2), f char(2))"), "");
+    ASSERT_EQ(database_->Run("insert into w values (1, 'T')"), "");
+    ASSERT_EQ(database_->Run("insert into w values (2, 'F')"), "");
+    database_.reset();
+    Bytes bytes = TheHost().FileBytes("w.dbf");
+    bytes[2 * 32 + 11] = 'L';
+    TheHost().SetFile("w.dbf", bytes);
+    database_ = std::make_unique<TestDatabase>();
+    ASSERT_TRUE(database_->Open());
+    ASSERT_EQ(database_->Run("create index wf on w (f)"), "");
+    ASSERT_EQ(database_->Run("insert into w values (3, 1)"), "");
+    EXPECT_EQ(database_->RowsText("select id from w where f = 1"), "3\n1\n");
+    EXPECT_EQ(database_->RowsText("select id from w where f = 0"), "2\n");
+    ASSERT_EQ(database_->Run("delete from w where f = 1"), "");
+    EXPECT_EQ(database_->RowsText("select id from w"), "2\n");
+}
+
 // The value in hand is the text without its blanks until the record is written.
 TEST_F(ForeignCells, AStatementThatSetsADateGoesOnWithItsText) {
     ASSERT_EQ(database_->Run("alter table t add n numeric(3)"), "");
