@@ -3,6 +3,7 @@
 #include <editline/readline.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -116,6 +117,33 @@ bool HasInput(int milliseconds) {
     return ::poll(&wait, 1, milliseconds) > 0;
 }
 
+// While it lives the terminal gives its keys one by one and shows none of them, as it does while a
+// line is edited. Otherwise nothing is waiting before a line has ended.
+class SingleKeys {
+  public:
+    SingleKeys() : isTerminal_(::tcgetattr(STDIN_FILENO, &before_) == 0) {
+        if (isTerminal_) {
+            struct termios settings = before_;
+            settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG);
+            settings.c_cc[VMIN] = 1;
+            settings.c_cc[VTIME] = 0;
+            ::tcsetattr(STDIN_FILENO, TCSANOW, &settings);
+        }
+    }
+    ~SingleKeys() {
+        if (isTerminal_) {
+            ::tcsetattr(STDIN_FILENO, TCSANOW, &before_);
+        }
+    }
+    SingleKeys(const SingleKeys&) = delete;
+    SingleKeys& operator=(const SingleKeys&) = delete;
+
+  private:
+    const TerminalSettings kept_;  // for the signals that end the process
+    struct termios before_ {};
+    bool isTerminal_;
+};
+
 bool IsFileWantedNow() {
     try {
         return IsFileWanted(rl_line_buffer);
@@ -149,7 +177,7 @@ char** Complete(const char* text, int /*start*/, int end) {
 }  // namespace
 
 LineEditor::LineEditor(std::string databasePath, std::string historyPath)
-    : historyPath_(std::move(historyPath)) {
+    : historyPath_(std::move(historyPath)), interruptAction_(std::signal(SIGINT, SIG_IGN)) {
     completion.databasePath = std::move(databasePath);
     rl_readline_name = "ovrasql";
     rl_attempted_completion_function = Complete;
@@ -175,6 +203,8 @@ LineEditor::LineEditor(std::string databasePath, std::string historyPath)
     }
 }
 
+LineEditor::~LineEditor() { std::signal(SIGINT, interruptAction_); }
+
 // Not with libedit's append_history, which writes the line before once more.
 void LineEditor::Remember(const std::string& line) const {
     add_history(line.c_str());
@@ -189,14 +219,11 @@ void LineEditor::Remember(const std::string& line) const {
 
 std::optional<std::string> LineEditor::Read(const char* prompt) {
     cancelTyped = false;
-    // The prompt is shown a moment before the keys are taken over.
-    auto* const handler = std::signal(SIGINT, SIG_IGN);
     char* typed = nullptr;
     {
         const TerminalSettings settings;
         typed = readline(prompt);
     }
-    std::signal(SIGINT, handler);
     cancelled_ = std::exchange(cancelTyped, false);
     if (typed == nullptr) {
         return std::nullopt;
@@ -209,7 +236,10 @@ std::optional<std::string> LineEditor::Read(const char* prompt) {
     return line;
 }
 
-bool LineEditor::IsInputWaiting() { return HasInput(kPasteGap); }
+bool LineEditor::IsInputWaiting() {
+    const SingleKeys keys;
+    return HasInput(kPasteGap);
+}
 
 std::string DefaultHistoryPath() {
     const char* home = std::getenv("HOME");

@@ -2,6 +2,9 @@
 
 // LineEditor: lines typed at a terminal, with editing, history and completion (libedit). Completion
 // offers what completion.h tells. A Tab that is pasted is a blank.
+//
+// Ctrl-C is a key that gives the line up. The signal that it is at other times is ignored while the
+// editor lives, since the prompt is shown a moment before the keys are taken over.
 
 #include <optional>
 #include <string>
@@ -13,7 +16,7 @@ class LineEditor {
     // Reads the history file, or makes it. A file that is none is neither read nor written.
     // `databasePath` is where completion finds the names.
     LineEditor(std::string databasePath, std::string historyPath);
-    ~LineEditor() = default;
+    ~LineEditor();
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
@@ -21,7 +24,8 @@ class LineEditor {
     // to the history file before anything else is done with it, as the program may not live long.
     std::optional<std::string> Read(const char* prompt);
 
-    // Whether more has been typed or pasted behind the last line. Waits a moment for it.
+    // Whether more has been typed or pasted behind the last line, if only a part of the next one or
+    // Ctrl-C. Waits a moment for it.
     static bool IsInputWaiting();
 
     // Whether the last line was given up.
@@ -32,6 +36,7 @@ class LineEditor {
 
     std::string historyPath_;
     bool cancelled_ = false;
+    void (*interruptAction_)(int);  // before the editor
 };
 
 // Where the history is kept: .ovrasql_history in the home folder; empty when there is no home.
