@@ -2,7 +2,6 @@
 
 #include <iostream>
 
-#include "shell/catalog.h"
 #include "shell/database.h"
 #include "shell/interrupt.h"
 #include "shell/line_editor.h"
@@ -17,44 +16,65 @@ namespace {
 // What the library says of a statement whose first word begins none.
 constexpr std::string_view kNoStatement = "Syntax Error: Empty SQL Statement";
 
-// The commands that are typed without their point out of habit.
-std::string WithPoint(const std::string& line) {
-    const auto words = SplitStatements(line);
-    if (words.size() == 1) {
-        const std::string word = Lowered(words.front());
-        if (word == "exit" || word == "quit") {
-            return ".quit";
-        }
-        if (word == "help") {
-            return ".help";
+// Runs what is typed, and tells what goes wrong with it.
+class PieceRunner {
+  public:
+    explicit PieceRunner(Session* session) : session_(session) {}
+
+    // The pieces that have ended. Statements that are chained by ";" are meant together, so behind
+    // one that fails the others are not run.
+    void RunAll(StatementReader* reader) {
+        while (!session_->IsQuitting()) {
+            const auto piece = reader->Take();
+            if (!piece.has_value()) {
+                return;
+            }
+            if (!hasFailed_ || !piece->isChained) {
+                hasFailed_ = !Run(AsCommand(*piece));
+            }
         }
     }
-    return line;
-}
 
-void RunTypedPiece(Session* session, const Piece& piece) {
-    const InterruptWatch watch;
-    try {
-        session->RunPiece(piece);
-    } catch (const Error& error) {
+  private:
+    static Piece AsCommand(Piece piece) {
+        const std::string_view command = CommandWithoutPoint(piece.text);
+        if (!command.empty()) {
+            piece.text = command;
+            piece.isCommand = true;
+        }
+        return piece;
+    }
+
+    bool Run(const Piece& piece) {
+        const InterruptWatch watch;
+        bool succeeded = false;
+        try {
+            session_->RunPiece(piece);
+            succeeded = !Interrupted();  // one that comes too late for this stops what is behind it
+        } catch (const Error& error) {
+            std::cout.flush();
+            std::cerr << Lines(error.what()) << '\n';
+            if (error.what() == kNoStatement) {
+                std::cerr << "Statements begin with create, alter, drop, insert, update, delete or "
+                             "select; .help shows the commands\n";
+            }
+        }
         std::cout.flush();
-        std::cerr << Lines(error.what()) << '\n';
-        if (error.what() == kNoStatement) {
-            std::cerr << "Statements begin with create, alter, drop, insert, update, delete or "
-                         "select; .help shows the commands\n";
-        }
+        return succeeded;
     }
-    std::cout.flush();
+
+    Session* session_;
+    bool hasFailed_ = false;
+};
+
+// Where the lines of a paste end with two bytes, the terminal makes an empty line of the second.
+bool IsBetweenPastedLines(const std::string& line, const StatementReader& reader) {
+    return line.empty() && reader.IsPending() && !reader.IsQuoted() && LineEditor::IsInputWaiting();
 }
 
-void RunTypedPieces(Session* session, StatementReader* reader) {
-    while (!session->IsQuitting()) {
-        const auto piece = reader->Take();
-        if (!piece.has_value()) {
-            return;
-        }
-        RunTypedPiece(session, *piece);
-    }
+// Who types by hand ends a statement with its line; of a pasted one the next line is there.
+bool GoesOn(const StatementReader& reader) {
+    return reader.IsContinuing() || (reader.IsPending() && LineEditor::IsInputWaiting());
 }
 
 }  // namespace
@@ -62,6 +82,7 @@ void RunTypedPieces(Session* session, StatementReader* reader) {
 void RunPrompt(Session* session, const std::string& databasePath) {
     LineEditor editor(databasePath, DefaultHistoryPath());
     StatementReader reader;
+    PieceRunner runner(session);
     while (!session->IsQuitting()) {
         const auto line = editor.Read(reader.IsPending() ? "    ...> " : "ovrasql> ");
         if (editor.WasCancelled()) {
@@ -69,20 +90,20 @@ void RunPrompt(Session* session, const std::string& databasePath) {
             reader = StatementReader();
             continue;
         }
-        if (line.has_value()) {
-            reader.Add(reader.IsContinuing() ? *line : WithPoint(*line));
-        }
-        // Who types by hand ends a statement with its line; of a pasted one the next is there.
-        const bool goesOn = line.has_value() && (reader.IsContinuing() ||
-                                                 (reader.IsPending() && editor.IsInputWaiting()));
-        if (!goesOn) {
-            reader.End();
-        }
-        RunTypedPieces(session, &reader);
         if (!line.has_value()) {
+            reader.BreakOff();
+            runner.RunAll(&reader);
             std::cout << '\n';
             return;
         }
+        if (IsBetweenPastedLines(*line, reader)) {
+            continue;
+        }
+        reader.Add(*line);
+        if (!GoesOn(reader)) {
+            reader.End();
+        }
+        runner.RunAll(&reader);
     }
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
 // The prompt at a terminal: lines are read, run and shown until .quit or Ctrl-D. A statement that
-// is typed ends with its line; one that is pasted goes on as in a script. An error ends its
-// statement only. It also understands "exit", "quit" and "help", which no statement begins with.
+// is typed ends with its line; one that is pasted goes on as in a script, but for empty lines. An
+// error ends its statement, and those that are chained to it. The prompt also understands "exit",
+// "quit" and "help".
 
 #include <string>
 

@@ -137,7 +137,7 @@ void Session::RunPiece(const Piece& piece) {
                     "; nothing of it was run");
     }
     try {
-        RunPieceUnguarded(piece.text);
+        RunPieceUnguarded(piece);
     } catch (const Error&) {
         throw;
     } catch (const std::bad_alloc&) {
@@ -147,18 +147,17 @@ void Session::RunPiece(const Piece& piece) {
     }
 }
 
-void Session::RunPieceUnguarded(const std::string& text) {
+void Session::RunPieceUnguarded(const Piece& piece) {
     StopIfInterrupted();
+    const std::string& text = piece.text;
     if (echo_) {
         *Out() << (IsRemark(text) || text.empty() ? "" : "ovrasql> ") << text << '\n';
     }
-    const auto start = text.find_first_not_of(kWhiteSpace);
-    if (start != std::string::npos && text[start] == '.') {
-        RunDotCommand(this, std::string(WithoutSemicolon(text.substr(start))));
+    if (piece.isCommand) {
+        RunDotCommand(this, std::string(WithoutSemicolon(text.substr(text.find('.')))));
         return;
     }
-    for (const std::string& statement : SplitStatements(text)) {
-        StopIfInterrupted();
+    for (const std::string& statement : SplitStatements(text)) {  // one, or none
         RunStatement(statement);
     }
 }

@@ -23,9 +23,8 @@ class Session {
     // to standard error, so that they never stand among the rows.
     Session(Database database, std::ostream* out);
 
-    // Runs a piece of input as a StatementReader gives it, which may hold several statements.
-    // Throws an Error, and nothing else, at the first statement that fails, and for a piece that is
-    // broken off, of which nothing is run.
+    // Runs a piece of input as a StatementReader gives it. Throws an Error, and nothing else, when
+    // it fails, and for a piece that is broken off, of which nothing is run.
     void RunPiece(const Piece& piece);
 
     // Runs the lines of a stream to its end. An Error tells the number of the line where the
@@ -69,7 +68,7 @@ class Session {
 
     void RunLines(std::istream* input, const std::string& name, const PlaceOf& placeOf);
     void RunPieces(StatementReader* reader, const PlaceOf& placeOf);
-    void RunPieceUnguarded(const std::string& text);
+    void RunPieceUnguarded(const Piece& piece);
     void RunStatement(std::string_view statement);
     void ShowRows(View* view);
 

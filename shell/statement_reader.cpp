@@ -23,6 +23,10 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
 }
 
+std::string_view WithoutLeadingBlanks(std::string_view text) {
+    return text.substr(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
+}
+
 bool IsCommand(std::string_view line) { return Trimmed(line).substr(0, 1) == "."; }
 
 bool IsWordByte(char byte) {
@@ -40,6 +44,15 @@ std::string FirstWord(std::string_view line) {
 }  // namespace
 
 bool IsRemark(std::string_view line) { return Trimmed(line).substr(0, kRemark.size()) == kRemark; }
+
+std::string_view CommandWithoutPoint(std::string_view line) {
+    const auto words = SplitStatements(line);
+    const std::string word = words.size() == 1 ? Lowered(words.front()) : std::string();
+    if (word == "exit" || word == "quit") {
+        return ".quit";
+    }
+    return word == "help" ? ".help" : "";
+}
 
 std::vector<std::string> SplitStatements(std::string_view text) {
     std::vector<std::string> statements;
@@ -66,28 +79,25 @@ std::vector<std::string> SplitStatements(std::string_view text) {
     return statements;
 }
 
-void StatementOutline::See(std::string_view line) {
+std::size_t StatementOutline::See(std::string_view line) {
     for (std::size_t i = 0; i < line.size(); ++i) {
-        if (isEmpty_ && line.substr(i, kRemark.size()) == kRemark) {
-            return;
+        if (line[i] == ';' && !isQuoted_) {
+            return i + 1;
         }
         SeeByte(line[i]);
     }
     EndWord();
+    return std::string_view::npos;
 }
 
 void StatementOutline::SeeByte(char byte) {
     if (isQuoted_) {
         isQuoted_ = byte != '\'';
-    } else if (byte == ';') {
-        *this = StatementOutline();
     } else if (IsWordByte(byte)) {
-        isEmpty_ = false;
         word_ += byte;
     } else {
         EndWord();
         if (kWhiteSpace.find(byte) == std::string_view::npos) {
-            isEmpty_ = false;
             isQuoted_ = byte == '\'';
             openParentheses_ += byte == '(' ? 1 : byte == ')' ? -1 : 0;
             lastWord_.clear();
@@ -111,17 +121,72 @@ bool StatementOutline::Takes(std::string_view word) const {
         return openParentheses_ > 0 || lastWord_ == "union" || lastWord_ == "all" ||
                (firstWord_ == "insert" && !hasRows_);
     }
-    return word == "drop" && firstWord_ == "alter" && wordCount_ == 3;  // behind ALTER TABLE NAME
+    if (word == "drop") {
+        return firstWord_ == "alter" && wordCount_ == 3;  // behind ALTER TABLE NAME
+    }
+    return openParentheses_ > 0 && !CommandWithoutPoint(word).empty();  // the name of a column
 }
 
-bool StatementReader::GoesOnWith(std::string_view line) const {
-    if (isContinuing_ || outline_.IsQuoted()) {
-        return true;
-    }
+bool StatementReader::BeginsAnother(std::string_view line) const {
     const std::string word = FirstWord(line);
-    const bool begins =
+    const bool isFirstWord =
         std::find(kFirstWords.begin(), kFirstWords.end(), word) != kFirstWords.end();
-    return !Trimmed(line).empty() && !IsCommand(line) && (!begins || outline_.Takes(word));
+    return IsCommand(line) ||
+           ((isFirstWord || !CommandWithoutPoint(line).empty()) && !outline_.Takes(word));
+}
+
+// What a line is depends on what it meets, and nothing behind this asks again.
+StatementReader::LineKind StatementReader::KindOf(std::string_view line) const {
+    if (isContinuing_ || outline_.IsQuoted()) {
+        return LineKind::kNext;
+    }
+    if (IsRemark(line)) {
+        return LineKind::kRemark;
+    }
+    if (Trimmed(line).empty()) {
+        return LineKind::kEmpty;
+    }
+    return pending_.has_value() && !BeginsAnother(line) ? LineKind::kNext : LineKind::kFirst;
+}
+
+void StatementReader::Add(std::string_view line) {
+    ++line_;
+    while (!line.empty() && line.back() == '\r') {
+        line.remove_suffix(1);
+    }
+    switch (KindOf(line)) {
+        case LineKind::kRemark:
+            AddRemark(line);
+            break;
+        case LineKind::kEmpty:
+            End();
+            ended_.push_back(Piece{std::string(line), line_});
+            break;
+        case LineKind::kFirst:
+            End();
+            Begin(line);
+            AddText(line);
+            break;
+        case LineKind::kNext:
+            GoOn();
+            AddText(line);
+            break;
+    }
+}
+
+void StatementReader::Begin(std::string_view line) {
+    pending_ = Piece{std::string(), line_};
+    pending_->isCommand = IsCommand(line);
+    isOneLine_ = pending_->isCommand || !CommandWithoutPoint(line).empty();
+}
+
+void StatementReader::GoOn() {
+    remarks_.clear();
+    isContinuing_ = false;
+    if (Trimmed(pending_->text).empty()) {
+        pending_->line = line_;  // before, there was a backslash only
+    }
+    pending_->text += '\n';
 }
 
 void StatementReader::AddRemark(std::string_view line) {
@@ -133,48 +198,58 @@ void StatementReader::AddRemark(std::string_view line) {
     }
 }
 
-void StatementReader::Add(std::string_view line) {
-    ++line_;
-    while (!line.empty() && line.back() == '\r') {
-        line.remove_suffix(1);
-    }
-    if (IsRemark(line) && !outline_.IsQuoted()) {
-        AddRemark(line);
-        return;
-    }
-    if (pending_.has_value() && !GoesOnWith(line)) {
+void StatementReader::AddText(std::string_view line) {
+    while (!pending_->isCommand) {
+        const std::size_t end = outline_.See(line);
+        if (end == std::string_view::npos) {
+            break;
+        }
+        pending_->text += line.substr(0, end);
         End();
-    }
-    remarks_.clear();
-    if (pending_.has_value()) {
-        pending_->text += '\n';
-    } else {
+        line = WithoutLeadingBlanks(line.substr(end));
+        if (line.empty()) {
+            return;
+        }
+        if (IsRemark(line)) {
+            AddRemark(line);
+            return;
+        }
         pending_ = Piece{std::string(), line_};
-        isCommand_ = IsCommand(line);
+        pending_->isChained = true;
+        isOneLine_ = false;
     }
-    isContinuing_ = !line.empty() && line.back() == '\\';
-    line.remove_suffix(isContinuing_ ? 1 : 0);
-    pending_->text += line;
-    if (!isCommand_) {
-        outline_.See(line);
-    }
-    const bool isAtEnd = isCommand_ || outline_.IsEmpty() || Trimmed(line).empty();
-    if (isAtEnd && !isContinuing_ && !outline_.IsQuoted()) {
+    AddLastPart(line);
+}
+
+void StatementReader::AddLastPart(std::string_view part) {
+    isContinuing_ = !part.empty() && part.back() == '\\' && !outline_.IsQuoted();
+    part.remove_suffix(isContinuing_ ? 1 : 0);
+    pending_->text += part;
+    if (isOneLine_ && !isContinuing_) {
         End();
     }
 }
 
 void StatementReader::End() {
     if (pending_.has_value()) {
-        pending_->brokenOff = isContinuing_         ? "behind a backslash"
-                              : outline_.IsQuoted() ? "inside a text in quotes"
-                                                    : "";
+        if (isContinuing_) {
+            pending_->brokenOff = "behind a backslash";
+        } else if (outline_.IsQuoted()) {
+            pending_->brokenOff = "inside a text in quotes";
+        }
         ended_.push_back(*std::exchange(pending_, std::nullopt));
     }
     std::move(remarks_.begin(), remarks_.end(), std::back_inserter(ended_));
     remarks_.clear();
     outline_ = StatementOutline();
     isContinuing_ = false;
+}
+
+void StatementReader::BreakOff() {
+    if (pending_.has_value()) {
+        pending_->brokenOff = "with the input";
+    }
+    End();
 }
 
 std::optional<Piece> StatementReader::Take() {

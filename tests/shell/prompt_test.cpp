@@ -5,7 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "shell/database.h"
 #include "tests/shell/terminal.h"
@@ -32,6 +36,27 @@ class PromptTest : public ovratest::TerminalTest {
             tables += ", t t" + std::to_string(i);
         }
         return tables;
+    }
+
+    // A terminal where the second keys came while the program waited for more of a paste: it does
+    // so for 50 ms, and not before the first keys have come. A machine that is too busy for that
+    // gets new chances.
+    std::unique_ptr<Terminal> PastedInParts(const std::string& first, const std::string& second) {
+        for (int tries = 0; tries < 100; ++tries) {
+            auto terminal = std::make_unique<Terminal>(folder_);
+            EXPECT_TRUE(terminal->Type("ovrasql> ", ""));
+            const auto start = std::chrono::steady_clock::now();
+            EXPECT_TRUE(terminal->Send(first));
+            ::usleep(20000);
+            EXPECT_TRUE(terminal->Send(second));
+            if (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(45)) {
+                return terminal;
+            }
+            terminal->Kill();
+            terminal->Status();
+        }
+        ADD_FAILURE() << "the machine is too busy";
+        return std::make_unique<Terminal>(folder_);
     }
 
     // A named pipe's end for writing, once somebody has opened it for reading.
@@ -97,14 +122,87 @@ TEST_F(PromptTest, PastedStatementRunsUpToItsSemicolonAtOnce) {
 }
 
 TEST_F(PromptTest, EndOfTheInputRunsNoHalfStatement) {
+    const std::string lineKill = "\x15";
+    const std::string end = "\x04";
+    for (const auto& [keys, place] : std::vector<std::pair<std::string, std::string>>{
+             {"delete from t \\\r", "behind a backslash"},
+             {"delete from t\rwhere a = 'one'" + lineKill, "with the input"}}) {
+        Terminal terminal(folder_);
+        EXPECT_TRUE(terminal.Type("ovrasql> ", keys));
+        EXPECT_TRUE(terminal.Type("...> ", end));
+        EXPECT_TRUE(terminal.WaitFor("The statement ends " + place + "; nothing of it was run"));
+        terminal.WaitForEnd();
+        EXPECT_EQ(terminal.Status(), 0);
+        ovrashell::Database database = ovrashell::Database::Open(folder_.File("db.dbf"));
+        EXPECT_TRUE(database.Select("select a from t").Next()) << "the rows are there";
+    }
+}
+
+TEST_F(PromptTest, PastedLineMayEndWithTwoBytes) {
     Terminal terminal(folder_);
-    EXPECT_TRUE(terminal.Type("ovrasql> ", "delete from t \\\r"));
-    EXPECT_TRUE(terminal.Type("...> ", "\x04"));
-    EXPECT_TRUE(terminal.WaitFor("The statement ends behind a backslash"));
+    for (const std::string lineEnd : {"\r\n", "\r\r"}) {
+        EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n" + lineEnd + "from t \\" +
+                                                   lineEnd + "where a = 'one'" + lineEnd));
+        EXPECT_TRUE(terminal.WaitFor("\r\nn\r\n-\r\n1\r\n"));
+    }
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
     terminal.WaitForEnd();
     EXPECT_EQ(terminal.Status(), 0);
-    ovrashell::Database database = ovrashell::Database::Open(folder_.File("db.dbf"));
-    EXPECT_TRUE(database.Select("select a from t").Next()) << "the rows are there";
+}
+
+TEST_F(PromptTest, EmptyLineThatIsTypedEndsAStatement) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n from t \\\r"));
+    EXPECT_TRUE(terminal.Type("...> ", "\r"));
+    EXPECT_TRUE(terminal.WaitFor("\r\nn\r\n-\r\n2\r\n"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, PastedTextInQuotesIsTakenAsItIs) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ", "create table u (a char(40))\r"));
+    EXPECT_TRUE(
+        terminal.Type("ovrasql> ", "insert into u values ('C:\\\rhelp\rquit\r\r-- end')\r"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".mode json\rselect a from u\r"));
+    EXPECT_TRUE(terminal.WaitFor(R"({"a":"C:\\\nhelp\nquit\n\n-- end"})"));
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
+}
+
+TEST_F(PromptTest, PastedStatementMayArriveInParts) {
+    const auto terminal = PastedInParts("select count(*) as n from t\r", "where a = 'one'");
+    EXPECT_TRUE(terminal->WaitFor("...> "));
+    EXPECT_TRUE(terminal->Send("\r"));
+    EXPECT_TRUE(terminal->WaitFor("\r\nn\r\n-\r\n1\r\n"));
+    EXPECT_TRUE(terminal->Type("ovrasql> ", ".quit\r"));
+    terminal->WaitForEnd();
+    EXPECT_EQ(terminal->Status(), 0);
+}
+
+TEST_F(PromptTest, InterruptBeforeAStatementRunsGivesItUp) {
+    const auto terminal = PastedInParts("select a from t\r", kInterruptKey);
+    EXPECT_TRUE(terminal->WaitFor("^C\r\n"));
+    EXPECT_TRUE(terminal->Type("ovrasql> ", "select count(*) as n from t\r"));
+    EXPECT_TRUE(terminal->WaitFor("\r\nn\r\n-\r\n2\r\n"));
+    EXPECT_TRUE(terminal->Type("ovrasql> ", ".quit\r"));
+    terminal->WaitForEnd();
+    EXPECT_EQ(terminal->Status(), 0);
+}
+
+TEST_F(PromptTest, FailureEndsTheStatementsThatAreChainedToIt) {
+    Terminal terminal(folder_);
+    EXPECT_TRUE(terminal.Type("ovrasql> ",
+                              "select nope from t; delete from t\rwhere a = 'one'; "
+                              "delete from t\r.mode csv\r"
+                              "select count(*) as n from t\r"));
+    EXPECT_TRUE(terminal.WaitFor("Unknown field 'nope'\r\n"));
+    EXPECT_TRUE(terminal.WaitFor("\r\nn\r\n2\r\n")) << "the lines behind it went on";
+    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
+    terminal.WaitForEnd();
+    EXPECT_EQ(terminal.Status(), 0);
 }
 
 TEST_F(PromptTest, SecondInterruptEndsTheProgram) {

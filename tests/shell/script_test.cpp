@@ -38,13 +38,42 @@ class ScriptTest : public ProgramTest {
 TEST_F(ScriptTest, StatementThatIsCutShortIsNotRun) {
     EXPECT_EQ(ErrorOf("delete from ports \\"),
               "line 1: The statement ends behind a backslash; nothing of it was run\n");
-    EXPECT_EQ(ErrorOf("\ndelete from ports; delete from ports \\\n-- where\n"),
-              "line 2: The statement ends behind a backslash; nothing of it was run\n");
+    EXPECT_EQ(ErrorOf("\ndelete from ports where code = 'x'\n; delete from ports \\\n \\\n"),
+              "line 3: The statement ends behind a backslash; nothing of it was run\n");
     EXPECT_EQ(ErrorOf("delete from ports where code <> 'x"),
               "line 1: The statement ends inside a text in quotes; nothing of it was run\n");
     EXPECT_EQ(ErrorOf(".output rows\n.import \\\n"),
               "line 2: The statement ends behind a backslash; nothing of it was run\n");
     EXPECT_EQ(Codes(), "ANV\nBRK\n");
+}
+
+TEST_F(ScriptTest, StatementsBeforeOneThatIsCutShortAreRun) {
+    EXPECT_EQ(ErrorOf("delete from ports where code = 'ANV'; delete from ports\nwhere code = 'B"),
+              "line 1: The statement ends inside a text in quotes; nothing of it was run\n");
+    EXPECT_EQ(Codes(), "BRK\n");
+}
+
+TEST_F(ScriptTest, ErrorTellsTheLineOfItsStatementNotOfTheOneThatItIsChainedTo) {
+    EXPECT_EQ(ErrorOf("select code from ports;\nselect code\nfrom ports; select name\n"
+                      "from ports; select nope from ports"),
+              "line 4: Unknown field 'nope'\n");
+}
+
+TEST_F(ScriptTest, WordThatLeavesThePromptIsNoAlias) {
+    for (const std::string word : {"exit", "QUIT", "help"}) {
+        EXPECT_EQ(ErrorOf("select code from ports\n" + word + "\ndelete from ports"),
+                  "line 2: Syntax Error: Empty SQL Statement\n");
+    }
+    EXPECT_EQ(Codes(), "ANV\nBRK\n");
+}
+
+TEST_F(ScriptTest, ContinuedDotCommandKeepsItsOptions) {
+    folder_.Write("x.csv", "p;q,r\n1;2\n");
+    EXPECT_EQ(Run("--no-headers -m csv db.dbf",
+                  ".import \\\n--separator ; \\\n--no-header x.csv imp\nselect c2 from imp\n")
+                  .output,
+              "\"q,r\"\n2\n")
+        << Errors();
 }
 
 TEST_F(ScriptTest, LinesOfAStatementAreOneStatement) {
@@ -74,10 +103,12 @@ TEST_F(ScriptTest, ArgumentOfSeveralLinesIsAScript) {
 }
 
 TEST_F(ScriptTest, RemarkThatEndsWithABackslashHidesNoStatement) {
-    EXPECT_EQ(Run("--no-headers -m csv db.dbf",
-                  "-- path C:\\data\\\nselect code from ports \\\n  -- all\\\nwhere depth > 9\n")
-                  .output,
-              "ANV\n")
+    EXPECT_EQ(
+        Run("--no-headers -m csv db.dbf",
+            "-- path C:\\data\\\nselect code from ports\n  -- all\\\nwhere depth > 9; -- so\\\n"
+            "select name from ports; -- the end\\\n")
+            .output,
+        "ANV\nAnvil Bay\nBrackwater\n")
         << Errors();
 }
 
