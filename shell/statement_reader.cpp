@@ -35,7 +35,7 @@ bool IsWordByte(char byte) {
 }
 
 // In small letters; empty when something else comes first.
-std::string FirstWord(std::string_view line) {
+std::string LeadingWord(std::string_view line) {
     const std::string_view text = Trimmed(line);
     const auto* const end = std::find_if_not(text.begin(), text.end(), IsWordByte);
     return Lowered(text.substr(0, static_cast<std::size_t>(end - text.begin())));
@@ -128,7 +128,7 @@ bool StatementOutline::Takes(std::string_view word) const {
 }
 
 bool StatementReader::BeginsAnother(std::string_view line) const {
-    const std::string word = FirstWord(line);
+    const std::string word = LeadingWord(line);
     const bool isFirstWord =
         std::find(kFirstWords.begin(), kFirstWords.end(), word) != kFirstWords.end();
     return IsCommand(line) ||

@@ -16,7 +16,7 @@ constexpr std::array<int, 3> kSignals = {SIGTERM, SIGHUP, SIGQUIT};
 // A handler finds nothing but what stands here.
 struct termios kept {};
 bool isKept = false;
-std::array<struct sigaction, kSignals.size()> earlier{};
+std::array<struct sigaction, kSignals.size()> earlierActions{};
 
 // Calls only what a signal handler may call. The signal's default action is set by now, and waits
 // for the end of this function.
@@ -36,8 +36,8 @@ TerminalSettings::TerminalSettings() {
     ::sigemptyset(&action.sa_mask);
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        ::sigaction(kSignals[i], nullptr, &earlier[i]);
-        if (earlier[i].sa_handler != SIG_IGN) {
+        ::sigaction(kSignals[i], nullptr, &earlierActions[i]);
+        if (earlierActions[i].sa_handler != SIG_IGN) {
             ::sigaction(kSignals[i], &action, nullptr);
         }
     }
@@ -45,7 +45,7 @@ TerminalSettings::TerminalSettings() {
 
 TerminalSettings::~TerminalSettings() {
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        ::sigaction(kSignals[i], &earlier[i], nullptr);
+        ::sigaction(kSignals[i], &earlierActions[i], nullptr);
     }
 }
 

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kPieceSize = 65536;
 constexpr char kEndMark = '\x1A';
 
-using Piece = std::array<char, kPieceSize>;
+using Buffer = std::array<char, kPieceSize>;
 
 std::string LastReason() { return std::generic_category().message(errno); }
 
@@ -44,7 +44,7 @@ TextFile::TextFile(const std::string& path) : path_(path), file_(std::fopen(path
 }
 
 void TextFile::ForEachPiece(const std::function<bool(std::string_view)>& onPiece) {
-    Piece piece{};
+    Buffer piece{};
     std::rewind(file_.get());
     for (uint64_t done = 0; done < size_;) {
         const auto wanted =
@@ -87,7 +87,7 @@ void TextFile::KeepCopy() {
     TemporaryFile place;
     std::unique_ptr<std::FILE, Closer> copy(std::fopen(place.Path().c_str(), "w+b"));
     place.RemoveName();
-    Piece piece{};
+    Buffer piece{};
     bool written = copy != nullptr;
     std::size_t count = 0;
     while (written && (count = std::fread(piece.data(), 1, piece.size(), file_.get())) > 0) {
