@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <ios>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -204,22 +206,24 @@ class NumbersTest : public ovratest::CInterfaceTest {
     // What the three readings give for the only value of a SELECT, in the order asked for.
     std::string Readings(const char* statement, const char* order) {
         ovra_view* view = Open(statement);
-        std::string readings = ovra_next(view) == 1 ? "" : "no row";
+        // A stream keeps the point whatever locale the program runs in.
+        std::ostringstream readings;
+        readings << std::fixed << (ovra_next(view) == 1 ? "" : "no row");
         for (const char* kind = order; *kind != '\0'; ++kind) {
             int32_t integer = -7;
             double number = -7;
             if (*kind == 't') {
-                readings += std::string("'") + ovra_text(view, 0, nullptr) + "' ";
+                readings << "'" << ovra_text(view, 0, nullptr) << "' ";
             } else if (*kind == 'i') {
-                readings += std::to_string(ovra_integer(view, 0, &integer)) + ":";
-                readings += std::to_string(integer) + " ";
+                readings << ovra_integer(view, 0, &integer) << ":";
+                readings << integer << " ";
             } else {
-                readings += std::to_string(ovra_double(view, 0, &number)) + ":";
-                readings += std::to_string(number) + " ";
+                readings << ovra_double(view, 0, &number) << ":";
+                readings << number << " ";
             }
         }
         ovra_close_view(view);
-        return readings;
+        return readings.str();
     }
 };
 

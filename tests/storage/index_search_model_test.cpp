@@ -1,8 +1,10 @@
 // Searches in trees of several levels, for each sum of index flags, against a model that searches
 // the bytes of the file: the record reported, whether it was found, and the steps from there.
 
+#include <locale.h>
+#include <stdlib.h>
+
 #include <algorithm>
-#include <cstdlib>
 #include <ostream>
 #include <random>
 
@@ -29,9 +31,11 @@ void PrintTo(const Reported& reported, std::ostream* out) {
     *out << (reported.found ? "found " : "at ") << reported.record;
 }
 
+// With a point whatever locale the program runs in.
 bool ReadsAsNumber(const std::string& text, double* value) {
+    static const locale_t plain = ::newlocale(LC_ALL_MASK, "C", nullptr);
     char* end = nullptr;
-    *value = std::strtod(text.c_str(), &end);
+    *value = ::strtod_l(text.c_str(), &end, plain);
     return *end == '\0';
 }
 
