@@ -129,6 +129,8 @@ OVRA_API ovra_view* ovra_open_view(ovra_database* database, const char* statemen
 /*
  * Goes to the next row: 1 there is one, 0 the rows have ended, -1 failure. Views go forward only.
  * A statement that fails has ended its rows: that is told once, and each further call gives 0.
+ * A view that goes by an index also ends where another statement, of any process, deletes the row
+ * at hand or changes its key.
  */
 OVRA_API int32_t ovra_next(ovra_view* view);
 
