@@ -186,7 +186,9 @@ TEST_F(FailuresTest, TextsOf2GiBAreRefused) {
     }
     constexpr std::size_t kGibibyte = std::size_t{1} << 30;
     const ovratest::LongText huge(4 * kGibibyte + 5);
-    ASSERT_NE(huge.CText(), nullptr);
+    if (huge.CText() == nullptr) {
+        GTEST_SKIP() << "no room for addresses of 4 GiB";
+    }
     const char* tooLong = "Text is too long (maximum 2147483647 bytes)";
     EXPECT_EQ(ovra_query(database_, huge.CText(), -1, nullptr, 0), 0);
     EXPECT_STREQ(ovra_error(database_), tooLong);

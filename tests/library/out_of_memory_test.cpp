@@ -72,7 +72,9 @@ TEST_F(OutOfMemoryTest, TextsThatEndBehind2GiBAreRefused) {
     }
     constexpr std::size_t kGibibyte = std::size_t{1} << 30;
     const ovratest::LongText huge(4 * kGibibyte + 5);
-    ASSERT_NE(huge.CText(), nullptr);
+    if (huge.CText() == nullptr) {
+        GTEST_SKIP() << "no room for addresses of 4 GiB";
+    }
     void* database = NewDatabase();
     EXPECT_EQ(Query(database, huge.CText()), 0);
     EXPECT_STREQ(Table().database_error(database), "Out of memory");
