@@ -228,17 +228,19 @@ TEST_F(SchemaOpenTest, ACatalogThatKeepsFileNamesInAMemoTakesLongOnes) {
 
 TEST_F(SchemaOpenTest, AFileWithoutOneOfTheColumnsIsNoDatabase) {
     CreateDatabase();
-    schema_.reset();
-    ReplaceSchemaTable(database_, {{"TYPE", 0, 1},
-                                   {"TABLE", 0, 64},
-                                   {"INDEX", 0, 64},
-                                   {"FILE", 0, 254},
-                                   {"INDEXFLAGS", 1, 19}});
-    schema_ = NewSchema();
-    EXPECT_FALSE(schema_->Open("db/main.dbf"));
-    EXPECT_EQ(Error(), "File 'db/main.dbf' is not a valid OvraSQL schema database");
-    EXPECT_EQ(schema_->TableNameLimit(), 64);
-    EXPECT_EQ(schema_->IndexNameLimit(), 64);
+    const std::vector<Column> all = {{"TYPE", 0, 1},   {"TABLE", 0, 64},    {"INDEX", 0, 64},
+                                     {"FILE", 0, 254}, {"COLUMNS", 0, 254}, {"INDEXFLAGS", 1, 19}};
+    for (size_t missing = 0; missing < all.size(); ++missing) {
+        std::vector<Column> others = all;
+        others.erase(others.begin() + static_cast<std::ptrdiff_t>(missing));
+        schema_.reset();
+        ReplaceSchemaTable(database_, others);
+        schema_ = NewSchema();
+        EXPECT_FALSE(schema_->Open("db/main.dbf")) << all[missing].name;
+        EXPECT_EQ(Error(), "File 'db/main.dbf' is not a valid OvraSQL schema database");
+        EXPECT_EQ(schema_->TableNameLimit(), 64);
+        EXPECT_EQ(schema_->IndexNameLimit(), 64);
+    }
 }
 
 TEST_F(SchemaOpenTest, NamesAreLimitedByTheCatalogsColumns) {
