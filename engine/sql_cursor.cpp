@@ -28,11 +28,7 @@ namespace {
 // Adds the value on top of the stack as the key text of one column of the index.
 void PopKeyPart(const OvraSQLField& column, SQL_Stack* stack, String* key) {
     if (column.Type() == kFieldLogical) {
-        key->Append(stack->PopBoolean() ? "T" : "F");
-        // Other programs' files have wider ones, and a record's key has the blanks.
-        for (int32_t width = 1; width < column.Length(); ++width) {
-            key->AppendChar(' ');
-        }
+        Index::AppendKeyPart(column, stack->PopBoolean() ? "T" : "F", key);
     } else if (column.Type() == kFieldNumeric && column.Decimals() > 0) {
         char digits[kNumberTextRoom];
         const int32_t length =

@@ -68,16 +68,17 @@ void Index::KeyExpression(String* text) const {
 
 namespace {
 
-void AppendBlanks(int32_t count, String* key) {
+void AppendBytes(char byte, int32_t count, String* key) {
     for (; count > 0; --count) {
-        key->AppendChar(' ');
+        key->AppendChar(byte);
     }
 }
 
 }  // namespace
 
-// A value that was set may be shorter than its date or logical column, and a read of the record
-// gives it with its blanks: the key has them from the beginning, or it would not be found again.
+// A date that was set may be shorter than its column, and a read of the record gives it with its
+// blanks: the key has them from the beginning, or it would not be found again. One that is searched
+// for is compared as it is.
 void Index::BuildKey(String* key) {
     key->Assign("");
     bool isFirst = true;
@@ -87,8 +88,8 @@ void Index::BuildKey(String* key) {
         }
         const TextView value = field->ValueText();
         AppendKeyPart(*field, value, key);
-        if (field->Type() == kFieldDate || field->Type() == kFieldLogical) {
-            AppendBlanks(field->Length() - value.length, key);
+        if (field->Type() == kFieldDate) {
+            AppendBytes(' ', field->Length() - value.length, key);
         }
         isFirst = false;
     }
@@ -97,12 +98,14 @@ void Index::BuildKey(String* key) {
 
 // Required: a sign or a point gets no special care, so -5 in a field of width 5 is "000-5".
 void Index::AppendKeyPart(const OvraSQLField& field, TextView value, String* key) {
+    const int32_t missing = field.Length() - value.length;
     if (field.Type() == kFieldNumeric) {
-        for (int32_t missing = field.Length() - value.length; missing > 0; --missing) {
-            key->AppendChar('0');
-        }
+        AppendBytes('0', missing, key);
     }
     key->Append(value);
+    if (field.Type() == kFieldLogical) {
+        AppendBytes(' ', missing, key);
+    }
 }
 
 bool Index::AddCurrentRecord() {

@@ -50,7 +50,8 @@ class Index {
     // Replaces `key` by the key of the values that the fields hold at the moment.
     void BuildKey(String* key);
 
-    // Adds one column's value to a key in the making: padded when the field is numeric, not folded.
+    // Adds one column's value to a key in the making: padded when the field is numeric or logical,
+    // not folded.
     static void AppendKeyPart(const OvraSQLField& field, TextView value, String* key);
 
     // Builds the key of the field values and inserts it with the table's current record number.
