@@ -20,11 +20,6 @@ constexpr std::string_view kQuotes = "\"'";
 
 using Names = std::set<std::string>;
 
-// The line from its first word on.
-std::string_view WithoutIndentation(std::string_view line) {
-    return line.substr(std::min(line.find_first_not_of(kWhiteSpace), line.size()));
-}
-
 bool HasWord(std::string_view arguments, std::string_view word) {
     return arguments.find(word) != std::string_view::npos;
 }
@@ -154,7 +149,7 @@ Names CommandWords(const std::string& databasePath, std::string_view line, std::
 }
 
 Names Candidates(const std::string& databasePath, std::string_view line, std::string_view text) {
-    const std::string_view typed = WithoutIndentation(line);
+    const std::string_view typed = WithoutLeadingBlanks(line);
     if (typed.substr(0, 1) == ".") {
         return CommandWords(databasePath, typed, text);
     }
@@ -166,7 +161,7 @@ Names Candidates(const std::string& databasePath, std::string_view line, std::st
 }  // namespace
 
 bool IsFileWanted(std::string_view line) {
-    const std::string_view typed = WithoutIndentation(line);
+    const std::string_view typed = WithoutLeadingBlanks(line);
     const bool isBehindCommand = typed.find_first_of(kWhiteSpace) != std::string_view::npos;
     return isBehindCommand && HasWord(DotCommandArguments(typed), "FILE");
 }

@@ -63,7 +63,7 @@ std::string TakeQuotedWord(std::string_view* text) {
 Words SplitWords(std::string_view line) {
     Words words;
     for (;;) {
-        line.remove_prefix(std::min(line.find_first_not_of(kWhiteSpace), line.size()));
+        line = WithoutLeadingBlanks(line);
         if (line.empty()) {
             return words;
         }

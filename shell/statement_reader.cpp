@@ -23,10 +23,6 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
 }
 
-std::string_view WithoutLeadingBlanks(std::string_view text) {
-    return text.substr(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
-}
-
 bool IsCommand(std::string_view line) { return Trimmed(line).substr(0, 1) == "."; }
 
 bool IsWordByte(char byte) {

@@ -12,6 +12,10 @@ namespace {
 constexpr char kIndexIsGone[] =
     "error: An index that the statement uses is gone; open the database again";
 
+// Row 3 asks no sub-query, so that the index is still unopened there.
+constexpr char kOpensItsIndexBehindRow3[] =
+    "select k from wanted where k = 3 or k in (select a from part where a = wanted.k)";
+
 class RebuildUnderViewTest : public ovratest::CInterfaceTest {
   protected:
     // Records 1 and 2 of `part` are deleted, so that a rebuild moves the others.
@@ -51,17 +55,14 @@ class RebuildUnderViewTest : public ovratest::CInterfaceTest {
     void Pack() { ASSERT_EQ(ovra_pack(database_), 1) << ovra_error(database_); }
 };
 
-// Row 3 asks no sub-query, so that the index is still unopened. The new one leads to records of the
-// new file: 5 and 6 would be missing without a word.
+// The new index leads to records of the new file: 5 and 6 would be missing without a word.
 TEST_F(RebuildUnderViewTest, RowsOfTheOldFileAreNotSoughtInTheNewIndex) {
-    const char* statement =
-        "select k from wanted where k = 3 or k in (select a from part where a = wanted.k)";
-    ovra_view* view = Open(statement);
+    ovra_view* view = Open(kOpensItsIndexBehindRow3);
     EXPECT_EQ(Next(view), "3");
     Pack();
     EXPECT_EQ(Rest(view), kIndexIsGone);
     ovra_close_view(view);
-    view = Open(statement);
+    view = Open(kOpensItsIndexBehindRow3);
     EXPECT_EQ(Rest(view), "3 5 6 end") << "a view that is opened after the pack has all";
     ovra_close_view(view);
 }
@@ -78,8 +79,7 @@ TEST_F(RebuildUnderViewTest, NoRowIsGivenForOneThatTheNewIndexLeadsPast) {
 }
 
 TEST_F(RebuildUnderViewTest, AlterTableIsNoOtherThanPack) {
-    ovra_view* view =
-        Open("select k from wanted where k = 3 or k in (select a from part where a = wanted.k)");
+    ovra_view* view = Open(kOpensItsIndexBehindRow3);
     EXPECT_EQ(Next(view), "3");
     Run("alter table PART add more char(1)");
     EXPECT_EQ(Rest(view), kIndexIsGone);
@@ -87,8 +87,7 @@ TEST_F(RebuildUnderViewTest, AlterTableIsNoOtherThanPack) {
 }
 
 TEST_F(RebuildUnderViewTest, AlterTableOfAnotherTableLeavesTheIndexToTheView) {
-    ovra_view* view =
-        Open("select k from wanted where k = 3 or k in (select a from part where a = wanted.k)");
+    ovra_view* view = Open(kOpensItsIndexBehindRow3);
     EXPECT_EQ(Next(view), "3");
     Run("alter table t add more char(1)");
     EXPECT_EQ(Rest(view), "5 6 end");

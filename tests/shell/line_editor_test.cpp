@@ -28,9 +28,7 @@ TEST_F(LineEditorTest, InterruptGivesTheStatementUpAndNothingElse) {
     EXPECT_TRUE(terminal.Type("...> ", "table t" + kInterruptKey));
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".tables\r"));
     EXPECT_TRUE(terminal.WaitFor("\r\nt\r\n")) << "the half statement was not run";
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
     const std::string history = folder_.Read(".ovrasql_history");
     EXPECT_NE(history.find(".tables\n"), std::string::npos) << history;
 }
@@ -48,9 +46,7 @@ TEST_F(LineEditorTest, TabCompletesNamesAndBehindACommandFiles) {
     EXPECT_TRUE(terminal.WaitFor("ipts/") && terminal.Send("o\t"));
     EXPECT_TRUE(terminal.WaitFor("ne") && terminal.Send("\r"));
     EXPECT_TRUE(terminal.WaitFor("scripts/one:1: ")) << "the file was read";
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(LineEditorTest, TableThatCannotBeReadHidesNoOtherNames) {
@@ -66,9 +62,7 @@ TEST_F(LineEditorTest, TableThatCannotBeReadHidesNoOtherNames) {
     EXPECT_TRUE(terminal.WaitFor("ors ") && terminal.Send("\r")) << "its own name";
     EXPECT_TRUE(terminal.WaitFor("\r\ntide  tide\r\n"));
     EXPECT_TRUE(terminal.WaitFor("anchors.dbf"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(LineEditorTest, PastedTabIsABlank) {
@@ -76,9 +70,7 @@ TEST_F(LineEditorTest, PastedTabIsABlank) {
     Terminal terminal(folder_);
     EXPECT_TRUE(terminal.Type("ovrasql> ", "\tselect\tcount(*)\tas\tn \tfrom\tt\t\r"));
     EXPECT_TRUE(terminal.WaitFor("\r\n0\r\n"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(LineEditorTest, CompletionFindsTheCursorBehindAnyCharacters) {
@@ -88,9 +80,7 @@ TEST_F(LineEditorTest, CompletionFindsTheCursorBehindAnyCharacters) {
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".read '" + folder_.File("größ") + "\t"));
     EXPECT_TRUE(terminal.WaitFor("e one.sql'") && terminal.Send("\r"));
     EXPECT_TRUE(terminal.WaitFor("größe one.sql:1: "));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 // The shell that started the program is in the same process group.
@@ -147,9 +137,7 @@ TEST_F(LineEditorTest, FileThatIsNoHistoryIsLeftAlone) {
     for (const std::string before : {"select 1\nselect 2\n", "_HiStOrY_V1_\nselect 1\n", ""}) {
         folder_.Write(".ovrasql_history", before);
         Terminal terminal(folder_);
-        EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-        terminal.WaitForEnd();
-        EXPECT_EQ(terminal.Status(), 0);
+        terminal.Quit();
         EXPECT_EQ(folder_.Read(".ovrasql_history"),
                   before.empty() ? "_HiStOrY_V2_\n.quit\n" : before);
     }

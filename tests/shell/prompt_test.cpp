@@ -79,9 +79,7 @@ TEST_F(PromptTest, InterruptStopsAtTheNextRow) {
     EXPECT_TRUE(terminal.WaitFor("\r\nInterrupted\r\n"));
     EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n from t\r"));
     EXPECT_TRUE(terminal.WaitFor("n\r\n2\r\n")) << "the session went on";
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, InterruptedJsonEndsItsLineFirst) {
@@ -91,9 +89,7 @@ TEST_F(PromptTest, InterruptedJsonEndsItsLineFirst) {
     EXPECT_TRUE(terminal.WaitFor("{\"a\":\"one\"},\r\n"));
     EXPECT_TRUE(terminal.Send(kInterruptKey));
     EXPECT_TRUE(terminal.WaitFor("{\"a\":\"one\"}\r\nInterrupted\r\n"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, PastedStatementGoesOnWithItsNextLine) {
@@ -106,9 +102,7 @@ TEST_F(PromptTest, PastedStatementGoesOnWithItsNextLine) {
     EXPECT_TRUE(terminal.Type("ovrasql> ", "delete from t\r"));
     EXPECT_TRUE(terminal.Type("ovrasql> ", "where a = 'one'\r")) << "who types it has run it";
     EXPECT_TRUE(terminal.WaitFor("Syntax Error: Empty SQL Statement\r\n"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, PastedStatementRunsUpToItsSemicolonAtOnce) {
@@ -145,9 +139,7 @@ TEST_F(PromptTest, PastedLineMayEndWithTwoBytes) {
                                                    lineEnd + "where a = 'one'" + lineEnd));
         EXPECT_TRUE(terminal.WaitFor("\r\nn\r\n-\r\n1\r\n"));
     }
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, EmptyLineThatIsTypedEndsAStatement) {
@@ -155,9 +147,7 @@ TEST_F(PromptTest, EmptyLineThatIsTypedEndsAStatement) {
     EXPECT_TRUE(terminal.Type("ovrasql> ", "select count(*) as n from t \\\r"));
     EXPECT_TRUE(terminal.Type("...> ", "\r"));
     EXPECT_TRUE(terminal.WaitFor("\r\nn\r\n-\r\n2\r\n"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, PastedTextInQuotesIsTakenAsItIs) {
@@ -167,9 +157,7 @@ TEST_F(PromptTest, PastedTextInQuotesIsTakenAsItIs) {
         terminal.Type("ovrasql> ", "insert into u values ('C:\\\rhelp\rquit\r\r-- end')\r"));
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".mode json\rselect a from u\r"));
     EXPECT_TRUE(terminal.WaitFor(R"({"a":"C:\\\nhelp\nquit\n\n-- end"})"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, PastedStatementMayArriveInParts) {
@@ -177,9 +165,7 @@ TEST_F(PromptTest, PastedStatementMayArriveInParts) {
     EXPECT_TRUE(terminal->WaitFor("...> "));
     EXPECT_TRUE(terminal->Send("\r"));
     EXPECT_TRUE(terminal->WaitFor("\r\nn\r\n-\r\n1\r\n"));
-    EXPECT_TRUE(terminal->Type("ovrasql> ", ".quit\r"));
-    terminal->WaitForEnd();
-    EXPECT_EQ(terminal->Status(), 0);
+    terminal->Quit();
 }
 
 TEST_F(PromptTest, InterruptBeforeAStatementRunsGivesItUp) {
@@ -187,9 +173,7 @@ TEST_F(PromptTest, InterruptBeforeAStatementRunsGivesItUp) {
     EXPECT_TRUE(terminal->WaitFor("^C\r\n"));
     EXPECT_TRUE(terminal->Type("ovrasql> ", "select count(*) as n from t\r"));
     EXPECT_TRUE(terminal->WaitFor("\r\nn\r\n-\r\n2\r\n"));
-    EXPECT_TRUE(terminal->Type("ovrasql> ", ".quit\r"));
-    terminal->WaitForEnd();
-    EXPECT_EQ(terminal->Status(), 0);
+    terminal->Quit();
 }
 
 TEST_F(PromptTest, FailureEndsTheStatementsThatAreChainedToIt) {
@@ -200,9 +184,7 @@ TEST_F(PromptTest, FailureEndsTheStatementsThatAreChainedToIt) {
                               "select count(*) as n from t\r"));
     EXPECT_TRUE(terminal.WaitFor("Unknown field 'nope'\r\n"));
     EXPECT_TRUE(terminal.WaitFor("\r\nn\r\n2\r\n")) << "the lines behind it went on";
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, SecondInterruptEndsTheProgram) {
@@ -230,9 +212,7 @@ TEST_F(PromptTest, InterruptStopsAScriptBetweenItsStatements) {
     ::usleep(100000);
     EXPECT_TRUE(terminal.Send(kInterruptKey));
     EXPECT_TRUE(terminal.WaitFor(": Interrupted\r\n")) << "with the line's number before it";
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, InterruptStopsAnImportBetweenItsRows) {
@@ -246,9 +226,7 @@ TEST_F(PromptTest, InterruptStopsAnImportBetweenItsRows) {
     EXPECT_TRUE(terminal.WaitFor("importing ["));
     EXPECT_TRUE(terminal.Send(kInterruptKey));
     EXPECT_TRUE(terminal.WaitFor("Interrupted"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, InterruptStopsAnImportWhileItsPipeIsRead) {
@@ -264,18 +242,14 @@ TEST_F(PromptTest, InterruptStopsAnImportWhileItsPipeIsRead) {
     EXPECT_EQ(::write(pipe, piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
     EXPECT_TRUE(terminal.WaitFor("Interrupted\r\n")) << "the pipe has not ended yet";
     ::close(pipe);
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, AnyFailureEndsItsLineOnly) {
     Terminal terminal(folder_, {{"TMPDIR", "/nonexistent"}});
     EXPECT_TRUE(terminal.Type("ovrasql> ", ".explain delete from t\r"));
     EXPECT_TRUE(terminal.WaitFor("There is no folder for temporary files"));
-    EXPECT_TRUE(terminal.Type("ovrasql> ", ".quit\r"));
-    terminal.WaitForEnd();
-    EXPECT_EQ(terminal.Status(), 0);
+    terminal.Quit();
 }
 
 TEST_F(PromptTest, HelpIsAtHandWithoutThePoint) {

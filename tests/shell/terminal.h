@@ -88,6 +88,13 @@ class Terminal {
     // Reads to the program's end.
     void WaitForEnd() { WaitFor("nothing that the program ever shows"); }
 
+    // Leaves the program from its prompt.
+    void Quit() {
+        EXPECT_TRUE(Type("ovrasql> ", ".quit\r"));
+        WaitForEnd();
+        EXPECT_EQ(Status(), 0);
+    }
+
     void Kill() const { ::kill(child_, SIGKILL); }
 
     // Whether it gives whole lines and shows them, as it does while no line is edited.
